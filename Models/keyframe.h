@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QMutex>
+#include <QObject>
+#include <QPolygonF>
+
+#include <Eigen/Geometry>
+
+class TrackedObject;
+
+/// What is annotated for one object on one video frame.
+///
+/// Tracking and segmentation write polygons from pool threads while the window repaints them: writers go
+/// through the slots below, and everybody who may run at the same time reads through polygonSnapshot().
+class KeyFrame : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Kind of annotation; the values are those of the project file.
+    enum Type {
+        None = 0,     ///< no key frame
+        Visible = 1,  ///< drawn by the user, object visible
+        Occluded = 2, ///< drawn by the user, object occluded
+        Automatic = 3 ///< polygon produced by an automatic method
+    };
+    Q_ENUM(Type)
+
+    /// Bits of hasChanged().
+    enum Change { PolygonChanged = 1, TypeChanged = 2 };
+
+    /// An empty polygon with the owner's id as stacking value. The owner becomes the Qt parent.
+    KeyFrame(TrackedObject *object, int frame, KeyFrame::Type type);
+
+    /// Removes, one after the other, the vertices that add almost nothing to the outline.
+    ///
+    /// The cost of a vertex is its squared distance from the chord between its neighbours divided by that
+    /// chord's length, in pixels; vertices of cost 1 or less go, cheapest (then lowest index) first. An
+    /// outline of fewer than three vertices is left as it is.
+    void reducePolygonVertices();
+
+    /// Consistent copy of the polygon, callable from any thread.
+    QPolygonF polygonSnapshot() const;
+
+    /// Owner.
+    TrackedObject *object;
+    /// Frame number, from 0.
+    qint32 frame;
+    KeyFrame::Type type;
+    /// Outline in frame pixels, origin top left; every vertex once, the closing edge implied.
+    QPolygonF polygon;
+    /// Stacking value of the owner on this frame; greater is further in front.
+    qint32 zOrder;
+
+public slots:
+    void setNewPolygon(QPolygonF newPolygon);
+    void setType(KeyFrame::Type newType);
+    /// Moves the outline by `affineTransform` and clips it to the frame image now shown.
+    void transformPolygon(Eigen::Affine2d affineTransform);
+
+signals:
+    /// Announces changes as Change bits, also when the new value equals the old one.
+    void hasChanged(int flags);
+
+private:
+    mutable QMutex m_polygonMutex; // guards polygon between pool threads and the GUI thread
+};

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+class DataState;
+class QDataStream;
+class TrackedObject;
+
+/// The project state as it stands in a project file (see docs/file-format.md).
+QDataStream &operator<<(QDataStream &stream, const DataState &state);
+QDataStream &operator<<(QDataStream &stream, const TrackedObject &object);
+
+/// Reads what operator<< wrote. Data that ends early reads as zeros; data that cannot be (absurd counts,
+/// unknown types, a broken chain of spans) sets the stream's status to ReadCorruptData and ends the reading.
+QDataStream &operator>>(QDataStream &stream, DataState &state);
+/// The same for one object, which must have been made for the loaded video.
+QDataStream &operator>>(QDataStream &stream, TrackedObject &object);
+
+/// The .palu project file.
+namespace ProjectFile
+{
+
+/// Writes the whole file. Sets the stream's format version; the caller checks status and device for errors.
+void write(QDataStream &stream, const DataState &state);
+
+/// Reads the first item, the file name of the video; "error.error" if the data is too short for one.
+QString readVideoName(QDataStream &stream);
+
+/// File dialog filter that finds the video again; blanks become wildcards.
+QString videoFilter(const QString &videoName);
+
+/// Reads everything after the video name into `state`, whose video is loaded. Returns true when the file
+/// matches the program's format and the video; otherwise the state is left half read and must be dropped.
+bool read(QDataStream &stream, DataState &state);
+
+} // namespace ProjectFile

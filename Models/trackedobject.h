@@ -1,0 +1,91 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Models/framespan.h"
+#include "Models/keyframe.h"
+
+#include <QColor>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+class DataState;
+
+/// An annotated object: one key frame per video frame and the chain of frame spans made from them.
+///
+/// Adjacent spans share their boundary frame: a key frame at f that separates two spans is the end of the
+/// earlier one and the start of the later one.
+///
+///     key frames      |         K         K                          |
+///     spans           [0 ------ 10][10 -- 20][20 ----------------- 99]
+///
+/// All of it lives on the GUI thread; only the polygons of its key frames are written by pool threads.
+class TrackedObject : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Bits of hasChanged().
+    enum Change {
+        NameChanged = 1,  ///< another name
+        SpansChanged = 2, ///< key frames or frame spans changed
+        ZOrderChanged = 4 ///< stacking values were exchanged with another object
+    };
+
+    /// Orders objects by their stacking value on one frame.
+    struct TrackedObjectLess {
+        int frame;
+        bool operator()(const TrackedObject *a, const TrackedObject *b) const;
+    };
+
+    /// Takes the next id, builds one empty key frame per frame of the video and one hidden span over all.
+    /// `parent` is the project state the object belongs to; with another parent the state in use serves.
+    explicit TrackedObject(QObject *parent);
+
+    void changeName(QString newName);
+    /// The key frame of the state's current frame; null when that frame is outside the video.
+    KeyFrame *getCurrentKeyFrame() const;
+    /// The spans in order, each once.
+    ///
+    /// From the second span on the walk continues one frame behind the listed span's end, so a span of only
+    /// two frames that follows such a span is left out. Callers and files rely on it.
+    QList<FrameSpan *> getFrameSpans() const;
+    /// Comparator for the stacking order on `frame`.
+    static TrackedObjectLess combareByZOrderOfFrame(int frame);
+    /// Position in the stacking order on `frame`, 0 = backmost; 0 when the object is not in the project.
+    int getZOrderRank(int frame) const;
+    bool isCurrent() const;
+
+    /// Id that the next object gets.
+    static qint32 newID;
+
+    QString name;
+    qint32 id;
+    /// One per video frame, index = frame number; none is added or removed later.
+    QList<KeyFrame *> keyFrames;
+    /// One entry per video frame: the span that the frame belongs to. A boundary frame names the later span.
+    /// The last frame's entry is left alone by splits, so it can name an earlier span.
+    QList<FrameSpan *> frameSpans;
+    QColor color;
+
+public slots:
+    /// Rebuilds the spans after one of the object's key frames (the sender) changed its type.
+    void keyFrameChanged(int flags);
+
+signals:
+    /// Announces changes as Change bits.
+    void hasChanged(int flags);
+
+private:
+    DataState *state() const;
+    bool isEdge(int frame) const;
+    bool isBoundary(int frame) const;
+    bool isUserKeyFrame(int frame) const;
+    void userKeyFrameSet(int frame);
+    void keyFrameRemoved(int frame);
+    void splitSpanAt(int frame);
+    void mergeSpansAt(int frame);
+    void showIfHidden(FrameSpan *span, int otherEnd);
+    void clearBetween(int first, int last);
+};

@@ -1,0 +1,21 @@
+# SPDX-FileCopyrightText: 2026 the Palu developers
+# SPDX-License-Identifier: MIT
+
+# Language level, warnings, Qt's generators, log context and sanitizers, the same for every target of the project.
+function(palu_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF AUTOMOC ON AUTORCC ON)
+  target_compile_options(
+    ${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
+                      "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  if(PALU_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  # Warnings in the log carry file, line and function in release builds too.
+  target_compile_definitions(${target} PRIVATE QT_MESSAGELOGCONTEXT QT_DEPRECATED_WARNINGS)
+  if(PALU_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${PALU_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PUBLIC -fsanitize=${PALU_SANITIZE})
+  endif()
+endfunction()

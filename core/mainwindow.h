@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QMainWindow>
+
+class DataState;
+class FrameNav;
+class FrameViewer;
+class QAction;
+class QMenu;
+class QToolBar;
+class TimeLine;
+
+/// The one window: menus, tool bar, frame viewer and docks, and the actions of the program.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+
+    FrameViewer *frameViewer() const { return m_frameViewer; }
+    FrameNav *frameNav() const { return m_frameNav; }
+    TimeLine *timeLine() const { return m_timeLine; }
+
+    /// Discards the project and starts an empty one.
+    void recreateDataState();
+
+    /// Frame at which interactive tracking last stopped for the user, from 0; -1 when no run is pending.
+    qint32 trackingStopFrame = -1;
+
+public slots:
+    void onActionNew();
+    void onActionSave();
+    void onActionOpen();
+    void onActionClose();
+    void onActionNextFrame();
+    void onActionPrevFrame();
+    void onActionLinearMorphing();
+    void onActionInteractiveTracking();
+    void onActionAutomaticTracking();
+    void onActionExportXML();
+    void onActionSegmentation();
+    void onActionHelpLicense();
+    void onActionHelpAbout();
+    void onActionTmpDebugAction();
+    /// Reloads the views and brings the actions' enabled states in line with the project.
+    void reload();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void createMenus();
+    void createDocks();
+    void createActions();
+    bool loadVideo(const QString &path);
+    void setToolsEnabled(bool enabled);
+
+    QMenu *m_fileMenu = nullptr;
+    QMenu *m_frameMenu = nullptr;
+    QMenu *m_toolsMenu = nullptr;
+    QMenu *m_windowsMenu = nullptr;
+    QMenu *m_helpMenu = nullptr;
+    QToolBar *m_toolBar = nullptr;
+    FrameViewer *m_frameViewer = nullptr;
+    FrameNav *m_frameNav = nullptr;
+    TimeLine *m_timeLine = nullptr;
+    QAction *m_actionSave = nullptr;
+    QAction *m_actionMorph = nullptr;
+    QAction *m_actionInteractiveTracking = nullptr;
+    QAction *m_actionAutomaticTracking = nullptr;
+    QAction *m_actionExportXML = nullptr;
+    QAction *m_actionSegmentation = nullptr;
+};
+
+/// The main window; null in programs without one.
+extern MainWindow *g_mainWindow;

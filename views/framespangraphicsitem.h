@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QGraphicsPathItem>
+#include <QObject>
+
+class FrameSpan;
+
+/// Curve of one frame span on the time line.
+class FrameSpanGraphicsItem : public QObject, public QGraphicsPathItem
+{
+    Q_OBJECT
+
+public:
+    FrameSpanGraphicsItem(QGraphicsScene *scene, QPointF start, QPointF end, FrameSpan *frameSpan);
+
+    /// Not owned.
+    FrameSpan *frameSpan;
+
+    /// Sets the pen after the span's type.
+    void loadStyle();
+
+public slots:
+    void reload();
+
+protected:
+    void contextMenuEvent(QGraphicsSceneContextMenuEvent *event) override;
+};

@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QPolygonF>
+#include <QWidget>
+
+class FrameGraphicsView;
+class QGraphicsPixmapItem;
+class QGraphicsScene;
+
+/// Shows the current frame with the polygon of every object on it and takes the user's edits of them.
+class FrameViewer : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit FrameViewer(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+
+    /// Index at which `point` becomes a vertex of `polygon` (three or more vertices): inside the edge nearest
+    /// to it. Where a shared vertex is nearest, the angle there decides between its two edges.
+    static int insertionIndex(const QPolygonF &polygon, QPointF point);
+
+    FrameGraphicsView *view = nullptr;
+    QGraphicsScene *scene = nullptr;
+    /// The frame image; null before the first frame was shown.
+    QGraphicsPixmapItem *frameItem = nullptr;
+
+public slots:
+    /// Listens to the project state in use.
+    void connectToState();
+    void filterStateChange(int flags);
+    /// Builds the scene anew from the current frame.
+    void reload();
+    /// Fits the frame into the view.
+    void resize();
+    /// Adds a vertex to the current object's polygon at a view position, or removes the nearest one with
+    /// `shift`.
+    void doubleClicked(int x, int y, bool shift);
+
+private:
+    void removeNearestVertex(QPointF point);
+    void addVertex(QPointF point);
+};

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QGraphicsEllipseItem>
+#include <QObject>
+
+class KeyFrame;
+class QMenu;
+
+/// Marker of one key frame on the time line.
+class KeyFrameGraphicsItem : public QObject, public QGraphicsEllipseItem
+{
+    Q_OBJECT
+
+public:
+    KeyFrameGraphicsItem(QGraphicsScene *scene, QPointF pos, KeyFrame *keyFrame);
+
+    /// Not owned.
+    KeyFrame *keyFrame;
+
+    /// Sets pen, brush, size and visibility after the key frame's type.
+    void loadStyle();
+
+public slots:
+    void reload();
+
+protected:
+    void contextMenuEvent(QGraphicsSceneContextMenuEvent *event) override;
+};
