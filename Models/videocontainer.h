@@ -63,10 +63,6 @@ public slots:
     void setCancel();
 
 private:
-    bool copyVideo(const QString &path);
-    bool readProperties();
-    bool extractFrames();
-
     QTemporaryDir m_temporaryDir;
     std::atomic<bool> m_cancel{false}; // written by the GUI thread, read by the workers before each frame
 };

@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QKeySequence>
+#include <QList>
 #include <QMainWindow>
 
 class DataState;
 class FrameNav;
 class FrameViewer;
 class QAction;
+class QDataStream;
 class QMenu;
 class QToolBar;
 class TimeLine;
@@ -56,7 +59,10 @@ private:
     void createDocks();
     void createActions();
     bool loadVideo(const QString &path);
+    void saveProject(const QString &path);
+    void readProject(QDataStream &stream);
     void setToolsEnabled(bool enabled);
+    static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
 
     QMenu *m_fileMenu = nullptr;
     QMenu *m_frameMenu = nullptr;

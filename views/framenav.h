@@ -48,4 +48,11 @@ public slots:
     /// Starts playback and returns when it has ended, or ends the playback that is running.
     void onButtonPlayClicked();
     void onSliderValueChanged(int value);
+
+private:
+    void createWidgets();
+    void createLayout();
+    void createConnections();
+    QList<QWidget *> stoppedOnlyWidgets() const;
+    void play();
 };

@@ -21,6 +21,10 @@ public:
     /// Sets the pen after the span's type.
     void loadStyle();
 
+    /// Both wider than the curve itself, which is too thin to hit with the mouse.
+    QRectF boundingRect() const override;
+    QPainterPath shape() const override;
+
 public slots:
     void reload();
 

@@ -26,6 +26,8 @@ public:
     /// The frame image; null before the first frame was shown.
     QGraphicsPixmapItem *frameItem = nullptr;
 
+    using QWidget::resize;
+
 public slots:
     /// Listens to the project state in use.
     void connectToState();

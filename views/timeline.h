@@ -57,4 +57,16 @@ public slots:
     void viewClicked(QPoint position);
     /// Frame (from 0) at a scene x in pixels.
     int scrollPosToFrame(int pos);
+
+private:
+    void reloadHeader();
+    void reloadBody();
+    void addRows();
+    void addSpans(const TrackedObject *object, const QVector<int> &rows);
+    void addKeyFrames(const TrackedObject *object, const QVector<int> &rows);
+    QGraphicsRectItem *addMarker(QGraphicsScene *scene, double height);
+    /// Centre of a frame's column, scene pixels.
+    int frameToX(int frame) const;
+    /// Centre of a row, scene pixels.
+    int rankToY(int rank) const;
 };

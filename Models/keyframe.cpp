@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/keyframe.h"
+
+#include "Models/trackedobject.h"
+
+#include <QMutexLocker>
+
+KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameType)
+    : QObject(owner)
+    , object(owner)
+    , frame(frameNumber)
+    , type(frameType)
+    , zOrder(owner->id)
+{
+}
+
+QPolygonF KeyFrame::polygonSnapshot() const
+{
+    QMutexLocker lock(&m_polygonMutex);
+    return polygon;
+}
+
+void KeyFrame::setNewPolygon(QPolygonF newPolygon)
+{
+    {
+        QMutexLocker lock(&m_polygonMutex);
+        polygon = newPolygon;
+    }
+    emit
+    hasChanged(PolygonChanged);
+}
+
+void KeyFrame::setType(KeyFrame::Type newType)
+{
+    type = newType;
+    emit
+    hasChanged(TypeChanged);
+}

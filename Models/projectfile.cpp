@@ -1,0 +1,268 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/projectfile.h"
+
+#include "core/datastate.h"
+
+#include <QDataStream>
+#include <QIODevice>
+#include <QSize>
+
+#include <cmath>
+
+namespace
+{
+
+constexpr int streamVersion = QDataStream::Qt_5_2;
+constexpr quint32 nullStringLength = 0xFFFFFFFF;
+constexpr qint64 pointSize = 16;        // bytes: two doubles
+constexpr qint64 keyFrameMinSize = 16;  // bytes: frame, type, point count, stacking value
+constexpr qint64 spanSize = 12;         // bytes: type, start, end
+constexpr qint64 objectHeadMinSize = 8; // bytes: length of the name, id
+
+QString formatVersion()
+{
+    return QStringLiteral("0.0.5");
+}
+
+qint64 bytesLeft(const QDataStream &stream)
+{
+    return stream.device() ? stream.device()->bytesAvailable() : 0;
+}
+
+void setCorrupt(QDataStream &stream)
+{
+    stream.resetStatus(); // an earlier "read past end" would keep the new status out
+    stream.setStatus(QDataStream::ReadCorruptData);
+}
+
+bool isCorrupt(const QDataStream &stream)
+{
+    return stream.status() == QDataStream::ReadCorruptData;
+}
+
+/// Reads a string whose length is checked against what is left before any memory is taken for it.
+QString readString(QDataStream &stream)
+{
+    const QByteArray head = stream.device() ? stream.device()->peek(sizeof(quint32)) : QByteArray();
+    if (head.size() == sizeof(quint32)) {
+        quint32 length = 0;
+        QDataStream(head) >> length;
+        if (length != nullStringLength && (length % 2 != 0 || length > bytesLeft(stream) - head.size())) {
+            setCorrupt(stream);
+            return QString();
+        }
+    }
+    QString text;
+    stream >> text;
+    return text;
+}
+
+QPolygonF readPolygon(QDataStream &stream)
+{
+    quint32 count = 0;
+    stream >> count;
+    QPolygonF polygon;
+    if (count > bytesLeft(stream) / pointSize) {
+        setCorrupt(stream);
+        return polygon;
+    }
+    polygon.reserve(static_cast<int>(count));
+    for (quint32 i = 0; i < count; ++i) {
+        double x = 0;
+        double y = 0;
+        stream >> x >> y;
+        if (!std::isfinite(x) || !std::isfinite(y)) {
+            setCorrupt(stream);
+            return polygon;
+        }
+        polygon.append(QPointF(x, y));
+    }
+    return polygon;
+}
+
+template <class Type>
+Type readType(QDataStream &stream, Type greatest)
+{
+    qint32 value = 0;
+    stream >> value;
+    if (value < 0 || value > greatest) {
+        setCorrupt(stream);
+        return Type(0);
+    }
+    return static_cast<Type>(value);
+}
+
+// Straight into the fields: nothing is announced and no span is rebuilt while a project is being read.
+void readKeyFrame(QDataStream &stream, KeyFrame &keyFrame)
+{
+    qint32 frame = 0;
+    stream >> frame;
+    if (frame != keyFrame.frame)
+        setCorrupt(stream);
+    if (isCorrupt(stream))
+        return;
+    keyFrame.type = readType(stream, KeyFrame::Automatic);
+    if (isCorrupt(stream))
+        return;
+    keyFrame.polygon = readPolygon(stream);
+    stream >> keyFrame.zOrder;
+}
+
+/// Reads one span that must start at `start` and advance without leaving the video.
+void readSpan(QDataStream &stream, FrameSpan &span, int start, int lastFrame)
+{
+    span.type = readType(stream, FrameSpan::Occluded);
+    stream >> span.start >> span.end;
+    if (span.start != start || span.end <= span.start || span.end > lastFrame)
+        setCorrupt(stream);
+}
+
+// The reader goes one frame past each span's end, the writer does not; both meet the same ends, and setting
+// the entries up to the end inclusive lets the next span take over the shared frame.
+void readSpanChain(QDataStream &stream, TrackedObject &object)
+{
+    const int frameCount = object.keyFrames.size();
+    int start = 0;
+    for (int frame = 0; frame < frameCount && frameCount > 1; ++frame) {
+        FrameSpan *span = object.frameSpans.first();
+        if (frame > 0)
+            span = new FrameSpan(&object, FrameSpan::Hidden, frame, frame + 1);
+        readSpan(stream, *span, start, frameCount - 1);
+        if (isCorrupt(stream))
+            return;
+        for (int i = span->start; i <= span->end; ++i)
+            object.frameSpans[i] = span;
+        start = span->end;
+        frame = start;
+        if (frame >= frameCount - 1)
+            return;
+    }
+}
+
+qint64 objectMinSize(int frameCount)
+{
+    return objectHeadMinSize + frameCount * keyFrameMinSize + (frameCount > 1 ? spanSize : 0);
+}
+
+void readObjects(QDataStream &stream, DataState &state)
+{
+    qint32 count = 0;
+    stream >> count;
+    const int frameCount = state.video ? state.video->frameCount : 0;
+    if (count < 0 || count > bytesLeft(stream) / objectMinSize(frameCount)) {
+        setCorrupt(stream);
+        return;
+    }
+    for (qint32 i = 0; i < count && !isCorrupt(stream); ++i) {
+        state.addObject();
+        stream >> *state.objects.last();
+    }
+}
+
+QString fileName(const QString &path)
+{
+    return path.section(QLatin1Char('/'), -1);
+}
+
+} // namespace
+
+QDataStream &operator<<(QDataStream &stream, const TrackedObject &object)
+{
+    stream << object.name << object.id;
+    for (const KeyFrame *keyFrame : object.keyFrames) {
+        stream << keyFrame->frame << static_cast<qint32>(keyFrame->type) << keyFrame->polygonSnapshot()
+               << keyFrame->zOrder;
+    }
+    const int lastFrame = object.keyFrames.size() - 1;
+    for (int frame = 0; frame < lastFrame; frame = object.frameSpans.at(frame)->end) {
+        const FrameSpan *span = object.frameSpans.at(frame);
+        stream << static_cast<qint32>(span->type) << span->start << span->end;
+    }
+    return stream;
+}
+
+QDataStream &operator>>(QDataStream &stream, TrackedObject &object)
+{
+    object.name = readString(stream);
+    if (isCorrupt(stream))
+        return stream;
+    stream >> object.id;
+    for (KeyFrame *keyFrame : qAsConst(object.keyFrames)) {
+        readKeyFrame(stream, *keyFrame);
+        if (isCorrupt(stream))
+            return stream;
+    }
+    readSpanChain(stream, object);
+    return stream;
+}
+
+QDataStream &operator<<(QDataStream &stream, const DataState &state)
+{
+    stream << state.version << state.currentFrame << static_cast<qint32>(state.objects.size());
+    for (const TrackedObject *object : state.objects)
+        stream << *object;
+    return stream << TrackedObject::newID;
+}
+
+QDataStream &operator>>(QDataStream &stream, DataState &state)
+{
+    state.version = readString(stream);
+    if (isCorrupt(stream))
+        return stream;
+    stream >> state.currentFrame;
+    readObjects(stream, state);
+    if (isCorrupt(stream))
+        return stream;
+    qint32 nextId = 0;
+    stream >> nextId;
+    if (nextId < 0)
+        setCorrupt(stream);
+    else
+        TrackedObject::newID = nextId;
+    return stream;
+}
+
+void ProjectFile::write(QDataStream &stream, const DataState &state)
+{
+    stream.setVersion(streamVersion);
+    const VideoContainer &video = *state.video;
+    stream << fileName(video.videoPath) << formatVersion() << static_cast<qint32>(video.frameCount)
+           << QSize(video.width, video.height);
+    stream << state;
+}
+
+QString ProjectFile::readVideoName(QDataStream &stream)
+{
+    stream.setVersion(streamVersion);
+    const QString name = readString(stream);
+    const bool tooShort = stream.status() != QDataStream::Ok;
+    return tooShort ? QStringLiteral("error.error") : name;
+}
+
+QString ProjectFile::videoFilter(const QString &videoName)
+{
+    // A pattern cannot hold a blank.
+    QString pattern = videoName;
+    pattern.replace(QLatin1Char(' '), QLatin1Char('*'));
+    return QStringLiteral("Video (") + pattern + QStringLiteral(");;All files (*)");
+}
+
+bool ProjectFile::read(QDataStream &stream, DataState &state)
+{
+    stream.setVersion(streamVersion);
+    const QString version = readString(stream);
+    qint32 frameCount = 0;
+    QSize size;
+    stream >> frameCount >> size;
+    const VideoContainer *video = state.video;
+    const bool matches = !isCorrupt(stream) && video && version == formatVersion() &&
+                         frameCount == video->frameCount && size == QSize(video->width, video->height);
+    if (!matches) // what follows was written for another format or video and means nothing here
+        return false;
+    stream >> state;
+    if (isCorrupt(stream))
+        return false;
+    state.currentFrame = qBound(0, state.currentFrame, frameCount - 1);
+    return true;
+}

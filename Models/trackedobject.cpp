@@ -1,0 +1,204 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/trackedobject.h"
+
+#include "core/datastate.h"
+
+qint32 TrackedObject::newID = 0;
+
+bool TrackedObject::TrackedObjectLess::operator()(const TrackedObject *a, const TrackedObject *b) const
+{
+    return a->keyFrames.at(frame)->zOrder < b->keyFrames.at(frame)->zOrder;
+}
+
+TrackedObject::TrackedObject(QObject *parent)
+    : QObject(parent)
+    , id(newID++)
+{
+    name = QStringLiteral("new object %1").arg(id + 1);
+    const VideoContainer *video = state()->video;
+    const int frameCount = video ? video->frameCount : 0;
+    keyFrames.reserve(frameCount);
+    frameSpans.reserve(frameCount);
+    auto *wholeVideo = new FrameSpan(this, FrameSpan::Hidden, 0, frameCount - 1);
+    for (int frame = 0; frame < frameCount; ++frame) {
+        auto *keyFrame = new KeyFrame(this, frame, KeyFrame::None);
+        connect(keyFrame, &KeyFrame::hasChanged, this, &TrackedObject::keyFrameChanged);
+        keyFrames.append(keyFrame);
+        frameSpans.append(wholeVideo);
+    }
+    const QList<QColor> &palette = state()->colors;
+    color = palette.at(id % palette.size());
+}
+
+void TrackedObject::changeName(QString newName)
+{
+    name = newName;
+    emit
+    hasChanged(NameChanged);
+}
+
+KeyFrame *TrackedObject::getCurrentKeyFrame() const
+{
+    return keyFrames.value(state()->currentFrame);
+}
+
+QList<FrameSpan *> TrackedObject::getFrameSpans() const
+{
+    QList<FrameSpan *> spans;
+    if (frameSpans.isEmpty())
+        return spans;
+    const int lastFrame = frameSpans.size() - 1;
+    spans.append(frameSpans.first());
+    int frame = spans.last()->end;
+    while (frame < lastFrame) {
+        spans.append(frameSpans.at(frame));
+        // One behind the end, unlike after the first span: skips a following span of two frames on purpose.
+        frame = spans.last()->end + 1;
+    }
+    return spans;
+}
+
+TrackedObject::TrackedObjectLess TrackedObject::combareByZOrderOfFrame(int frame)
+{
+    return TrackedObjectLess{frame};
+}
+
+int TrackedObject::getZOrderRank(int frame) const
+{
+    const QList<TrackedObject *> sorted = state()->getZOrderSortedList(frame);
+    for (int rank = 0; rank < sorted.size(); ++rank) {
+        if (sorted.at(rank)->id == id)
+            return rank;
+    }
+    return 0;
+}
+
+bool TrackedObject::isCurrent() const
+{
+    return id == state()->currentObjectId;
+}
+
+void TrackedObject::keyFrameChanged(int flags)
+{
+    const auto *keyFrame = qobject_cast<KeyFrame *>(sender());
+    if (!keyFrame || !(flags & KeyFrame::TypeChanged))
+        return;
+    switch (keyFrame->type) {
+    case KeyFrame::Visible:
+    case KeyFrame::Occluded:
+        userKeyFrameSet(keyFrame->frame);
+        break;
+    case KeyFrame::None:
+        keyFrameRemoved(keyFrame->frame);
+        break;
+    case KeyFrame::Automatic: // automatic polygons never change the spans
+        break;
+    }
+}
+
+DataState *TrackedObject::state() const
+{
+    auto *owner = qobject_cast<DataState *>(parent());
+    return owner ? owner : g_state;
+}
+
+bool TrackedObject::isEdge(int frame) const
+{
+    return frame == 0 || frame == keyFrames.size() - 1;
+}
+
+bool TrackedObject::isBoundary(int frame) const
+{
+    return !isEdge(frame) && frameSpans.at(frame - 1) != frameSpans.at(frame);
+}
+
+bool TrackedObject::isUserKeyFrame(int frame) const
+{
+    const KeyFrame::Type type = keyFrames.at(frame)->type;
+    return type == KeyFrame::Visible || type == KeyFrame::Occluded;
+}
+
+// before   [a -------------------- b]
+// after    [a -------- f][f ------ b]   filled frames on both sides are cleared
+void TrackedObject::userKeyFrameSet(int frame)
+{
+    if (isBoundary(frame))
+        return;
+    if (!isEdge(frame))
+        splitSpanAt(frame);
+
+    const bool hasLeft = frame != 0;
+    const bool hasRight = frame != keyFrames.size() - 1;
+    if (hasLeft)
+        showIfHidden(frameSpans.at(frame - 1), frameSpans.at(frame - 1)->start);
+    if (hasRight)
+        showIfHidden(frameSpans.at(frame), frameSpans.at(frame)->end);
+    if (hasLeft)
+        clearBetween(frameSpans.at(frame - 1)->start, frame);
+    if (hasRight)
+        clearBetween(frame, frameSpans.at(frame)->end);
+    emit
+    hasChanged(SpansChanged);
+}
+
+// before   [a -------- f][f ------ b]
+// after    [a -------------------- b]   everything inside is cleared
+void TrackedObject::keyFrameRemoved(int frame)
+{
+    const bool boundary = isBoundary(frame);
+    if (!boundary && !isEdge(frame))
+        return;
+    if (boundary)
+        mergeSpansAt(frame);
+
+    // On the last frame this is the span that its entry names, which may be an earlier one.
+    FrameSpan *span = frameSpans.at(frame);
+    if (frame == 0 || keyFrames.at(span->start)->type == KeyFrame::None)
+        span->setType(FrameSpan::Hidden);
+    if (frame == keyFrames.size() - 1 || keyFrames.at(span->end)->type == KeyFrame::None)
+        span->setType(FrameSpan::Hidden);
+    clearBetween(span->start, span->end);
+    emit
+    hasChanged(SpansChanged);
+}
+
+void TrackedObject::splitSpanAt(int frame)
+{
+    FrameSpan *left = frameSpans.at(frame);
+    auto *right = new FrameSpan(this, left->type, frame, left->end);
+    left->end = frame;
+    // The entry of the right span's end belongs to the next span; the last frame's entry stays stale.
+    for (int i = frame; i < right->end; ++i)
+        frameSpans[i] = right;
+}
+
+void TrackedObject::mergeSpansAt(int frame)
+{
+    FrameSpan *left = frameSpans.at(frame - 1);
+    FrameSpan *right = frameSpans.at(frame);
+    left->end = right->end;
+    for (int i = frame; i < right->end; ++i)
+        frameSpans[i] = left;
+    if (frameSpans.last() == right) // no entry outlives its span
+        frameSpans.last() = left;
+    if (right->type != left->type)
+        left->setType(FrameSpan::Hidden);
+    right->deleteLater();
+}
+
+// A hidden span becomes visible once both its ends carry user key frames.
+void TrackedObject::showIfHidden(FrameSpan *span, int otherEnd)
+{
+    if (span->type == FrameSpan::Hidden && isUserKeyFrame(otherEnd))
+        span->setType(FrameSpan::Visible);
+}
+
+// Re-enters keyFrameChanged() for every frame, which returns at once for frames inside a span.
+void TrackedObject::clearBetween(int first, int last)
+{
+    for (int i = first + 1; i < last; ++i) {
+        keyFrames.at(i)->setNewPolygon(QPolygonF());
+        keyFrames.at(i)->setType(KeyFrame::None);
+    }
+}

@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/videocontainer.h"
+
+#include "core/modaljob.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <cmath>
+#include <cstdlib>
+
+namespace
+{
+
+// The codec throws instead of returning false for some failures, such as a full disk.
+bool writeImage(const QString &path, const cv::Mat &image)
+{
+    try {
+        return cv::imwrite(path.toUtf8().toStdString(), image);
+    } catch (const cv::Exception &) {
+        return false;
+    }
+}
+
+} // namespace
+
+VideoContainer::VideoContainer(QObject *parent)
+    : QObject(parent)
+{
+    if (!m_temporaryDir.isValid()) {
+        qWarning("Could not create temporary folder!");
+        std::exit(1);
+    }
+}
+
+VideoContainer::~VideoContainer() = default;
+
+bool VideoContainer::loadFile(QString path)
+{
+    const QDir root(m_temporaryDir.path());
+    videoPath = root.path() + QLatin1Char('/') + QFileInfo(path).fileName();
+    if (!QFile::copy(path, videoPath)) {
+        qWarning("could not copy video");
+        return false;
+    }
+    if (!root.mkdir(QStringLiteral("frames"))) {
+        qWarning("could not create frames folder");
+        return false;
+    }
+
+    cv::VideoCapture capture(videoPath.toUtf8().toStdString());
+    fps = capture.get(cv::CAP_PROP_FPS);
+    if (!(fps > 0)) {
+        qWarning("invalid fps");
+        return false;
+    }
+    frameCount = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_COUNT));
+    if (frameCount <= 0) {
+        qWarning("invalid framecount");
+        return false;
+    }
+    length = frameCount / fps;
+    height = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_HEIGHT));
+    width = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_WIDTH));
+    capture.release();
+
+    const int threads = QThread::idealThreadCount();
+    chunkEnds.append(splitIntoChunks(frameCount, threads == -1 ? 4 : threads));
+    const bool extracted = ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
+                                         videoToFramesWrapper{this}, [this] { setCancel(); });
+    return extracted && !m_cancel.load(std::memory_order_relaxed);
+}
+
+QString VideoContainer::getFramePath(int frame) const
+{
+    return m_temporaryDir.path() + QStringLiteral("/frames/frame%1.jpg").arg(frame, 10, 10, QLatin1Char('0'));
+}
+
+void VideoContainer::videoToFrames(int &chunkEnd)
+{
+    cv::VideoCapture capture(videoPath.toUtf8().toStdString());
+    const int start = chunkStart(chunkEnd);
+    // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
+    // starts with a repeat of the frame before it.
+    capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);
+    bool writable = true;
+    for (int frame = start; frame < chunkEnd; ++frame) {
+        if (m_cancel.load(std::memory_order_relaxed))
+            break;
+        cv::Mat image;
+        capture.read(image);
+        if (image.rows == 0 || image.cols == 0)
+            continue;
+        const QString path = getFramePath(frame);
+        if (writeImage(path, image))
+            continue;
+        QFile::remove(path); // no half-written image stays behind
+        if (writable)
+            qWarning("could not write frame image %s", qUtf8Printable(path));
+        writable = false;
+    }
+}
+
+int VideoContainer::chunkStart(int chunkEnd) const
+{
+    const int index = chunkEnds.indexOf(chunkEnd);
+    return index > 0 ? chunkEnds.at(index - 1) : 0;
+}
+
+QList<int> VideoContainer::splitIntoChunks(int frameCount, int threads)
+{
+    const int chunk = frameCount / threads;
+    QList<int> ends;
+    for (int i = 1; i < threads; ++i)
+        ends.append(i * chunk);
+    ends.append(frameCount);
+    return ends;
+}
+
+void VideoContainer::setCancel()
+{
+    m_cancel.store(true, std::memory_order_relaxed);
+}

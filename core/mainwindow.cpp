@@ -1,0 +1,310 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/mainwindow.h"
+
+#include "core/datastate.h"
+#include "views/framenav.h"
+#include "views/frameviewer.h"
+#include "views/timeline.h"
+
+#include <QAction>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QMenu>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QToolBar>
+
+MainWindow *g_mainWindow = nullptr;
+
+namespace
+{
+
+constexpr QSize windowSize(1024, 768);
+constexpr QSize toolIconSize(48, 48);
+constexpr int messageTime = 5000; // milliseconds
+
+const char videoFilter[] = QT_TRANSLATE_NOOP(
+    "MainWindow",
+    "supported file types (*.avi *.mpeg *.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v *.wmv *.h263);;AVI (*.avi);;"
+    "MPEG (*.mpeg);;MPEG4 (*.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v);;WMV (*.wmv);;H.263 (*.h263) ");
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
+    : QMainWindow(parent, flags)
+{
+    resize(windowSize);
+    m_toolBar = new QToolBar(tr("Toolbar"), this);
+    m_toolBar->setObjectName(QStringLiteral("toolBar"));
+    m_toolBar->setIconSize(toolIconSize);
+    addToolBar(Qt::LeftToolBarArea, m_toolBar);
+    setStatusBar(new QStatusBar(this));
+    setMenuBar(new QMenuBar(this));
+    createMenus();
+    m_frameViewer = new FrameViewer(this);
+    setCentralWidget(m_frameViewer);
+    createDocks();
+    createActions();
+}
+
+void MainWindow::createMenus()
+{
+    m_fileMenu = menuBar()->addMenu(tr("&File"));
+    m_frameMenu = menuBar()->addMenu(tr("F&rame"));
+    m_toolsMenu = menuBar()->addMenu(tr("&Tools"));
+    m_windowsMenu = menuBar()->addMenu(tr("&Windows"));
+    m_helpMenu = menuBar()->addMenu(tr("&Help"));
+}
+
+void MainWindow::createDocks()
+{
+    m_frameNav = new FrameNav(tr("Frame Navigation"), this);
+    m_frameNav->setObjectName(QStringLiteral("frameNavigation"));
+    m_frameNav->setAllowedAreas(Qt::AllDockWidgetAreas);
+    addDockWidget(Qt::TopDockWidgetArea, m_frameNav);
+
+    m_timeLine = new TimeLine(tr("Time Line"), this);
+    m_timeLine->setObjectName(QStringLiteral("timeLine"));
+    m_timeLine->setAllowedAreas(Qt::AllDockWidgetAreas);
+    addDockWidget(Qt::BottomDockWidgetArea, m_timeLine, Qt::Vertical);
+
+    m_windowsMenu->addAction(m_frameNav->toggleViewAction());
+    m_windowsMenu->addAction(m_timeLine->toggleViewAction());
+}
+
+void MainWindow::createActions()
+{
+    struct Row {
+        const char *text;
+        const char *icon;
+        QList<QKeySequence> shortcuts;
+        QMenu *menu;
+        bool onToolBar;
+        bool enabled;
+        void (MainWindow::*slot)();
+        QAction **kept;
+        const char *toolTip;
+    };
+    const QList<QKeySequence> none;
+    const Row rows[] = {
+        {QT_TR_NOOP("&New"),
+         "new",
+         {QKeySequence::New},
+         m_fileMenu,
+         true,
+         true,
+         &MainWindow::onActionNew,
+         nullptr,
+         QT_TR_NOOP("New project from a video")},
+        {QT_TR_NOOP("&Save"),
+         "save",
+         {QKeySequence::Save},
+         m_fileMenu,
+         true,
+         false,
+         &MainWindow::onActionSave,
+         &m_actionSave,
+         QT_TR_NOOP("Save the project")},
+        {QT_TR_NOOP("&Open"),
+         "open",
+         {QKeySequence::Open},
+         m_fileMenu,
+         true,
+         true,
+         &MainWindow::onActionOpen,
+         nullptr,
+         QT_TR_NOOP("Open a project")},
+        {QT_TR_NOOP("&Close"),
+         nullptr,
+         {QKeySequence::Quit, QKeySequence::Close},
+         m_fileMenu,
+         false,
+         true,
+         &MainWindow::onActionClose,
+         nullptr,
+         nullptr},
+        {QT_TR_NOOP("Next Frame"),
+         "goNext",
+         {Qt::Key_Right},
+         m_frameMenu,
+         false,
+         true,
+         &MainWindow::onActionNextFrame,
+         nullptr,
+         nullptr},
+        {QT_TR_NOOP("Previous Frame"),
+         "goPre",
+         {Qt::Key_Left},
+         m_frameMenu,
+         false,
+         true,
+         &MainWindow::onActionPrevFrame,
+         nullptr,
+         nullptr},
+        {QT_TR_NOOP("&morph"),
+         "morph",
+         {Qt::CTRL | Qt::Key_M},
+         m_toolsMenu,
+         true,
+         false,
+         &MainWindow::onActionLinearMorphing,
+         &m_actionMorph,
+         QT_TR_NOOP("Morph: fill the frames between the current object's key frames")},
+        {QT_TR_NOOP("&iTrack"),
+         "iTrack",
+         {Qt::CTRL | Qt::Key_I},
+         m_toolsMenu,
+         true,
+         false,
+         &MainWindow::onActionInteractiveTracking,
+         &m_actionInteractiveTracking,
+         QT_TR_NOOP("Interactive tracking: stops where the outline needs your correction")},
+        {QT_TR_NOOP("&aTrack"),
+         "aTrack",
+         {Qt::CTRL | Qt::Key_A},
+         m_toolsMenu,
+         true,
+         false,
+         &MainWindow::onActionAutomaticTracking,
+         &m_actionAutomaticTracking,
+         QT_TR_NOOP("Automatic tracking")},
+        {QT_TR_NOOP("export XML"), "export", none, m_toolsMenu, true, false, &MainWindow::onActionExportXML,
+         &m_actionExportXML, QT_TR_NOOP("Export the annotation as ViPER XML")},
+        {QT_TR_NOOP("segmentation"), "scissors", none, m_toolsMenu, true, false,
+         &MainWindow::onActionSegmentation, &m_actionSegmentation,
+         QT_TR_NOOP("Segmentation: refine the current object's outlines")},
+        {QT_TR_NOOP("License Notes"), nullptr, none, m_helpMenu, false, true,
+         &MainWindow::onActionHelpLicense, nullptr, nullptr},
+        {QT_TR_NOOP("About Palu"), nullptr, none, m_helpMenu, false, true, &MainWindow::onActionHelpAbout,
+         nullptr, nullptr},
+    };
+    for (const Row &row : rows) {
+        auto *action = new QAction(tr(row.text), this);
+        if (row.icon)
+            action->setIcon(QIcon(QStringLiteral(":icons/%1.ico").arg(QLatin1String(row.icon))));
+        if (row.toolTip)
+            action->setToolTip(withShortcut(tr(row.toolTip), row.shortcuts));
+        action->setShortcuts(row.shortcuts);
+        action->setEnabled(row.enabled);
+        connect(action, &QAction::triggered, this, row.slot);
+        if (row.slot == &MainWindow::onActionClose)
+            row.menu->addSeparator();
+        row.menu->addAction(action);
+        if (row.onToolBar)
+            m_toolBar->addAction(action);
+        if (row.kept)
+            *row.kept = action;
+    }
+}
+
+QString MainWindow::withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts)
+{
+    if (shortcuts.isEmpty())
+        return toolTip;
+    return QStringLiteral("%1 (%2)").arg(toolTip, shortcuts.first().toString(QKeySequence::NativeText));
+}
+
+void MainWindow::setToolsEnabled(bool enabled)
+{
+    for (QAction *action : {m_actionMorph, m_actionInteractiveTracking, m_actionAutomaticTracking,
+                            m_actionExportXML, m_actionSegmentation})
+        action->setEnabled(enabled);
+}
+
+void MainWindow::reload()
+{
+    if (g_state->videoLoaded) {
+        m_frameViewer->reload();
+        m_frameNav->reload();
+        m_timeLine->reload();
+    }
+    m_actionSave->setEnabled(g_state->videoLoaded);
+    setToolsEnabled(g_state->videoLoaded && g_state->hasObjects());
+}
+
+void MainWindow::recreateDataState()
+{
+    m_frameNav->stopPlayback();
+    delete g_state;
+    g_state = nullptr;
+    g_state = new DataState;
+    m_frameNav->reload();
+    m_frameViewer->reload();
+    m_timeLine->reload();
+    setDisabled(false);
+    reload();
+    m_frameNav->connectToState();
+    m_frameViewer->connectToState();
+    m_timeLine->connectToState();
+}
+
+void MainWindow::onActionNew()
+{
+    m_frameNav->stopPlayback();
+    setDisabled(true);
+    const QString path = QFileDialog::getOpenFileName(
+        this, tr("Video file"), QDir::homePath(), tr(videoFilter), nullptr, QFileDialog::DontUseNativeDialog);
+    QCoreApplication::processEvents();
+    if (path.isEmpty()) {
+        setDisabled(false);
+        reload();
+        return;
+    }
+    if (loadVideo(path)) {
+        setDisabled(false);
+        reload();
+    }
+}
+
+/// Replaces the project by an empty one on the video at `path`. Returns false, with an empty project without
+/// video, when the video cannot be loaded.
+bool MainWindow::loadVideo(const QString &path)
+{
+    if (g_state->videoLoaded)
+        recreateDataState();
+    setDisabled(true); // until the video is loaded
+    g_state->video = new VideoContainer(this);
+    if (!g_state->video->loadFile(path)) {
+        recreateDataState();
+        statusBar()->showMessage(tr("The video was not loaded: %1").arg(QDir::toNativeSeparators(path)),
+                                 messageTime);
+        return false;
+    }
+    g_state->videoLoaded = true;
+    g_state->currentFrame = 0;
+    return true;
+}
+
+void MainWindow::onActionClose()
+{
+    if (g_state->videoLoaded)
+        qWarning("already loaded. TODO");
+    close();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    m_frameNav->stopPlayback();
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::onActionNextFrame()
+{
+    if (g_state->videoLoaded)
+        g_state->nextFrame();
+}
+
+void MainWindow::onActionPrevFrame()
+{
+    if (g_state->videoLoaded)
+        g_state->prevFrame();
+}
+
+void MainWindow::onActionTmpDebugAction()
+{
+    const TrackedObject *object = g_state->getCurrentObject();
+    if (KeyFrame *keyFrame = object ? object->getCurrentKeyFrame() : nullptr)
+        keyFrame->reducePolygonVertices();
+}

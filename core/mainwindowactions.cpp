@@ -1,0 +1,193 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/mainwindow.h"
+
+#include "core/datastate.h"
+#include "export/exportxml.h"
+#include "Models/projectfile.h"
+#include "processing/morph.h"
+#include "views/framenav.h"
+#include "views/timeline.h"
+
+#include <QCoreApplication>
+#include <QDataStream>
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QSaveFile>
+#include <QSignalBlocker>
+#include <QStatusBar>
+
+#include <memory>
+
+namespace
+{
+
+const char projectFilter[] = QT_TRANSLATE_NOOP("MainWindow", "Palu Data (*.palu);;All Files (*.palu)");
+
+QString withSuffix(const QString &name, const QString &suffix)
+{
+    return QFileInfo(name).suffix() == suffix ? name : name + QLatin1Char('.') + suffix;
+}
+
+/// Keeps a file that is about to be replaced under a name that the dialog never asked about.
+void keepBackup(const QString &path)
+{
+    const QString backup = path + QLatin1Char('~');
+    if (!QFile::exists(path))
+        return;
+    QFile::remove(backup);
+    if (!QFile::copy(path, backup))
+        qWarning("could not keep a copy of %s", qUtf8Printable(path));
+}
+
+} // namespace
+
+void MainWindow::onActionSave()
+{
+    if (!g_state->videoLoaded)
+        return;
+    const QString name =
+        QFileDialog::getSaveFileName(this, tr("Save File"), QDir::homePath(), tr(projectFilter));
+    if (name.isEmpty())
+        return;
+    const QString path = withSuffix(name, QStringLiteral("palu"));
+    if (path != name)
+        keepBackup(path);
+    saveProject(path);
+}
+
+/// The old file stays until the new one is whole on the disk.
+void MainWindow::saveProject(const QString &path)
+{
+    QSaveFile file(path);
+    file.setDirectWriteFallback(true);
+    if (!file.open(QIODevice::WriteOnly)) {
+        qWarning("could not open %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+        return;
+    }
+    QDataStream stream(&file);
+    ProjectFile::write(stream, *g_state);
+    const bool written = stream.status() == QDataStream::Ok;
+    if (!written)
+        file.cancelWriting();
+    if (!file.commit() || !written) {
+        QMessageBox::warning(this, tr("Palu"),
+                             tr("The project could not be saved as %1: %2")
+                                 .arg(QDir::toNativeSeparators(path), file.errorString()));
+    }
+}
+
+void MainWindow::onActionOpen()
+{
+    m_frameNav->stopPlayback();
+    const QString name =
+        QFileDialog::getOpenFileName(this, tr("Select palu data file"), QDir::homePath(), tr(projectFilter),
+                                     nullptr, QFileDialog::DontUseNativeDialog);
+    QCoreApplication::processEvents();
+    if (name.isEmpty()) {
+        setDisabled(false);
+        return;
+    }
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qWarning("could not open %s: %s", qUtf8Printable(name), qUtf8Printable(file.errorString()));
+        return;
+    }
+    QDataStream stream(&file);
+    const QString filter = ProjectFile::videoFilter(ProjectFile::readVideoName(stream));
+    const QString videoPath = QFileDialog::getOpenFileName(this, tr("Select video file"), QString(), filter,
+                                                           nullptr, QFileDialog::DontUseNativeDialog);
+    QCoreApplication::processEvents();
+    if (videoPath.isEmpty()) {
+        setDisabled(false);
+        return;
+    }
+    if (loadVideo(videoPath))
+        readProject(stream);
+}
+
+void MainWindow::readProject(QDataStream &stream)
+{
+    bool accepted = false;
+    {
+        // The views would show every object while it is still being read.
+        const QSignalBlocker blocker(g_state);
+        accepted = ProjectFile::read(stream, *g_state);
+    }
+    if (!accepted) {
+        QMessageBox::information(this, tr("Palu"),
+                                 tr("Palu file does not match the requierments (e.g. version of Palu, video "
+                                    "frame rate or video resolution)"));
+        recreateDataState();
+        reload();
+        return;
+    }
+    m_timeLine->connectToObjects();
+    setDisabled(false);
+    reload();
+}
+
+void MainWindow::onActionLinearMorphing()
+{
+    Morph(g_state).linearMorphing(0, -1);
+}
+
+void MainWindow::onActionInteractiveTracking() {}
+
+void MainWindow::onActionAutomaticTracking() {}
+
+void MainWindow::onActionSegmentation() {}
+
+void MainWindow::onActionExportXML()
+{
+    QString filter;
+    const QString name = QFileDialog::getSaveFileName(
+        this, tr("QFileDialog::getSaveFileName()"), QString(),
+        tr("Polygon lables - ViPER like (*.xml);;ViPER Bounding Box (*.xml )"), &filter);
+    if (name.isEmpty() || filter.isEmpty())
+        return;
+    QFile file(withSuffix(name, QStringLiteral("xml")));
+    const bool boundingBoxes = filter.contains(QStringLiteral("ViPER Bounding Box"));
+    if (ExportXML(g_state, &file, boundingBoxes).saveXML())
+        return;
+    QMessageBox question;
+    question.setText(tr("Could not write .xml file."));
+    question.setInformativeText(tr("Do you want to retry saving?"));
+    question.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+    question.setDefaultButton(QMessageBox::Yes);
+    if (question.exec() == QMessageBox::Yes)
+        onActionExportXML();
+}
+
+void MainWindow::onActionHelpLicense()
+{
+    const QString page =
+        tr("<h3>Palu %1 alpha</h3>"
+           "<p>Copyright 2026 the Palu developers.</p>"
+           "<p>Palu is free software under the terms of the MIT License. It comes without "
+           "warranty of any kind.</p>"
+           "<p>It is built with these libraries:</p>"
+           "<ul>"
+           "<li>Qt 5, under the GNU Lesser General Public License, version 3</li>"
+           "<li>OpenCV, under the Apache License 2.0 (version 4.5 and newer) or the 3-clause BSD "
+           "License (older versions)</li>"
+           "<li>Eigen 3, under the Mozilla Public License 2.0</li>"
+           "</ul>");
+    QMessageBox::about(this, tr("Licenses Palu"), page.arg(g_state->version));
+}
+
+void MainWindow::onActionHelpAbout()
+{
+    const QString page =
+        tr("<h3>Palu %1</h3>"
+           "<p>Annotates video with polygons: outlines on a few key frames, the frames "
+           "between filled, tracked and refined by the program.</p>"
+           "<p>If Palu helped your research, please cite it in your publications as the file "
+           "CITATION.cff of the project says.</p>"
+           "<p>The project page is the README that comes with the program.</p>"
+           "<p><i>Made by the Palu developers.</i></p>");
+    QMessageBox::about(this, tr("About: Palu"), page.arg(g_state->version));
+}

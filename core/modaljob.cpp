@@ -1,0 +1,89 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/modaljob.h"
+
+#include "core/framebounds.h"
+#include "core/mainwindow.h"
+
+#include <QCoreApplication>
+#include <QException>
+#include <QFutureWatcher>
+#include <QProgressDialog>
+#include <QtConcurrentMap>
+#include <QWindow>
+
+#include <exception>
+#include <string>
+
+namespace
+{
+
+/// Carries the text of an exception from a pool thread; Qt hands on only exceptions that it can clone.
+class JobError : public QException
+{
+public:
+    explicit JobError(const char *text)
+        : m_text(text)
+    {
+    }
+    const char *what() const noexcept override { return m_text.c_str(); }
+    void raise() const override { throw *this; }
+    JobError *clone() const override { return new JobError(*this); }
+
+private:
+    std::string m_text;
+};
+
+// The dialog has no parent widget, so its window modality would block nothing. As a transient of the main
+// window it keeps the user from editing what the pool threads work on, while the window goes on repainting.
+void blockMainWindow(QProgressDialog &dialog)
+{
+    if (!g_mainWindow || !g_mainWindow->windowHandle())
+        return;
+    dialog.winId(); // creates the window handle
+    dialog.windowHandle()->setTransientParent(g_mainWindow->windowHandle());
+}
+
+void callCarryingErrors(const std::function<void(int &)> &work, int &item)
+{
+    try {
+        work(item);
+    } catch (const std::exception &error) {
+        throw JobError(error.what());
+    }
+}
+
+bool waitForEnd(QFuture<void> future)
+{
+    try {
+        future.waitForFinished();
+    } catch (const QException &error) {
+        qWarning("%s", error.what());
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool ModalJob::run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
+                   const std::function<void()> &onCanceled)
+{
+    frameBounds(); // pool threads get the bounds as they are now
+
+    QProgressDialog dialog(label, QCoreApplication::translate("ModalJob", "Abort"), 0, 0);
+    dialog.setWindowModality(Qt::WindowModal);
+    blockMainWindow(dialog);
+
+    QFutureWatcher<void> watcher;
+    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &dialog, &QProgressDialog::reset);
+    QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, &QFutureWatcher<void>::cancel);
+    if (onCanceled)
+        QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onCanceled);
+
+    const QFuture<void> future =
+        QtConcurrent::map(items, [&work](int &item) { callCarryingErrors(work, item); });
+    watcher.setFuture(future);
+    dialog.exec();
+    return waitForEnd(future);
+}

@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/keyframe.h"
+
+#include "core/framebounds.h"
+#include "processing/functions.h"
+
+#include <QMutexLocker>
+
+#include <cmath>
+
+namespace
+{
+
+constexpr double reductionThreshold = 1.0; // pixels: squared distance over chord length
+constexpr double pointTolerance = 1e-12;   // pixels per coordinate
+constexpr int leastVertices = 3;
+
+/// Squared distance of vertex `i` from the chord that would replace it, over the chord's length. Infinite or
+/// NaN where the neighbours coincide.
+double vertexCost(const QPolygonF &polygon, int i)
+{
+    const int count = polygon.size();
+    const QPointF previous = polygon.at((i - 1 + count) % count);
+    const QPointF next = polygon.at((i + 1) % count);
+    const double distance = Functions::distToLineSegment(polygon.at(i), previous, next);
+    return distance * distance / Functions::distance(previous, next);
+}
+
+bool almostEqual(QPointF a, QPointF b)
+{
+    return std::abs(a.x() - b.x()) <= pointTolerance && std::abs(a.y() - b.y()) <= pointTolerance;
+}
+
+} // namespace
+
+void KeyFrame::reducePolygonVertices()
+{
+    QPolygonF reduced = polygonSnapshot();
+    while (reduced.size() >= leastVertices) {
+        int cheapest = 0;
+        double least = vertexCost(reduced, 0);
+        for (int i = 1; i < reduced.size(); ++i) {
+            const double cost = vertexCost(reduced, i);
+            if (cost < least) {
+                cheapest = i;
+                least = cost;
+            }
+        }
+        if (least > reductionThreshold)
+            break;
+        reduced.remove(cheapest);
+    }
+    setNewPolygon(reduced);
+}
+
+void KeyFrame::transformPolygon(Eigen::Affine2d affineTransform)
+{
+    const QPolygonF moved = Functions::transformPolygonAffine(polygonSnapshot(), affineTransform);
+    const QRectF bounds = frameBounds();
+    const QPolygonF frameOutline(
+        {bounds.topLeft(), bounds.topRight(), bounds.bottomRight(), bounds.bottomLeft()});
+    QPolygonF clipped = moved.intersected(frameOutline);
+    if (clipped.size() > 1 && almostEqual(clipped.first(), clipped.last()))
+        clipped.removeLast(); // the intersection is a closed ring
+    setNewPolygon(clipped);
+}

@@ -1,0 +1,546 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/keyframe.h"
+#include "processing/functions.h"
+#include "tests/support/testproject.h"
+
+#include <QMetaMethod>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace
+{
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+// Spells out the vertices; QPolygonF itself takes a list of two points for a rectangle.
+QPolygonF poly(const QVector<QPointF> &vertices)
+{
+    return QPolygonF(vertices);
+}
+
+// Compares without the tolerance of Qt's own operators; two values that are no numbers count as equal.
+bool same(const QPolygonF &a, const QPolygonF &b)
+{
+    const auto equal = [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); };
+    return a.size() == b.size() &&
+           std::equal(a.begin(), a.end(), b.begin(), [equal](const QPointF &left, const QPointF &right) {
+               return equal(left.x(), right.x()) && equal(left.y(), right.y());
+           });
+}
+
+// True when the outlines have the same vertices in the same cyclic order, wherever they begin.
+bool sameRing(QPolygonF a, const QPolygonF &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (int turn = 0; turn < qMax(1, a.size()); ++turn) {
+        if (same(a, b))
+            return true;
+        a.append(a.takeFirst());
+    }
+    return false;
+}
+
+QByteArray text(const QPolygonF &polygon)
+{
+    QByteArray result;
+    for (const QPointF &point : polygon)
+        result += "(" + QByteArray::number(point.x(), 'g', 17) + ", " +
+                  QByteArray::number(point.y(), 'g', 17) + ") ";
+    return result;
+}
+
+std::vector<double> vertexCosts(const QPolygonF &outline)
+{
+    std::vector<double> costs;
+    const int count = outline.size();
+    for (int i = 0; i < count; ++i) {
+        const QPointF before = outline[(i + count - 1) % count];
+        const QPointF after = outline[(i + 1) % count];
+        const double distance = Functions::distToLineSegment(outline[i], before, after);
+        costs.push_back(distance * distance / Functions::distance(before, after));
+    }
+    return costs;
+}
+
+QPolygonF removeAt(QPolygonF polygon, int index)
+{
+    polygon.remove(index);
+    return polygon;
+}
+
+// A bump of `height` pixels in the middle of a side of 100 pixels costs height * height / 100.
+QPolygonF squareWithBump(double height)
+{
+    return QPolygonF(
+        {QPointF(0, 0), QPointF(50, -height), QPointF(100, 0), QPointF(100, 100), QPointF(0, 100)});
+}
+
+// Vertex 1 lies `height` pixels off a chord of length 1 and costs height * height. The rest of the outline
+// goes to and fro so narrowly that every other vertex costs more than 1.3.
+QPolygonF outlineWithShortChord(double height)
+{
+    return poly({QPointF(0, 0), QPointF(0.5, height), QPointF(1, 0), QPointF(0.25, height / 2), QPointF(1, 0),
+                 QPointF(0, 0), QPointF(0.75, height / 2)});
+}
+
+} // namespace
+
+class TestKeyFramePolygon : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void reductionRemovesVerticesOfCostOneOrLess_data();
+    void reductionRemovesVerticesOfCostOneOrLess();
+    void theLowerOfTwoEqualCostsGoesFirst_data();
+    void theLowerOfTwoEqualCostsGoesFirst();
+    void costsAreComputedAnewAfterEveryRemoval();
+    void reductionAgreesWithItsRule();
+    void reductionIsIdempotent();
+    void reductionAnnouncesThePolygonOnce_data();
+    void reductionAnnouncesThePolygonOnce();
+
+    void transformMovesAnOutlineInsideTheFrame_data();
+    void transformMovesAnOutlineInsideTheFrame();
+    void transformClipsToTheFrame_data();
+    void transformClipsToTheFrame();
+    void transformAgreesWithQtsIntersection();
+    void theFrameIsTheOneOfTheLoadedVideo();
+    void transformStoresEveryVertexOnce();
+    void outlineMovedOutOfTheFrameBecomesEmpty_data();
+    void outlineMovedOutOfTheFrameBecomesEmpty();
+    void transformAnnouncesThePolygonOnce();
+    void transformIsASlotWithANamedArgument();
+    void reductionIsNoSlot();
+    void transformCanBeCalledThroughTheMetaObject();
+    void transformsAddUp();
+
+private:
+    KeyFrame *keyFrame() const { return m_object->keyFrames.at(1); }
+    QPolygonF reduced(const QPolygonF &polygon) const
+    {
+        keyFrame()->polygon = polygon;
+        keyFrame()->reducePolygonVertices();
+        return keyFrame()->polygon;
+    }
+    QPolygonF transformed(const QPolygonF &polygon, const Eigen::Affine2d &transform) const
+    {
+        keyFrame()->polygon = polygon;
+        keyFrame()->transformPolygon(transform);
+        return keyFrame()->polygon;
+    }
+
+    std::unique_ptr<TestProject> m_project;
+    TrackedObject *m_object = nullptr;
+};
+
+Q_DECLARE_METATYPE(Eigen::Affine2d)
+
+namespace
+{
+
+Eigen::Affine2d shift(double x, double y)
+{
+    return Eigen::Affine2d(Eigen::Translation2d(x, y));
+}
+
+} // namespace
+
+void TestKeyFramePolygon::init()
+{
+    m_project = std::make_unique<TestProject>(3, 640, 480);
+    m_object = m_project->addObject();
+}
+
+void TestKeyFramePolygon::cleanup()
+{
+    m_project.reset();
+}
+
+void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPolygonF>("reducedPolygon");
+    const QPolygonF square = rectangle(0, 0, 10, 10);
+    QTest::newRow("square") << square << square;
+    const QPolygonF withMiddle(
+        {QPointF(0, 0), QPointF(0, 10), QPointF(5, 10), QPointF(10, 10), QPointF(10, 0)});
+    QTest::newRow("square with a vertex on a side") << withMiddle << removeAt(withMiddle, 2);
+    const QPolygonF middleLast(
+        {QPointF(0, 0), QPointF(0, 10), QPointF(10, 10), QPointF(10, 0), QPointF(5, 0)});
+    QTest::newRow("square with a vertex on the closing side") << middleLast << removeAt(middleLast, 4);
+    const QPolygonF middleFirst(
+        {QPointF(5, 0), QPointF(0, 0), QPointF(0, 10), QPointF(10, 10), QPointF(10, 0)});
+    QTest::newRow("square that begins inside a side") << middleFirst << removeAt(middleFirst, 0);
+    QTest::newRow("square with three vertices on a side")
+        << poly({QPointF(0, 0), QPointF(2, 0), QPointF(5, 0), QPointF(9, 0), QPointF(10, 0), QPointF(10, 10),
+                 QPointF(0, 10)})
+        << poly({QPointF(0, 0), QPointF(10, 0), QPointF(10, 10), QPointF(0, 10)});
+    QTest::newRow("closing vertex repeated")
+        << poly({QPointF(0, 0), QPointF(0, 10), QPointF(10, 10), QPointF(10, 0), QPointF(0, 0)})
+        << poly({QPointF(0, 10), QPointF(10, 10), QPointF(10, 0), QPointF(0, 0)});
+
+    QTest::newRow("long chord, cost just below one")
+        << squareWithBump(9.99) << removeAt(squareWithBump(10), 1);
+    QTest::newRow("long chord, cost exactly one") << squareWithBump(10) << removeAt(squareWithBump(10), 1);
+    QTest::newRow("long chord, cost just above one") << squareWithBump(10.01) << squareWithBump(10.01);
+    QTest::newRow("dent, cost exactly one") << squareWithBump(-10) << removeAt(squareWithBump(-10), 1);
+    QTest::newRow("dent, cost just above one") << squareWithBump(-10.01) << squareWithBump(-10.01);
+    QTest::newRow("chord of one pixel, cost 0.81")
+        << outlineWithShortChord(0.9) << removeAt(outlineWithShortChord(0.9), 1);
+    QTest::newRow("chord of one pixel, cost exactly one")
+        << outlineWithShortChord(1) << removeAt(outlineWithShortChord(1), 1);
+    const double aboveOne = std::nextafter(1.0, 2.0);
+    QTest::newRow("chord of one pixel, cost the least bit above one")
+        << outlineWithShortChord(aboveOne) << outlineWithShortChord(aboveOne);
+    QTest::newRow("chord of one pixel, cost 1.21")
+        << outlineWithShortChord(1.1) << outlineWithShortChord(1.1);
+
+    // Neighbours that coincide leave a chord of no length: the cost is infinite however near the vertex is.
+    const QPolygonF toAndFro({QPointF(0, 0), QPointF(0.1, 0), QPointF(0, 0), QPointF(0.1, 0)});
+    QTest::newRow("infinite costs only") << toAndFro << toAndFro;
+    const QPolygonF spike({QPointF(0, 0), QPointF(-50, -50), QPointF(0, 0), QPointF(100, 0),
+                           QPointF(100, 100), QPointF(0, 100)});
+    QTest::newRow("spike of infinite cost") << spike << spike;
+
+    // A vertex 0 whose cost is not a number is no greater than the threshold, and nothing is smaller.
+    QTest::newRow("vertex 0 between two copies of itself")
+        << poly({QPointF(0, 0), QPointF(0, 0), QPointF(100, 0), QPointF(100, 100), QPointF(0, 100),
+                 QPointF(0, 0)})
+        << poly({QPointF(100, 0), QPointF(100, 100), QPointF(0, 100), QPointF(0, 0)});
+    QTest::newRow("vertex 1 is not a number")
+        << poly({QPointF(0, 0), QPointF(notANumber, 5), QPointF(100, 0), QPointF(100, 100), QPointF(0, 100)})
+        << poly({QPointF(100, 0), QPointF(100, 100), QPointF(0, 100)});
+    QTest::newRow("vertex 0 is not a number")
+        << poly({QPointF(notANumber, 5), QPointF(0, 0), QPointF(100, 0), QPointF(100, 100), QPointF(0, 100)})
+        << poly({QPointF(0, 0), QPointF(100, 0), QPointF(100, 100), QPointF(0, 100)});
+    const QPolygonF brokenLater(
+        {QPointF(0, 0), QPointF(100, 0), QPointF(notANumber, 5), QPointF(100, 100), QPointF(0, 100)});
+    QTest::newRow("later cost is not a number") << brokenLater << brokenLater;
+
+    QTest::newRow("empty") << QPolygonF() << QPolygonF();
+    QTest::newRow("one vertex") << poly({QPointF(3, 4)}) << poly({QPointF(3, 4)});
+    QTest::newRow("two vertices") << poly({QPointF(3, 4), QPointF(3.1, 4)})
+                                  << poly({QPointF(3, 4), QPointF(3.1, 4)});
+    QTest::newRow("two equal vertices")
+        << poly({QPointF(3, 4), QPointF(3, 4)}) << poly({QPointF(3, 4), QPointF(3, 4)});
+    QTest::newRow("tiny triangle keeps two vertices")
+        << poly({QPointF(0, 0), QPointF(0.5, 0.1), QPointF(1, 0)}) << poly({QPointF(0, 0), QPointF(1, 0)});
+    QTest::newRow("all vertices at one point")
+        << poly({QPointF(7, 7), QPointF(7, 7), QPointF(7, 7), QPointF(7, 7)})
+        << poly({QPointF(7, 7), QPointF(7, 7)});
+}
+
+void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QPolygonF, reducedPolygon);
+    const QPolygonF result = reduced(polygon);
+    QVERIFY2(same(result, reducedPolygon), text(result));
+}
+
+void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<int>("removed");
+    // A cut corner whose two vertices cost the same; without one of them the other costs more than 1.
+    const QPolygonF cutCorner(
+        {QPointF(0, 0), QPointF(119, 0), QPointF(128, 9), QPointF(128, 128), QPointF(0, 128)});
+    QTest::newRow("neighbouring indices") << cutCorner << 1;
+    QPolygonF wrapped = cutCorner; // begins with (128, 9) and ends with (119, 0)
+    wrapped.append(wrapped.takeFirst());
+    wrapped.append(wrapped.takeFirst());
+    QTest::newRow("first and last index") << wrapped << 0;
+}
+
+void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(int, removed);
+    const std::vector<double> costs = vertexCosts(polygon);
+    const double lowest = *std::min_element(costs.begin(), costs.end());
+    QCOMPARE(std::count(costs.begin(), costs.end(), lowest), 2);
+    QVERIFY(lowest <= 1);
+    const QPolygonF result = reduced(polygon);
+    QVERIFY2(same(result, removeAt(polygon, removed)), text(result));
+}
+
+void TestKeyFramePolygon::costsAreComputedAnewAfterEveryRemoval()
+{
+    // A flat arc of 33 vertices, each of them far cheaper than 1: removing all that are cheap at first would
+    // leave nothing of it.
+    QPolygonF arc;
+    for (int i = 0; i <= 32; ++i)
+        arc.append(QPointF(i * 10, -0.01 * (i * 10) * (320 - i * 10)));
+    const std::vector<double> costs = vertexCosts(arc);
+    QVERIFY(*std::max_element(costs.begin() + 1, costs.end() - 1) < 1);
+    const QPolygonF result = reduced(arc);
+    QVERIFY(result.size() > 4 && result.size() < arc.size());
+    const std::vector<double> left = vertexCosts(result);
+    QVERIFY(*std::min_element(left.begin(), left.end()) > 1);
+}
+
+void TestKeyFramePolygon::reductionAgreesWithItsRule()
+{
+    std::mt19937 random(11);
+    for (int run = 0; run < 300; ++run) {
+        // Small outlines give vertices of all costs; whole coordinates give ties and repeated points.
+        const bool whole = run % 2 == 0;
+        std::uniform_real_distribution<double> coordinate(0, whole ? 6 : 4 + run);
+        QPolygonF outline;
+        for (int i = 0; i < run % 23; ++i) {
+            const QPointF point(coordinate(random), coordinate(random));
+            outline.append(whole ? QPointF(std::floor(point.x()), std::floor(point.y())) : point);
+        }
+        QPolygonF expected = outline;
+        while (expected.size() >= 3) {
+            const std::vector<double> costs = vertexCosts(expected);
+            const auto cheapest = std::min_element(costs.begin(), costs.end());
+            if (*cheapest > 1)
+                break;
+            expected.remove(static_cast<int>(cheapest - costs.begin()));
+        }
+        const QPolygonF result = reduced(outline);
+        QVERIFY2(same(result, expected), text(outline) + "became " + text(result));
+    }
+}
+
+void TestKeyFramePolygon::reductionIsIdempotent()
+{
+    std::mt19937 random(12);
+    std::uniform_real_distribution<double> coordinate(0, 60);
+    for (int run = 0; run < 50; ++run) {
+        QPolygonF outline;
+        for (int i = 0; i < 15; ++i)
+            outline.append(QPointF(coordinate(random), coordinate(random)));
+        const QPolygonF once = reduced(outline);
+        QVERIFY(same(reduced(once), once));
+    }
+}
+
+void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<int>("verticesLeft");
+    QTest::newRow("nothing to remove") << rectangle(0, 0, 10, 10) << 4;
+    QTest::newRow("one vertex removed") << squareWithBump(1) << 4;
+    QTest::newRow("several vertices removed")
+        << poly({QPointF(0, 0), QPointF(1, 0), QPointF(2, 0), QPointF(50, 0), QPointF(50, 50)}) << 3;
+    QTest::newRow("fewer than three vertices") << poly({QPointF(0, 0), QPointF(1, 0)}) << 2;
+    QTest::newRow("empty") << QPolygonF() << 0;
+}
+
+void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(int, verticesLeft);
+    keyFrame()->polygon = polygon;
+    keyFrame()->type = KeyFrame::Automatic;
+    keyFrame()->zOrder = 42;
+    int verticesWhenAnnounced = -1;
+    connect(keyFrame(), &KeyFrame::hasChanged, this,
+            [&] { verticesWhenAnnounced = keyFrame()->polygon.size(); });
+    QSignalSpy changes(keyFrame(), &KeyFrame::hasChanged);
+    keyFrame()->reducePolygonVertices();
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(changes.first().first().toInt(), int(KeyFrame::PolygonChanged));
+    QCOMPARE(verticesWhenAnnounced, verticesLeft);
+    QCOMPARE(keyFrame()->type, KeyFrame::Automatic);
+    QCOMPARE(keyFrame()->zOrder, 42);
+}
+
+void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<Eigen::Affine2d>("transform");
+    QTest::addColumn<QPolygonF>("moved");
+    const QPolygonF box = rectangle(100, 50, 60, 40);
+    const QPolygonF concave({QPointF(100, 100), QPointF(200, 100), QPointF(120, 120), QPointF(100, 200)});
+    QTest::newRow("not moved") << box << shift(0, 0) << box;
+    QTest::newRow("not moved, other way round")
+        << poly({box[3], box[2], box[1], box[0]}) << shift(0, 0) << poly({box[3], box[2], box[1], box[0]});
+    QTest::newRow("moved") << box << shift(7, -11) << box.translated(7, -11);
+    QTest::newRow("moved by fractions") << box << shift(0.25, 0.5) << box.translated(0.25, 0.5);
+    QTest::newRow("concave outline") << concave << shift(10, 20) << concave.translated(10, 20);
+    Eigen::Affine2d quarterTurn = Eigen::Affine2d::Identity();
+    quarterTurn.matrix().topRows<2>() << 0, -1, 300, 1, 0, 0;
+    QTest::newRow("turned") << box << quarterTurn
+                            << poly({QPointF(250, 100), QPointF(210, 100), QPointF(210, 160),
+                                     QPointF(250, 160)});
+}
+
+void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(Eigen::Affine2d, transform);
+    QFETCH(QPolygonF, moved);
+    const QPolygonF result = transformed(polygon, transform);
+    QVERIFY2(sameRing(result, moved), text(result));
+}
+
+void TestKeyFramePolygon::transformClipsToTheFrame_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPointF>("translation");
+    QTest::addColumn<QPolygonF>("clipped"); // counter-clockwise on screen, like rectangle()
+    const QPolygonF box = rectangle(100, 100, 60, 40);
+    QTest::newRow("past the left border") << box << QPointF(-130, 0) << rectangle(0, 100, 30, 40);
+    QTest::newRow("past the top border") << box << QPointF(0, -110) << rectangle(100, 0, 60, 30);
+    QTest::newRow("past the right border") << box << QPointF(500, 0) << rectangle(600, 100, 40, 40);
+    QTest::newRow("past the bottom border") << box << QPointF(0, 365) << rectangle(100, 465, 60, 15);
+    QTest::newRow("past a corner") << box << QPointF(500, 365) << rectangle(600, 465, 40, 15);
+    QTest::newRow("larger than the frame")
+        << rectangle(-50, -50, 1000, 1000) << QPointF(0, 0) << rectangle(0, 0, 640, 480);
+    QTest::newRow("triangle cut to a trapezium")
+        << poly({QPointF(50, 100), QPointF(150, 200), QPointF(150, 0)}) << QPointF(-100, 100)
+        << poly({QPointF(0, 150), QPointF(0, 250), QPointF(50, 300), QPointF(50, 100)});
+}
+
+void TestKeyFramePolygon::transformClipsToTheFrame()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QPointF, translation);
+    QFETCH(QPolygonF, clipped);
+    const QPolygonF result = transformed(polygon, shift(translation.x(), translation.y()));
+    QPolygonF otherWay = clipped;
+    std::reverse(otherWay.begin(), otherWay.end());
+    QVERIFY2(sameRing(result, clipped) || sameRing(result, otherWay), text(result));
+}
+
+void TestKeyFramePolygon::transformAgreesWithQtsIntersection()
+{
+    std::mt19937 random(13);
+    std::uniform_real_distribution<double> x(-200, 840);
+    std::uniform_real_distribution<double> y(-200, 680);
+    const QPolygonF frame({QPointF(0, 0), QPointF(640, 0), QPointF(640, 480), QPointF(0, 480)});
+    int clipped = 0;
+    for (int run = 0; run < 200; ++run) {
+        QPolygonF outline;
+        for (int i = 0; i < 1 + run % 9; ++i)
+            outline.append(QPointF(x(random), y(random)));
+        Eigen::Affine2d transform = Eigen::Affine2d::Identity();
+        transform.translate(Eigen::Vector2d(x(random) / 10, y(random) / 10)).rotate(run * 0.01);
+        QPolygonF expected = Functions::transformPolygonAffine(outline, transform).intersected(frame);
+        if (!expected.isEmpty() && std::abs(expected.first().x() - expected.last().x()) <= 1e-12 &&
+            std::abs(expected.first().y() - expected.last().y()) <= 1e-12)
+            expected.removeLast();
+        clipped += expected.isEmpty() ? 0 : 1;
+        const QPolygonF result = transformed(outline, transform);
+        QVERIFY2(sameRing(result, expected), text(result) + "instead of " + text(expected));
+        for (const QPointF &point : result) {
+            QVERIFY(point.x() >= -1e-9 && point.x() <= 640 + 1e-9);
+            QVERIFY(point.y() >= -1e-9 && point.y() <= 480 + 1e-9);
+        }
+    }
+    QVERIFY(clipped > 100);
+}
+
+void TestKeyFramePolygon::theFrameIsTheOneOfTheLoadedVideo()
+{
+    TestProject small(2, 80, 60);
+    KeyFrame *smallKeyFrame = small.addObject()->keyFrames.first();
+    smallKeyFrame->polygon = rectangle(50, 30, 100, 100);
+    smallKeyFrame->transformPolygon(Eigen::Affine2d::Identity());
+    QCOMPARE(smallKeyFrame->polygon.boundingRect(), QRectF(50, 30, 30, 30));
+}
+
+void TestKeyFramePolygon::transformStoresEveryVertexOnce()
+{
+    QPolygonF outline = rectangle(100, 100, 60, 40);
+    for (int run = 0; run < 5; ++run) {
+        outline = transformed(outline, shift(1, 1));
+        QCOMPARE(outline.size(), 4);
+        QVERIFY(outline.first() != outline.last());
+    }
+    // A closing vertex that the outline brought along goes as well.
+    outline.append(outline.first());
+    QCOMPARE(transformed(outline, shift(1, 1)).size(), 4);
+}
+
+void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPointF>("translation");
+    QTest::newRow("empty outline") << QPolygonF() << QPointF(0, 0);
+    QTest::newRow("moved past the left border") << rectangle(10, 10, 50, 50) << QPointF(-1000, 0);
+    QTest::newRow("moved past the bottom border") << rectangle(10, 10, 50, 50) << QPointF(0, 5000);
+}
+
+void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QPointF, translation);
+    keyFrame()->polygon = polygon;
+    QSignalSpy changes(keyFrame(), &KeyFrame::hasChanged);
+    keyFrame()->transformPolygon(shift(translation.x(), translation.y()));
+    QVERIFY(keyFrame()->polygon.isEmpty());
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(changes.first().first().toInt(), int(KeyFrame::PolygonChanged));
+}
+
+void TestKeyFramePolygon::transformAnnouncesThePolygonOnce()
+{
+    keyFrame()->polygon = rectangle(10, 10, 50, 50);
+    keyFrame()->type = KeyFrame::Occluded;
+    keyFrame()->zOrder = 42;
+    QRectF boundsWhenAnnounced;
+    connect(keyFrame(), &KeyFrame::hasChanged, this,
+            [&] { boundsWhenAnnounced = keyFrame()->polygon.boundingRect(); });
+    QSignalSpy changes(keyFrame(), &KeyFrame::hasChanged);
+    QSignalSpy objectChanges(m_object, &TrackedObject::hasChanged);
+    keyFrame()->transformPolygon(shift(5, 5));
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(changes.first().first().toInt(), int(KeyFrame::PolygonChanged));
+    QCOMPARE(boundsWhenAnnounced, QRectF(15, 15, 50, 50));
+    QCOMPARE(objectChanges.count(), 0);
+    QCOMPARE(keyFrame()->type, KeyFrame::Occluded);
+    QCOMPARE(keyFrame()->zOrder, 42);
+}
+
+void TestKeyFramePolygon::transformIsASlotWithANamedArgument()
+{
+    const QMetaObject &meta = KeyFrame::staticMetaObject;
+    const int index = meta.indexOfSlot("transformPolygon(Eigen::Affine2d)");
+    QVERIFY(index >= 0);
+    const QMetaMethod method = meta.method(index);
+    QCOMPARE(method.access(), QMetaMethod::Public);
+    QCOMPARE(method.parameterNames(), QList<QByteArray>{"affineTransform"});
+    QCOMPARE(method.parameterTypes(), QList<QByteArray>{"Eigen::Affine2d"});
+    QCOMPARE(QByteArray(method.typeName()), QByteArray("void"));
+}
+
+void TestKeyFramePolygon::reductionIsNoSlot()
+{
+    QCOMPARE(KeyFrame::staticMetaObject.indexOfMethod("reducePolygonVertices()"), -1);
+}
+
+void TestKeyFramePolygon::transformCanBeCalledThroughTheMetaObject()
+{
+    keyFrame()->polygon = rectangle(10, 10, 50, 50);
+    QVERIFY(QMetaObject::invokeMethod(keyFrame(), "transformPolygon", Qt::DirectConnection,
+                                      Q_ARG(Eigen::Affine2d, shift(5, 6))));
+    QCOMPARE(keyFrame()->polygon.boundingRect(), QRectF(15, 16, 50, 50));
+}
+
+void TestKeyFramePolygon::transformsAddUp()
+{
+    keyFrame()->polygon = rectangle(10, 10, 50, 50);
+    for (int step = 0; step < 10; ++step)
+        keyFrame()->transformPolygon(shift(3, 2));
+    QVERIFY(sameRing(keyFrame()->polygon, rectangle(40, 30, 50, 50)));
+}
+
+QTEST_APPLESS_MAIN(TestKeyFramePolygon)
+#include "tst_keyframepolygon.moc"

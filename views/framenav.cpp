@@ -1,0 +1,270 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "views/framenav.h"
+
+#include "core/datastate.h"
+#include "core/mainwindow.h"
+#include "views/frameviewer.h"
+#include "views/shortcutpassthrough.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QGridLayout>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace
+{
+
+constexpr double msPerSecond = 1000.0;
+
+/// Buttons act on their shortcut only after showing themselves pressed for a while, and playback would have
+/// to show another frame before it noticed. This makes the play button act at once.
+class ImmediateShortcut : public QObject
+{
+public:
+    explicit ImmediateShortcut(QPushButton *button)
+        : QObject(button)
+    {
+        button->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() != QEvent::Shortcut)
+            return QObject::eventFilter(watched, event);
+        static_cast<QPushButton *>(watched)->click();
+        return true;
+    }
+};
+
+QPushButton *createButton(const QString &icon, const QString &toolTip)
+{
+    auto *button = new QPushButton(QIcon(icon), QString());
+    button->setToolTip(toolTip);
+    button->setAccessibleName(toolTip);
+    return button;
+}
+
+QIcon playIcon()
+{
+    return QIcon(QStringLiteral(":icons/play.ico"));
+}
+
+QIcon pauseIcon()
+{
+    return QIcon(QStringLiteral(":icons/pause.ico"));
+}
+
+void setFrameViewerEnabled(bool enabled)
+{
+    if (g_mainWindow)
+        g_mainWindow->frameViewer()->setEnabled(enabled);
+}
+
+} // namespace
+
+FrameNav::FrameNav(const QString &title, QWidget *parent, Qt::WindowFlags flags)
+    : QDockWidget(title, parent, flags)
+{
+    createWidgets();
+    createLayout();
+    createConnections();
+    setDisabled(true);
+}
+
+FrameNav::FrameNav(QWidget *parent, Qt::WindowFlags flags)
+    : FrameNav(QString(), parent, flags)
+{
+}
+
+void FrameNav::createWidgets()
+{
+    buttonFirst = createButton(QStringLiteral(":icons/goStart.ico"), tr("First frame"));
+    buttonPrev = createButton(QStringLiteral(":icons/goPre.ico"), tr("Previous frame (Left)"));
+    buttonNext = createButton(QStringLiteral(":icons/goNext.ico"), tr("Next frame (Right)"));
+    buttonLast = createButton(QStringLiteral(":icons/goEnd.ico"), tr("Last frame"));
+    buttonPlay = createButton(QStringLiteral(":icons/play.ico"), tr("Play or pause (Space)"));
+    buttonPlay->setShortcut(QKeySequence(Qt::Key_Space));
+    new ImmediateShortcut(buttonPlay);
+
+    spinBox = new QSpinBox;
+    spinBox->setButtonSymbols(QAbstractSpinBox::NoButtons);
+    spinBox->setMinimum(1);
+    spinBox->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    spinBox->setAlignment(Qt::AlignHCenter);
+    spinBox->setToolTip(tr("Current frame"));
+    spinBox->setAccessibleName(tr("Current frame"));
+    // A frame number has no use for these two.
+    new ShortcutPassThrough(spinBox, {QKeySequence(Qt::Key_Space), QKeySequence(Qt::CTRL | Qt::Key_A)});
+
+    slider = new QSlider(Qt::Horizontal);
+    slider->setToolTip(tr("Move through the video"));
+    slider->setAccessibleName(tr("Position in the video"));
+}
+
+void FrameNav::createLayout()
+{
+    auto *container = new QWidget;
+    auto *grid = new QGridLayout(container);
+    int column = 0;
+    for (QWidget *widget : {static_cast<QWidget *>(buttonFirst), static_cast<QWidget *>(buttonPrev),
+                            static_cast<QWidget *>(spinBox), static_cast<QWidget *>(buttonNext),
+                            static_cast<QWidget *>(buttonLast), static_cast<QWidget *>(buttonPlay)})
+        grid->addWidget(widget, 0, column++);
+    grid->addWidget(slider, 1, 0, 1, column);
+    setWidget(container);
+}
+
+void FrameNav::createConnections()
+{
+    connect(buttonFirst, &QPushButton::clicked, this, &FrameNav::onButtonFirstClicked);
+    connect(buttonPrev, &QPushButton::clicked, this, &FrameNav::onButtonPrevClicked);
+    connect(spinBox, &QSpinBox::editingFinished, this, &FrameNav::onSpinBoxEditingFinished);
+    connect(buttonNext, &QPushButton::clicked, this, &FrameNav::onButtonNextClicked);
+    connect(buttonLast, &QPushButton::clicked, this, &FrameNav::onButtonLastClicked);
+    connect(buttonPlay, &QPushButton::clicked, this, &FrameNav::onButtonPlayClicked);
+    connect(slider, &QSlider::valueChanged, this, &FrameNav::onSliderValueChanged);
+    connect(g_state, &DataState::hasChanged, this, &FrameNav::filterStateChange);
+}
+
+void FrameNav::connectToState()
+{
+    disconnect(g_state, nullptr, this, nullptr);
+    connect(g_state, &DataState::hasChanged, this, &FrameNav::filterStateChange);
+}
+
+void FrameNav::filterStateChange(int flags)
+{
+    if (flags & DataState::FrameChanged)
+        reload();
+}
+
+void FrameNav::reload()
+{
+    if (!g_state->videoLoaded) {
+        setDisabled(true);
+        return;
+    }
+    setDisabled(false);
+    const int frameCount = g_state->video->frameCount;
+    // The value before the maximum: beyond the old maximum it is cut to that one until the next reload.
+    spinBox->setValue(g_state->currentFrame + 1);
+    spinBox->setMaximum(frameCount);
+    slider->setMinimum(1);
+    slider->setMaximum(frameCount);
+    slider->setValue(g_state->currentFrame + 1);
+}
+
+void FrameNav::setButtonPlaying()
+{
+    for (QWidget *widget : stoppedOnlyWidgets())
+        widget->setDisabled(true);
+}
+
+void FrameNav::setButtonAllActive()
+{
+    for (QWidget *widget : stoppedOnlyWidgets())
+        widget->setEnabled(true);
+    buttonPlay->setEnabled(true);
+}
+
+QList<QWidget *> FrameNav::stoppedOnlyWidgets() const
+{
+    return {buttonFirst, buttonLast, buttonNext, buttonPrev, slider};
+}
+
+void FrameNav::onButtonFirstClicked()
+{
+    g_state->setFrame(0);
+}
+
+void FrameNav::onButtonPrevClicked()
+{
+    g_state->prevFrame();
+}
+
+void FrameNav::onSpinBoxEditingFinished()
+{
+    g_state->setFrame(spinBox->value() - 1);
+}
+
+void FrameNav::onButtonNextClicked()
+{
+    g_state->nextFrame();
+}
+
+void FrameNav::onButtonLastClicked()
+{
+    if (g_state->video)
+        g_state->setFrame(g_state->video->frameCount - 1);
+}
+
+void FrameNav::onSliderValueChanged(int value)
+{
+    g_state->setFrame(value - 1);
+}
+
+int FrameNav::msPerFrame(double fps)
+{
+    if (!(fps > 0))
+        return 1;
+    const double ms = std::round(msPerSecond / fps);
+    return static_cast<int>(std::clamp(ms, 1.0, static_cast<double>(std::numeric_limits<int>::max())));
+}
+
+// A click while playing runs this a second time inside the loop's event processing.
+void FrameNav::onButtonPlayClicked()
+{
+    if (!g_state->videoLoaded)
+        return;
+    paused = !paused;
+    if (!paused) {
+        buttonPlay->setIcon(pauseIcon());
+        buttonPlay->setFocus(); // else the focus of a button now disabled would go to the spin box
+        setButtonPlaying();
+        play();
+    }
+    stopPlayback();
+}
+
+void FrameNav::play()
+{
+    const int frameCount = g_state->video->frameCount;
+    const int start = g_state->currentFrame;
+    if (start >= frameCount)
+        return;
+    const qint64 msEach = msPerFrame(g_state->video->fps);
+    const qint64 base = start * msEach;
+    qint64 last = -1;
+    QElapsedTimer timer;
+    timer.start();
+    while (!paused) {
+        const qint64 frame = (timer.elapsed() + base) / msEach;
+        if (frame != last) {
+            g_state->setFrame(static_cast<int>(std::min<qint64>(frame, frameCount)));
+            setFrameViewerEnabled(false); // showing a frame enables it again
+            QCoreApplication::processEvents();
+            last = frame;
+        }
+        // The events may have ended the playback and replaced the project.
+        if (!paused && frame >= frameCount) {
+            g_state->setFrame(frameCount - 1);
+            break;
+        }
+    }
+}
+
+void FrameNav::stopPlayback()
+{
+    paused = true;
+    buttonPlay->setIcon(playIcon());
+    setFrameViewerEnabled(g_state && g_state->videoLoaded);
+    setButtonAllActive();
+}

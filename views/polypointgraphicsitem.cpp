@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "views/polypointgraphicsitem.h"
+
+#include "core/framebounds.h"
+#include "processing/functions.h"
+
+#include <QBrush>
+#include <QGraphicsRectItem>
+#include <QGraphicsScene>
+#include <QGraphicsSceneMouseEvent>
+
+namespace
+{
+
+constexpr double anchorZ = 2.0; // above all polygons
+constexpr double cornerFactor = -1.414;
+constexpr double sizeFactor = 2.824;
+
+} // namespace
+
+PolyPointGraphicsItem::PolyPointGraphicsItem(QGraphicsScene *scene, QPointF vertex)
+    : point(vertex)
+{
+    auto *anchor = new QGraphicsRectItem;
+    anchor->setPos(point);
+    anchor->setZValue(anchorZ);
+    scene->addItem(anchor);
+    setParentItem(anchor);
+    setFlag(ItemIsMovable);
+    setFlag(ItemIgnoresTransformations);
+    setBrush(QBrush(Qt::green));
+    setRect(cornerFactor * radius, cornerFactor * radius, sizeFactor * radius, sizeFactor * radius);
+}
+
+void PolyPointGraphicsItem::discard()
+{
+    QGraphicsItem *anchor = parentItem();
+    if (QGraphicsScene *graphicsScene = scene())
+        graphicsScene->removeItem(anchor);
+    setParentItem(nullptr);
+    delete anchor;
+    deleteLater();
+}
+
+void PolyPointGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
+{
+    if (event->button() == Qt::RightButton || event->button() == Qt::MiddleButton)
+        event->ignore(); // only the left button drags
+    else
+        QGraphicsEllipseItem::mousePressEvent(event);
+}
+
+void PolyPointGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
+{
+    const QPointF target = Functions::clampToFrame(event->scenePos(), frameBounds());
+    const QPointF delta = target - scenePos();
+    offset += delta;
+    setPos(pos() + delta);
+    emit
+    moving();
+}
+
+void PolyPointGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
+{
+    point += offset; // the drag is over; this handle is replaced as soon as the outline is taken over
+    QGraphicsEllipseItem::mouseReleaseEvent(event);
+    emit
+    moved();
+}

@@ -1,0 +1,303 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "views/timeline.h"
+
+#include "core/datastate.h"
+#include "core/mainwindow.h"
+#include "views/clickablegraphicsview.h"
+#include "views/framespangraphicsitem.h"
+#include "views/keyframegraphicsitem.h"
+#include "views/trackedobjectlabel.h"
+
+#include <QGraphicsRectItem>
+#include <QGraphicsScene>
+#include <QGraphicsSimpleTextItem>
+#include <QGridLayout>
+#include <QHash>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace
+{
+
+constexpr int headerHeight = 30;  // pixels
+constexpr int labelWidth = 200;   // pixels
+constexpr int addIconExtent = 20; // pixels
+constexpr int markerMargin = 50;  // pixels kept visible around the current frame
+constexpr double markerZ = -1.0;  // below everything else
+const QColor markerColor(255, 127, 127, 255);
+const QColor transparent(0, 0, 0, 0);
+
+void linkScrollBars(QScrollBar *a, QScrollBar *b)
+{
+    QObject::connect(a, &QScrollBar::valueChanged, b, &QScrollBar::setValue);
+    QObject::connect(b, &QScrollBar::valueChanged, a, &QScrollBar::setValue);
+}
+
+ClickableGraphicsView *createView(QGraphicsScene *scene)
+{
+    auto *view = new ClickableGraphicsView;
+    view->setScene(scene);
+    view->setFrameStyle(0);
+    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    view->setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
+    return view;
+}
+
+QScrollArea *createLabelArea()
+{
+    auto *area = new QScrollArea;
+    auto *content = new QWidget;
+    auto *box = new QVBoxLayout(content);
+    box->setSpacing(0);
+    box->setContentsMargins(0, 0, 0, 0);
+    box->setAlignment(Qt::AlignTop);
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFixedWidth(labelWidth);
+    area->setFrameStyle(0); // the rows line up with those of the body
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    return area;
+}
+
+/// Stacking rank of every object on one frame.
+QHash<const TrackedObject *, int> ranksOn(int frame)
+{
+    QHash<const TrackedObject *, int> ranks;
+    const QList<TrackedObject *> sorted = g_state->getZOrderSortedList(frame);
+    for (int rank = 0; rank < sorted.size(); ++rank)
+        ranks.insert(sorted.at(rank), rank);
+    return ranks;
+}
+
+// Backwards: the scene takes its last item out at once, but searches all of them for an earlier one.
+template <class Item>
+void discardItems(QGraphicsScene *scene, QList<Item *> &items)
+{
+    while (!items.isEmpty()) {
+        Item *item = items.takeLast();
+        scene->removeItem(item);
+        item->deleteLater();
+    }
+}
+
+} // namespace
+
+TimeLine::TimeLine(const QString &title, QWidget *parent, Qt::WindowFlags flags)
+    : QDockWidget(title, parent, flags)
+{
+    Init();
+}
+
+void TimeLine::Init()
+{
+    addButton = new QPushButton(QIcon(QStringLiteral(":icons/add.ico")), tr("ADD Object"));
+    addButton->setIconSize(QSize(addIconExtent, addIconExtent));
+    addButton->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
+    labelArea = createLabelArea();
+    headerScene = new QGraphicsScene(this);
+    headerView = createView(headerScene);
+    headerView->setFixedHeight(headerHeight);
+    bodyScene = new QGraphicsScene(this);
+    bodyView = createView(bodyScene);
+
+    auto *container = new QWidget;
+    auto *grid = new QGridLayout(container);
+    grid->setSpacing(0);
+    grid->setColumnStretch(1, 1);
+    grid->addWidget(addButton, 0, 0, 1, 2);
+    grid->addWidget(headerView, 0, 2);
+    grid->addWidget(labelArea->verticalScrollBar(), 1, 0);
+    grid->addWidget(labelArea, 1, 1);
+    grid->addWidget(bodyView, 1, 2);
+    grid->addWidget(bodyView->horizontalScrollBar(), 2, 2);
+    setWidget(container);
+
+    linkScrollBars(headerView->horizontalScrollBar(), bodyView->horizontalScrollBar());
+    linkScrollBars(labelArea->verticalScrollBar(), bodyView->verticalScrollBar());
+    connect(addButton, &QPushButton::clicked, this, &TimeLine::addObject);
+    connect(headerView, &ClickableGraphicsView::clicked, this, &TimeLine::viewClicked);
+    connect(bodyView, &ClickableGraphicsView::clicked, this, &TimeLine::viewClicked);
+    connect(g_state, &DataState::hasChanged, this, &TimeLine::filterStateChange);
+    connectToObjects();
+    setDisabled(true);
+}
+
+void TimeLine::reload()
+{
+    if (!g_state->videoLoaded) {
+        setDisabled(true);
+        return;
+    }
+    setDisabled(false);
+    reloadList();
+    reloadHeader();
+    reloadBody();
+    reloadMarkers();
+}
+
+void TimeLine::reloadHeader()
+{
+    const int frameCount = g_state->video->frameCount;
+    headerScene->clear();
+    headerScene->setSceneRect(0, 0, frameWidth * frameCount, headerHeight);
+    headerScene->addLine(0, 0, frameWidth * frameCount, 0, QPen(transparent));
+    for (int frame = 0; frame < frameCount; ++frame) {
+        QGraphicsSimpleTextItem *number = headerScene->addSimpleText(QString::number(frame + 1));
+        const double left = frameWidth * (frame + 0.5) - number->boundingRect().width() / 2;
+        number->setPos(static_cast<int>(left), 0);
+    }
+    headerMarker = addMarker(headerScene, headerHeight);
+}
+
+void TimeLine::reloadBody()
+{
+    const int frameCount = g_state->video->frameCount;
+    const int height = g_state->objects.size() * rowHeight;
+    discardItems(bodyScene, keyFrameItems);
+    discardItems(bodyScene, spanItems);
+    bodyScene->clear();
+    bodyScene->setSceneRect(0, 0, frameWidth * frameCount, height);
+    bodyScene->addLine(0, 0, frameWidth * frameCount, 0, QPen(transparent));
+    if (g_state->hasObjects()) {
+        for (int frame = 0; frame < frameCount; ++frame)
+            bodyScene->addLine(frameToX(frame), 0, frameToX(frame), height - 1);
+    }
+    bodyMarker = addMarker(bodyScene, height);
+    addRows();
+}
+
+void TimeLine::addRows()
+{
+    const int frameCount = g_state->video->frameCount;
+    // An object's row changes with its stacking order, so every frame has its own y.
+    QHash<const TrackedObject *, QVector<int>> rows;
+    for (int frame = 0; frame < frameCount; ++frame) {
+        const QHash<const TrackedObject *, int> ranks = ranksOn(frame);
+        for (auto it = ranks.cbegin(); it != ranks.cend(); ++it)
+            rows[it.key()].append(rankToY(it.value()));
+    }
+    const QList<TrackedObject *> sorted = g_state->getZOrderSortedList(0);
+    for (const TrackedObject *object : sorted)
+        addSpans(object, rows.value(object));
+    for (const TrackedObject *object : sorted)
+        addKeyFrames(object, rows.value(object));
+}
+
+void TimeLine::addSpans(const TrackedObject *object, const QVector<int> &rows)
+{
+    const int lastFrame = g_state->video->frameCount - 1;
+    for (int frame = 0; frame < lastFrame;) {
+        FrameSpan *span = object->frameSpans.at(frame);
+        spanItems.append(new FrameSpanGraphicsItem(bodyScene, QPointF(frameToX(frame), rows.at(frame)),
+                                                   QPointF(frameToX(span->end), rows.at(span->end)), span));
+        frame = span->end;
+    }
+}
+
+void TimeLine::addKeyFrames(const TrackedObject *object, const QVector<int> &rows)
+{
+    for (KeyFrame *keyFrame : object->keyFrames) {
+        const QPointF position(frameToX(keyFrame->frame), rows.at(keyFrame->frame));
+        keyFrameItems.append(new KeyFrameGraphicsItem(bodyScene, position, keyFrame));
+    }
+}
+
+QGraphicsRectItem *TimeLine::addMarker(QGraphicsScene *scene, double height)
+{
+    QGraphicsRectItem *marker =
+        scene->addRect(0, 0, frameWidth, height, QPen(Qt::NoPen), QBrush(markerColor));
+    marker->setZValue(markerZ);
+    return marker;
+}
+
+int TimeLine::frameToX(int frame) const
+{
+    return static_cast<int>(frameWidth * (frame + 0.5));
+}
+
+int TimeLine::rankToY(int rank) const
+{
+    return static_cast<int>((rank + 0.5) * rowHeight);
+}
+
+// By the stacking order of frame 0, whereas the rows of the body follow every frame's own order.
+void TimeLine::reloadList()
+{
+    QLayout *list = labelArea->widget()->layout();
+    while (QLayoutItem *item = list->takeAt(0)) {
+        item->widget()->hide();
+        item->widget()->deleteLater(); // it may be handling a click of its own
+        delete item;
+    }
+    for (const TrackedObject *object : g_state->getZOrderSortedList(0))
+        list->addWidget(new TrackedObjectLabel(object->id));
+}
+
+void TimeLine::reloadMarkers()
+{
+    if (!headerMarker || !bodyMarker)
+        return;
+    const int x = frameWidth * g_state->currentFrame;
+    headerMarker->setPos(x, 0);
+    bodyMarker->setPos(x, 0);
+    bodyView->ensureVisible(bodyMarker, markerMargin, markerMargin);
+}
+
+void TimeLine::addObject()
+{
+    const bool hadObjects = g_state->hasObjects();
+    g_state->addObject();
+    if (!hadObjects && g_mainWindow)
+        g_mainWindow->reload();
+}
+
+void TimeLine::connectToState()
+{
+    disconnect(g_state, nullptr, this, nullptr);
+    connect(g_state, &DataState::hasChanged, this, &TimeLine::filterStateChange);
+    connectToObjects();
+}
+
+void TimeLine::filterStateChange(int flags)
+{
+    if (flags & DataState::ObjectListChanged) {
+        connectToObjects();
+        reload();
+    }
+    if (flags & DataState::FrameChanged)
+        reloadMarkers();
+}
+
+void TimeLine::connectToObjects()
+{
+    for (const QMetaObject::Connection &connection : qAsConst(objectConnections))
+        disconnect(connection);
+    objectConnections.clear();
+    for (TrackedObject *object : qAsConst(g_state->objects)) {
+        objectConnections.append(
+            connect(object, &TrackedObject::hasChanged, this, &TimeLine::filterObjectsChange));
+    }
+}
+
+void TimeLine::filterObjectsChange(int)
+{
+    reload();
+}
+
+void TimeLine::viewClicked(QPoint position)
+{
+    g_state->setFrame(scrollPosToFrame(bodyView->horizontalScrollBar()->value() + position.x()));
+}
+
+int TimeLine::scrollPosToFrame(int pos)
+{
+    return static_cast<int>(std::floor(static_cast<double>(pos) / frameWidth));
+}

@@ -1,0 +1,134 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "views/trackedobjectlabel.h"
+
+#include "core/datastate.h"
+#include "core/mainwindow.h"
+#include "views/shortcutpassthrough.h"
+#include "views/timeline.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStackedWidget>
+#include <QToolButton>
+
+namespace
+{
+
+constexpr int labelHeight = 40; // pixels, a row of the time line
+constexpr int iconExtent = 29;  // pixels
+constexpr int textIndent = 8;   // pixels
+
+QToolButton *createButton(const QString &text, const QString &icon, const QString &toolTip)
+{
+    auto *button = new QToolButton;
+    button->setText(text);
+    button->setIcon(QIcon(icon));
+    button->setIconSize(QSize(iconExtent, iconExtent));
+    button->setToolTip(toolTip);
+    button->setAccessibleName(toolTip);
+    button->setAutoRaise(true);
+    return button;
+}
+
+} // namespace
+
+TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
+    : QFrame(parent)
+    , objectId(id)
+    , stack(new QStackedWidget)
+    , nameLabel(new QLabel)
+    , nameEdit(new QLineEdit)
+    , editButton(createButton(tr("Edit"), QStringLiteral(":icons/edit.ico"), tr("Edit the object's name")))
+    , deleteButton(createButton(tr("Del"), QStringLiteral(":icons/del.ico"), tr("Delete the object")))
+{
+    setFixedHeight(labelHeight);
+    const TrackedObject *object = g_state->getObjectById(objectId);
+    const QString name = object ? object->name : QString();
+    nameLabel->setText(name);
+    nameLabel->setTextFormat(Qt::PlainText);
+    nameLabel->setIndent(textIndent);
+    nameLabel->setToolTip(name);
+    // A long name is cut off instead of pushing the buttons out of sight.
+    nameLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    nameEdit->setText(name);
+    nameEdit->setAccessibleName(tr("Name of the object"));
+    new ShortcutPassThrough(nameEdit, {QKeySequence(Qt::CTRL | Qt::Key_A)});
+    stack->addWidget(nameLabel);
+    stack->addWidget(nameEdit);
+
+    updateStyle();
+    connect(g_state, &DataState::hasChanged, this, &TrackedObjectLabel::filterStateChange);
+
+    auto *box = new QHBoxLayout(this);
+    box->setContentsMargins(0, 0, 0, 0);
+    box->setSpacing(0);
+    box->addWidget(stack);
+    box->addWidget(editButton);
+    box->addWidget(deleteButton);
+
+    connect(nameEdit, &QLineEdit::editingFinished, this, &TrackedObjectLabel::changeName);
+    connect(editButton, &QToolButton::clicked, this, &TrackedObjectLabel::toggleEdit);
+    connect(deleteButton, &QToolButton::clicked, this, &TrackedObjectLabel::deleteObj);
+}
+
+void TrackedObjectLabel::updateStyle()
+{
+    const TrackedObject *object = g_state->getObjectById(objectId);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Window, object && object->isCurrent() ? Qt::red : Qt::white);
+    colors.setColor(QPalette::WindowText, Qt::black);
+    setPalette(colors);
+    setAutoFillBackground(true);
+}
+
+void TrackedObjectLabel::filterStateChange(int flags)
+{
+    if (flags & DataState::ObjectSelectionChanged)
+        updateStyle();
+}
+
+void TrackedObjectLabel::toggleEdit()
+{
+    if (stack->currentWidget() == nameLabel) {
+        stack->setCurrentWidget(nameEdit);
+        nameEdit->setFocus();
+        nameEdit->selectAll();
+    } else {
+        nameEdit->clearFocus();
+        stack->setCurrentWidget(nameLabel);
+    }
+}
+
+void TrackedObjectLabel::changeName()
+{
+    const QString name = nameEdit->text();
+    if (name == nameLabel->text())
+        return;
+    nameLabel->setText(name); // losing the focus finishes the editing a second time
+    if (TrackedObject *object = g_state->getObjectById(objectId))
+        object->changeName(name);
+}
+
+void TrackedObjectLabel::deleteObj()
+{
+    g_state->deleteObject(objectId);
+    if (!g_mainWindow)
+        return;
+    if (!g_state->hasObjects())
+        g_mainWindow->reload();
+    g_mainWindow->timeLine()->reload();
+}
+
+void TrackedObjectLabel::mousePressEvent(QMouseEvent *event)
+{
+    if (objectId != g_state->currentObjectId)
+        g_state->setCurrentObject(objectId);
+    QFrame::mousePressEvent(event);
+}
+
+void TrackedObjectLabel::mouseDoubleClickEvent(QMouseEvent *)
+{
+    toggleEdit();
+}
