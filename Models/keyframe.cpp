@@ -4,8 +4,6 @@
 
 #include "Models/trackedobject.h"
 
-#include <QMutexLocker>
-
 KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameType)
     : QObject(owner)
     , object(owner)
@@ -17,14 +15,14 @@ KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameTy
 
 QPolygonF KeyFrame::polygonSnapshot() const
 {
-    QMutexLocker lock(&m_polygonMutex);
+    const std::lock_guard<std::mutex> lock(m_polygonMutex);
     return polygon;
 }
 
 void KeyFrame::setNewPolygon(QPolygonF newPolygon)
 {
     {
-        QMutexLocker lock(&m_polygonMutex);
+        const std::lock_guard<std::mutex> lock(m_polygonMutex);
         polygon = newPolygon;
     }
     emit

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QMutex>
 #include <QObject>
 #include <QPolygonF>
 
 #include <Eigen/Geometry>
+
+#include <mutex>
 
 class TrackedObject;
 
@@ -65,5 +66,5 @@ signals:
     void hasChanged(int flags);
 
 private:
-    mutable QMutex m_polygonMutex; // guards polygon between pool threads and the GUI thread
+    mutable std::mutex m_polygonMutex; // guards polygon between pool threads and the GUI thread
 };

@@ -8,14 +8,14 @@
 
 #include <QCoreApplication>
 #include <QGraphicsPixmapItem>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QThread>
+
+#include <mutex>
 
 namespace
 {
 
-QMutex g_mutex;      // guards g_lastBounds
+std::mutex g_mutex;  // guards g_lastBounds
 QRectF g_lastBounds; // written by the GUI thread, read by pool threads
 
 QRectF videoBounds()
@@ -37,7 +37,7 @@ QRectF frameBounds()
 {
     if (!g_mainWindow)
         return videoBounds();
-    QMutexLocker lock(&g_mutex);
+    const std::lock_guard<std::mutex> lock(g_mutex);
     if (isGuiThread()) {
         const QGraphicsPixmapItem *item = g_mainWindow->frameViewer()->frameItem;
         g_lastBounds = item ? item->sceneBoundingRect() : QRectF();

@@ -23,7 +23,8 @@ namespace
 
 constexpr QSize windowSize(1024, 768);
 constexpr QSize toolIconSize(48, 48);
-constexpr int messageTime = 5000; // milliseconds
+constexpr int timeLineHeight = 220; // pixels: four rows
+constexpr int messageTime = 5000;   // milliseconds
 
 const char videoFilter[] = QT_TRANSLATE_NOOP(
     "MainWindow",
@@ -70,6 +71,7 @@ void MainWindow::createDocks()
     m_timeLine->setAllowedAreas(Qt::AllDockWidgetAreas);
     addDockWidget(Qt::BottomDockWidgetArea, m_timeLine, Qt::Vertical);
 
+    resizeDocks({m_timeLine}, {timeLineHeight}, Qt::Vertical);
     m_windowsMenu->addAction(m_frameNav->toggleViewAction());
     m_windowsMenu->addAction(m_timeLine->toggleViewAction());
 }

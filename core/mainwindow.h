@@ -61,6 +61,8 @@ private:
     bool loadVideo(const QString &path);
     void saveProject(const QString &path);
     void readProject(QDataStream &stream);
+    void askForCorrection(int frame);
+    void announceTrackingEnd(const QString &text);
     void setToolsEnabled(bool enabled);
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
 

@@ -5,6 +5,8 @@
 #include "core/datastate.h"
 #include "export/exportxml.h"
 #include "Models/projectfile.h"
+#include "processing/aoicutsegmentation.h"
+#include "processing/aoitracking.h"
 #include "processing/morph.h"
 #include "views/framenav.h"
 #include "views/timeline.h"
@@ -24,6 +26,9 @@
 
 namespace
 {
+
+constexpr int goodMatchDistance = 18;     // Hamming distance of ORB descriptors, of 256 bits
+constexpr int trackingMessageTime = 2000; // milliseconds
 
 const char projectFilter[] = QT_TRANSLATE_NOOP("MainWindow", "Palu Data (*.palu);;All Files (*.palu)");
 
@@ -135,11 +140,48 @@ void MainWindow::onActionLinearMorphing()
     Morph(g_state).linearMorphing(0, -1);
 }
 
-void MainWindow::onActionInteractiveTracking() {}
+// The tracker collects its spans before the frames are filled again: a span cut by the correction is morphed
+// now and tracked by the next run.
+void MainWindow::onActionInteractiveTracking()
+{
+    AOItracking tracking(g_state, true, goodMatchDistance);
+    if (trackingStopFrame != -1) // an earlier run stopped for the user
+        Morph(g_state).linearMorphing(0, -1);
+    trackingStopFrame = tracking.interactiveTracking(trackingStopFrame);
+    if (trackingStopFrame == -1)
+        announceTrackingEnd(tr("Interactive AOI tracking complete."));
+    else
+        askForCorrection(trackingStopFrame);
+}
 
-void MainWindow::onActionAutomaticTracking() {}
+/// Makes the outline of a frame the user's own, with few vertices to correct, and goes there.
+void MainWindow::askForCorrection(int frame)
+{
+    if (const TrackedObject *object = g_state->getCurrentObject()) {
+        object->keyFrames.at(frame)->reducePolygonVertices();
+        object->keyFrames.at(frame)->setType(KeyFrame::Visible);
+    }
+    g_state->setFrame(frame);
+    statusBar()->showMessage(tr("User interaction required!"), trackingMessageTime);
+}
 
-void MainWindow::onActionSegmentation() {}
+void MainWindow::announceTrackingEnd(const QString &text)
+{
+    statusBar()->showMessage(text, trackingMessageTime);
+    QMessageBox box(QMessageBox::Information, QString(), text);
+    box.exec();
+}
+
+void MainWindow::onActionAutomaticTracking()
+{
+    AOItracking(g_state, false, goodMatchDistance).automaticTracking();
+    announceTrackingEnd(tr("Automatic AOI tracking complete."));
+}
+
+void MainWindow::onActionSegmentation()
+{
+    AoiCutSegmentation(g_state).runSegmenation();
+}
 
 void MainWindow::onActionExportXML()
 {

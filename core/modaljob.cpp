@@ -9,9 +9,11 @@
 #include <QException>
 #include <QFutureWatcher>
 #include <QProgressDialog>
+#include <QScopeGuard>
 #include <QtConcurrentMap>
 #include <QWindow>
 
+#include <atomic>
 #include <exception>
 #include <string>
 
@@ -81,9 +83,19 @@ bool ModalJob::run(const QString &label, QList<int> &items, const std::function<
     if (onCanceled)
         QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onCanceled);
 
-    const QFuture<void> future =
-        QtConcurrent::map(items, [&work](int &item) { callCarryingErrors(work, item); });
+    // What this thread wrote so far is for the workers to read, and the other way round at the end; the
+    // thread pool sees to that too, but thread checkers cannot look into it.
+    std::atomic<int> handedOver{0};
+    handedOver.store(1, std::memory_order_release);
+    const QFuture<void> future = QtConcurrent::map(items, [&work, &handedOver](int &item) {
+        handedOver.load(std::memory_order_acquire);
+        const auto handBack =
+            qScopeGuard([&handedOver] { handedOver.fetch_add(1, std::memory_order_release); });
+        callCarryingErrors(work, item);
+    });
     watcher.setFuture(future);
     dialog.exec();
-    return waitForEnd(future);
+    const bool succeeded = waitForEnd(future);
+    handedOver.load(std::memory_order_acquire);
+    return succeeded;
 }

@@ -14,6 +14,13 @@ namespace
 constexpr double degreesPerRadian = 57.29577951308232;
 constexpr double fullTurn = 6.283185307179586; // radians
 
+constexpr double pointTolerance = 1e-12; // pixels per coordinate
+
+bool almostEqual(QPointF a, QPointF b)
+{
+    return std::abs(a.x() - b.x()) <= pointTolerance && std::abs(a.y() - b.y()) <= pointTolerance;
+}
+
 int roundToInt(double value)
 {
     constexpr double least = std::numeric_limits<int>::min();
@@ -120,6 +127,15 @@ QPolygonF Functions::transformPolygonAffine(QPolygonF poly, Eigen::Affine2d t)
                                    m(1, 0) * p.x() + m(1, 1) * p.y() + m(1, 2)));
     }
     return transformed;
+}
+
+QPolygonF Functions::clippedToRect(QPolygonF poly, QRectF rect)
+{
+    const QPolygonF corners({rect.topLeft(), rect.topRight(), rect.bottomRight(), rect.bottomLeft()});
+    QPolygonF clipped = poly.intersected(corners);
+    if (clipped.size() > 1 && almostEqual(clipped.first(), clipped.last()))
+        clipped.removeLast(); // the intersection is a closed ring
+    return clipped;
 }
 
 QPointF Functions::clampToFrame(QPointF p, QRectF bounds)

@@ -4,6 +4,7 @@
 
 #include <QPointF>
 #include <QPolygonF>
+#include <QRectF>
 
 #include <opencv2/core/types.hpp>
 
@@ -37,6 +38,9 @@ std::vector<cv::Point> getOpenCvPolygon(QPolygonF poly);
 QPolygonF getQPolygonF(std::vector<cv::Point> pts);
 /// The polygon with every vertex moved by `t`.
 QPolygonF transformPolygonAffine(QPolygonF poly, Eigen::Affine2d t);
+
+/// The part of the polygon inside `rect`, again with every vertex once; empty when nothing is left.
+QPolygonF clippedToRect(QPolygonF poly, QRectF rect);
 
 /// `p` moved into `bounds`: x into [left, width], y into [top, height]. The upper limits are the size, not
 /// the right and bottom edges; for a frame image, which lies at the origin, the two agree.

@@ -5,15 +5,10 @@
 #include "core/framebounds.h"
 #include "processing/functions.h"
 
-#include <QMutexLocker>
-
-#include <cmath>
-
 namespace
 {
 
 constexpr double reductionThreshold = 1.0; // pixels: squared distance over chord length
-constexpr double pointTolerance = 1e-12;   // pixels per coordinate
 constexpr int leastVertices = 3;
 
 /// Squared distance of vertex `i` from the chord that would replace it, over the chord's length. Infinite or
@@ -25,11 +20,6 @@ double vertexCost(const QPolygonF &polygon, int i)
     const QPointF next = polygon.at((i + 1) % count);
     const double distance = Functions::distToLineSegment(polygon.at(i), previous, next);
     return distance * distance / Functions::distance(previous, next);
-}
-
-bool almostEqual(QPointF a, QPointF b)
-{
-    return std::abs(a.x() - b.x()) <= pointTolerance && std::abs(a.y() - b.y()) <= pointTolerance;
 }
 
 } // namespace
@@ -57,11 +47,5 @@ void KeyFrame::reducePolygonVertices()
 void KeyFrame::transformPolygon(Eigen::Affine2d affineTransform)
 {
     const QPolygonF moved = Functions::transformPolygonAffine(polygonSnapshot(), affineTransform);
-    const QRectF bounds = frameBounds();
-    const QPolygonF frameOutline(
-        {bounds.topLeft(), bounds.topRight(), bounds.bottomRight(), bounds.bottomLeft()});
-    QPolygonF clipped = moved.intersected(frameOutline);
-    if (clipped.size() > 1 && almostEqual(clipped.first(), clipped.last()))
-        clipped.removeLast(); // the intersection is a closed ring
-    setNewPolygon(clipped);
+    setNewPolygon(Functions::clippedToRect(moved, frameBounds()));
 }

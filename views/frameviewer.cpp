@@ -18,7 +18,8 @@
 namespace
 {
 
-constexpr double halfStep = 0.5; // keeps a position at an edge's end inside that edge
+const QColor surround(64, 66, 70); // around the frame
+constexpr double halfStep = 0.5;   // keeps a position at an edge's end inside that edge
 
 /// Where a point lies on one edge of a polygon.
 struct EdgePosition {
@@ -96,6 +97,7 @@ FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
     view->setScene(scene);
     view->setRenderHint(QPainter::Antialiasing);
     view->setRenderHint(QPainter::SmoothPixmapTransform);
+    view->setBackgroundBrush(surround);
 
     delete layout();
     auto *box = new QHBoxLayout(this);

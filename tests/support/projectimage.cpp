@@ -76,7 +76,9 @@ QByteArray ProjectImage::bytes() const
 QByteArray ProjectImage::stateBytes() const
 {
     ByteBuilder state;
-    state.string(stateVersion, stateVersionLength).i32(currentFrame).i32(objectCount.value_or(objects.size()));
+    state.string(stateVersion, stateVersionLength)
+        .i32(currentFrame)
+        .i32(objectCount.value_or(objects.size()));
     for (const ObjectRecord &object : objects)
         state.bytes += objectBytes(object);
     state.i32(nextId);

@@ -1,0 +1,149 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+
+// Turning a video into one image per frame: VideoContainer, the ffmpeg program and a plain loop on one
+// thread.
+#include "benchmarks/support/benchclip.h"
+#include "core/datastate.h"
+#include "Models/videocontainer.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <memory>
+#include <string>
+
+namespace
+{
+
+constexpr int frames = 200;
+const QSize palSize(768, 576);
+const QSize fullHdSize(1920, 1080);
+
+/// Extracts all frames of the clip; the images disappear with the object.
+class Extraction
+{
+public:
+    virtual ~Extraction() = default;
+    virtual bool run(const QString &clip) = 0;
+    virtual QString imageFolder() const = 0;
+};
+
+class PaluExtraction : public Extraction
+{
+public:
+    PaluExtraction() { g_state = &m_state; }
+    ~PaluExtraction() override { g_state = nullptr; }
+    bool run(const QString &clip) override { return m_video.loadFile(clip); }
+    QString imageFolder() const override { return QFileInfo(m_video.getFramePath(0)).path(); }
+
+private:
+    DataState m_state;
+    VideoContainer m_video;
+};
+
+class FfmpegExtraction : public Extraction
+{
+public:
+    bool run(const QString &clip) override
+    {
+        const QString images = m_dir.filePath(QStringLiteral("frame%010d.jpg"));
+        return QProcess::execute(QStringLiteral("ffmpeg"),
+                                 {QStringLiteral("-nostdin"), QStringLiteral("-loglevel"),
+                                  QStringLiteral("error"), QStringLiteral("-i"), clip, QStringLiteral("-q:v"),
+                                  QStringLiteral("2"), QStringLiteral("-start_number"), QStringLiteral("0"),
+                                  images}) == 0;
+    }
+    QString imageFolder() const override { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+class LoopExtraction : public Extraction
+{
+public:
+    bool run(const QString &clip) override
+    {
+        cv::VideoCapture capture(clip.toStdString());
+        cv::Mat image;
+        for (int frame = 0; capture.read(image); ++frame) {
+            const QString name = QStringLiteral("frame%1.jpg").arg(frame, 10, 10, QLatin1Char('0'));
+            if (!cv::imwrite(m_dir.filePath(name).toStdString(), image))
+                return false;
+        }
+        return true;
+    }
+    QString imageFolder() const override { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+const QString &clipOf(const QSize &size)
+{
+    static const BenchClip pal(palSize, frames);
+    static const BenchClip fullHd(fullHdSize, frames);
+    static const QString paths[] = {pal.path(), fullHd.path()};
+    return paths[size == fullHdSize];
+}
+
+template <class Method>
+void extract(benchmark::State &state, QSize size)
+{
+    const QString clip = clipOf(size);
+    if (clip.isEmpty()) {
+        state.SkipWithError("no H.264 encoder");
+        return;
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto method = std::make_unique<Method>();
+        state.ResumeTiming();
+        const bool done = method->run(clip);
+        state.PauseTiming();
+        const int images = QDir(method->imageFolder()).entryList({QStringLiteral("*.jpg")}).size();
+        method.reset();
+        state.ResumeTiming();
+        if (!done || images != frames) {
+            state.SkipWithError("not all frames were extracted");
+            return;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * frames);
+}
+
+void extractWithFfmpeg(benchmark::State &state, QSize size)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
+        state.SkipWithError("ffmpeg is not installed");
+    else
+        extract<FfmpegExtraction>(state, size);
+}
+
+benchmark::internal::Benchmark *onceInRealTime(benchmark::internal::Benchmark *entry)
+{
+    return entry->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+}
+
+const bool registered = [] {
+    for (const QSize &size : {palSize, fullHdSize}) {
+        const std::string title = "import " + std::to_string(size.width()) + " x " +
+                                  std::to_string(size.height()) + " (" + std::to_string(frames) + " frames)/";
+        onceInRealTime(benchmark::RegisterBenchmark((title + "palu").c_str(), extract<PaluExtraction>, size));
+        onceInRealTime(benchmark::RegisterBenchmark((title + "ffmpeg").c_str(), extractWithFfmpeg, size));
+        onceInRealTime(
+            benchmark::RegisterBenchmark((title + "bare loop").c_str(), extract<LoopExtraction>, size));
+    }
+    return true;
+}();
+
+} // namespace

@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+class DataState;
+
+/// Refines the current object's visible and automatic polygons of the whole video by GrabCut, the frames in
+/// parallel.
+class AoiCutSegmentation
+{
+public:
+    explicit AoiCutSegmentation(DataState *state);
+
+    /// Segments all frames behind a progress dialog.
+    void runSegmenation();
+    /// Segments the frames of the work split's chunk that ends before `chunkEnd`. Runs on a pool thread.
+    /// Throws when a frame cannot be segmented; the frames before it keep their new polygons.
+    void segmentation(int &chunkEnd);
+
+    /// Function object of the parallel map: segments one chunk.
+    struct segmentationWrapper {
+        AoiCutSegmentation *segmentation;
+        void operator()(int &chunkEnd) const { segmentation->segmentation(chunkEnd); }
+    };
+
+private:
+    DataState *m_state;
+};

@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QList>
+#include <QPair>
+#include <QPointF>
+#include <QPolygonF>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+
+class DataState;
+class FeatureMatching;
+class ImageProcess;
+class KeyFrame;
+class TrackedObject;
+
+/// Corrects the filled polygons of the current object's visible spans frame by frame after image features:
+/// from both ends of a span towards its middle, the spans in parallel.
+///
+///     span     s                    mid  mid+1                e
+///     forward  s -> s+1 -> ... ->   mid -> mid+1
+///     backward                      mid <- mid+1 <- ... <-    e
+///
+/// Both passes move the frames mid and mid+1; they keep the result of the backward pass. Results depend
+/// neither on the number of threads nor on their timing.
+class AOItracking
+{
+public:
+    /// Collects the spans to track; later edits are not seen. Matches of a descriptor distance below
+    /// `maxDistance` count as good.
+    AOItracking(DataState *state, bool interactive, int maxDistance);
+
+    /// First and last frames of the current object's visible spans of three or more frames with a polygon on
+    /// each of them; the pair (-1, -1) alone when there is none.
+    QList<QPair<int, int>> getFramePairs() const;
+
+    /// Tracks behind a progress dialog until done or until a step fails on an automatic key frame. Returns
+    /// the frame of that step, or -1. `frame` is what stopFrame starts from.
+    int interactiveTracking(int frame);
+    /// Tracks behind a progress dialog to the end.
+    void automaticTracking();
+
+    /// Tracks one frame pair. Runs on a pool thread.
+    void aoiFitting(int &pairIndex);
+    /// Moves the polygon of frame `to` by what the features inside the polygon of frame `from` have moved.
+    /// Returns false, with nothing changed, when there are fewer than 8 good matches. Throws when a frame
+    /// image cannot be read.
+    bool transformAOI(int from, int to);
+
+    /// By how much to move the second polygon: its bounding box's centre goes where the first one's lands
+    /// when moved by the mean displacement of the good matches. None for fewer than 8 of them.
+    static std::optional<QPointF> translation(const FeatureMatching &matching, const ImageProcess &first,
+                                              const ImageProcess &second);
+
+    /// Function object of the parallel map: tracks a frame pair.
+    struct aoiFittingWrapper {
+        AOItracking *tracking;
+        void operator()(int &pairIndex) const;
+    };
+
+    /// 0 to the number of frame pairs - 1.
+    QList<int> frameIndices;
+    QList<QPair<int, int>> framePairs;
+    /// Set when interactive tracking must stop. Written by any task, read by all before each step.
+    std::atomic<bool> stopped{false};
+    /// Frame on which the user must act, from 0.
+    int stopFrame = -1;
+    int maxDistance;
+    bool interactive;
+    DataState *state;
+
+private:
+    class Pass;
+    class BackwardHead;
+
+    void run(const QString &label);
+    void moveAlong(Pass &pass, int pairIndex, int from, int to);
+    bool startsWherePreviousMoves(int pairIndex) const;
+    bool mustStop(int pairIndex) const;
+    void stopAt(int pairIndex, int frame);
+    QList<QPolygonF> polygons() const;
+    void restoreBehindStop(const QList<QPolygonF> &before);
+
+    TrackedObject *m_object;
+    mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
+    int m_stopPair = -1;            // frame pair that stopped; the lowest one counts
+};

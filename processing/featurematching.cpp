@@ -1,0 +1,100 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "processing/featurematching.h"
+
+namespace
+{
+
+cv::Ptr<cv::ORB> createORB()
+{
+    constexpr int features = 500;
+    constexpr float scaleFactor = 1.2f;
+    constexpr int levels = 8;
+    constexpr int edgeThreshold = 31; // pixels
+    constexpr int firstLevel = 0;
+    constexpr int pointsPerTest = 2;
+    constexpr int patchSize = 31; // pixels
+    constexpr int fastThreshold = 20;
+    return cv::ORB::create(features, scaleFactor, levels, edgeThreshold, firstLevel, pointsPerTest,
+                           cv::ORB::HARRIS_SCORE, patchSize, fastThreshold);
+}
+
+bool hasData(const cv::Mat &matrix)
+{
+    return matrix.data && matrix.total() > 0;
+}
+
+/// Key points of a crop inside the polygon. The crop is taken to start at the polygon's own corner, also
+/// where the polygon reaches past the image and the crop does not.
+std::vector<cv::KeyPoint> keyPointsInside(const cv::Mat &image, const QPolygonF &polygon)
+{
+    std::vector<cv::KeyPoint> detected;
+    createORB()->detect(image, detected);
+    std::vector<cv::KeyPoint> inside;
+    if (polygon.isEmpty())
+        return inside;
+    const QPointF corner = polygon.boundingRect().topLeft();
+    for (const cv::KeyPoint &keyPoint : detected) {
+        const QPointF point(keyPoint.pt.x + corner.x(), keyPoint.pt.y + corner.y());
+        if (polygon.containsPoint(point, Qt::OddEvenFill))
+            inside.push_back(keyPoint);
+    }
+    return inside;
+}
+
+void append(std::vector<cv::KeyPoint> &keyPoints, const std::vector<cv::KeyPoint> &more)
+{
+    keyPoints.insert(keyPoints.end(), more.begin(), more.end());
+}
+
+} // namespace
+
+FeatureMatching::FeatureMatching(cv::Mat firstImage, cv::Mat secondImage, QPolygonF firstPolygon,
+                                 QPolygonF secondPolygon)
+    : image1(firstImage)
+    , image2(secondImage)
+    , polygon1(firstPolygon)
+    , polygon2(secondPolygon)
+{
+}
+
+void FeatureMatching::getORBKeyPoints()
+{
+    if (!hasData(image1) || !hasData(image2))
+        return;
+    append(keyPoints1, keyPointsInside(image1, polygon1));
+    append(keyPoints2, keyPointsInside(image2, polygon2));
+}
+
+void FeatureMatching::getORBDescriptors()
+{
+    if (keyPoints1.empty() || keyPoints2.empty())
+        return;
+    const cv::Ptr<cv::ORB> orb = createORB();
+    orb->compute(image1, keyPoints1, descriptors1);
+    orb->compute(image2, keyPoints2, descriptors2);
+}
+
+void FeatureMatching::matchORB()
+{
+    getORBKeyPoints();
+    getORBDescriptors();
+    if (!hasData(descriptors1) || !hasData(descriptors2))
+        return;
+    constexpr int tables = 20;
+    constexpr int keySize = 10; // bits
+    constexpr int probeLevel = 2;
+    constexpr int checks = 32;
+    const cv::FlannBasedMatcher matcher(cv::makePtr<cv::flann::LshIndexParams>(tables, keySize, probeLevel),
+                                        cv::makePtr<cv::flann::SearchParams>(checks, 0.0f, true));
+    matcher.match(descriptors1, descriptors2, matches);
+}
+
+void FeatureMatching::getGoodMatches(int maxDistance)
+{
+    const float limit = static_cast<float>(maxDistance);
+    for (const cv::DMatch &match : matches) {
+        if (match.distance < limit)
+            goodMatches.push_back(match);
+    }
+}

@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "processing/grabcut.h"
+
+#include "processing/functions.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#ifdef PALU_SEGMENTATION_DEBUG_DIR
+#include <QDateTime>
+#endif
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace
+{
+
+using Contour = std::vector<cv::Point>;
+
+constexpr double bandRatio = 0.2; // thickness of the uncertain band over the greater side of the bounding box
+
+int rounded(double value)
+{
+    return static_cast<int>(std::round(value));
+}
+
+int bandThickness(const QRectF &box)
+{
+    return std::max(1, rounded(std::max(box.width(), box.height()) * bandRatio));
+}
+
+/// The contour with the most points, the first of several; not the one with the largest area.
+const Contour &richestContour(const std::vector<Contour> &contours)
+{
+    std::size_t chosen = 0;
+    for (std::size_t i = 1; i < contours.size(); ++i) {
+        if (contours.at(i).size() > contours.at(chosen).size())
+            chosen = i;
+    }
+    return contours.at(chosen); // throws when there is no foreground at all
+}
+
+} // namespace
+
+GrabCut::GrabCut(QString path, QPolygonF seed)
+    : polygon(seed)
+    , image(cv::imread(path.toUtf8().toStdString(), cv::IMREAD_COLOR))
+{
+}
+
+void GrabCut::segmentImage(int rounds, int)
+{
+    const cv::Rect rectangle = seedRectangle();
+    cv::Mat mask = seedMask();
+    writeDebugImage(mask);
+
+    cv::Mat background;
+    cv::Mat foreground;
+    // More iterations every round, each round with colour models learned anew from the mask so far.
+    for (int round = 1; round <= rounds; ++round)
+        cv::grabCut(image, mask, rectangle, background, foreground, round, cv::GC_INIT_WITH_MASK);
+
+    cv::Mat binMask;
+    getBinMask(mask, binMask);
+    std::vector<Contour> contours;
+    cv::findContours(binMask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_TC89_KCOS);
+    polygon = Functions::getQPolygonF(richestContour(contours));
+}
+
+void GrabCut::getBinMask(const cv::Mat &mask, cv::Mat &binMask) const
+{
+    if (binMask.empty() || binMask.size() != mask.size() || binMask.type() != CV_8UC1)
+        binMask.create(mask.size(), CV_8UC1);
+    cv::bitwise_and(mask, cv::Scalar(1), binMask);
+}
+
+QPolygonF GrabCut::getObjectBondary() const
+{
+    return polygon;
+}
+
+cv::Rect GrabCut::seedRectangle() const
+{
+    const QRectF box = polygon.boundingRect();
+    return cv::Rect(rounded(box.left()), rounded(box.top()), rounded(box.width()), rounded(box.height()));
+}
+
+/// Definite foreground inside the polygon, probable foreground in a band along its outline, definite
+/// background elsewhere.
+cv::Mat GrabCut::seedMask() const
+{
+    cv::Mat mask(image.size(), CV_8UC1, cv::Scalar(cv::GC_BGD));
+    const std::vector<Contour> outline{Functions::getOpenCvPolygon(polygon)};
+    cv::fillPoly(mask, outline, cv::Scalar(cv::GC_FGD), cv::LINE_8);
+    cv::polylines(mask, outline, true, cv::Scalar(cv::GC_PR_FGD), bandThickness(polygon.boundingRect()),
+                  cv::LINE_8);
+    return mask;
+}
+
+#ifdef PALU_SEGMENTATION_DEBUG_DIR
+void GrabCut::writeDebugImage(const cv::Mat &mask) const
+{
+    cv::Mat binMask;
+    getBinMask(mask, binMask);
+    cv::Mat seen;
+    image.copyTo(seen, binMask);
+    const QString name = QString::number(QDateTime::currentDateTime().toMSecsSinceEpoch());
+    const QString path = QStringLiteral(PALU_SEGMENTATION_DEBUG_DIR "/%1.jpg").arg(name);
+    cv::imwrite(path.toUtf8().toStdString(), seen);
+}
+#else
+void GrabCut::writeDebugImage(const cv::Mat &) const {}
+#endif

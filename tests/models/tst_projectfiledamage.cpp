@@ -1,0 +1,325 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/projectfile.h"
+#include "tests/support/modelchecks.h"
+#include "tests/support/projectimage.h"
+#include "tests/support/testproject.h"
+
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QtTest>
+
+#include <limits>
+#include <random>
+
+#include <sys/resource.h>
+
+namespace
+{
+
+constexpr qint64 longestRead = 5000;     // milliseconds for one file, on a busy machine
+constexpr long mostMemory = 200L * 1024; // KiB above what the process had used before
+constexpr int videoFrames = 12;
+
+const QVector<quint32> extremeValues{0U,          1U,          2U,          3U,          4U,
+                                     11U,         12U,         13U,         100U,        1000U,
+                                     0x0000ffffU, 0x000f4240U, 0x00ffffffU, 0x0fffffffU, 0x10000000U,
+                                     0x3fffffffU, 0x40000000U, 0x7ffffffeU, 0x7fffffffU, 0x80000000U,
+                                     0x80000001U, 0xc0000000U, 0xfffffff0U, 0xfffffffeU, 0xffffffffU};
+
+long peakMemory()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+/// A project with all kinds of records, small enough to be damaged everywhere.
+QByteArray soundFile()
+{
+    ProjectImage image(videoFrames);
+    image.currentFrame = 3;
+    ProjectImage::ObjectRecord &first = image.addObject(QStringLiteral("new object 1"), 0);
+    first.spans = {{1, 0, 4}, {2, 4, 5}, {0, 5, 11}};
+    first.keyFrames[0].type = 1;
+    first.keyFrames[0].polygon = rectangle(10, 10, 20, 20);
+    first.keyFrames[2].type = 3;
+    first.keyFrames[2].polygon = rectangle(12, 10, 20, 20);
+    first.keyFrames[4].type = 2;
+    first.keyFrames[5].type = 1;
+    image.addObject(QStringLiteral("b"), 4).keyFrames[11].polygon = rectangle(0, 0, 1, 1);
+    return image.bytes();
+}
+
+/// Sets and removes key frames: damage that slipped in would show in the chain.
+void edit(TrackedObject *object)
+{
+    for (const int frame : {0, 3, 6, videoFrames - 1})
+        object->keyFrames.at(frame)->setType(KeyFrame::Visible);
+    for (const int frame : {videoFrames - 1, 6, 3, 0})
+        object->keyFrames.at(frame)->setType(KeyFrame::None);
+    ModelChecks::flushDeferredDeletes();
+}
+
+/// What is wrong with an accepted project; empty when it can be worked with.
+QString acceptedProblem(DataState &state)
+{
+    const QString problem = ModelChecks::stateProblem(state);
+    if (!problem.isEmpty())
+        return problem;
+    QByteArray copy;
+    QDataStream out(&copy, QIODevice::WriteOnly);
+    ProjectFile::write(out, state);
+    TestProject again(videoFrames);
+    QDataStream in(copy);
+    ProjectFile::readVideoName(in);
+    if (!ProjectFile::read(in, *again))
+        return QStringLiteral("saved again, it cannot be read");
+    for (int i = 0; i < state.objects.size(); ++i) {
+        if (ModelChecks::chainText(state.objects.at(i)) != ModelChecks::chainText(again->objects.at(i)))
+            return QStringLiteral("saved again, object %1 differs").arg(i);
+    }
+    g_state = &state;
+    for (TrackedObject *object : qAsConst(state.objects)) {
+        edit(object);
+        const QString afterwards = ModelChecks::objectProblem(object, videoFrames);
+        if (!afterwards.isEmpty())
+            return QStringLiteral("after editing: ") + afterwards;
+    }
+    return QString();
+}
+
+/// Counts and checks the reading of damaged files.
+class Reader
+{
+public:
+    /// Reads one file; returns what went wrong.
+    QString read(const QByteArray &bytes)
+    {
+        TestProject project(videoFrames);
+        QElapsedTimer timer;
+        timer.start();
+        QDataStream stream(bytes);
+        ProjectFile::readVideoName(stream);
+        const bool isAccepted = ProjectFile::read(stream, *project);
+        if (timer.elapsed() > longestRead)
+            return QStringLiteral("reading took %1 ms").arg(timer.elapsed());
+        if (peakMemory() - m_memoryBefore > mostMemory)
+            return QStringLiteral("memory grew by %1 KiB").arg(peakMemory() - m_memoryBefore);
+        ++files;
+        if (!isAccepted)
+            return QString();
+        ++accepted;
+        return acceptedProblem(*project);
+    }
+
+    int files = 0;
+    int accepted = 0;
+
+private:
+    long m_memoryBefore = peakMemory();
+};
+
+QByteArray overwritten(QByteArray bytes, int offset, quint32 value)
+{
+    return bytes.replace(offset, 4, ByteBuilder().u32(value).bytes);
+}
+
+/// One to four random injuries.
+QByteArray damaged(QByteArray bytes, std::mt19937 &random)
+{
+    const auto below = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(qMax(1, limit)));
+    };
+    for (int left = 1 + below(4); left > 0 && bytes.size() > 4; --left) {
+        const int at = below(bytes.size());
+        switch (below(6)) {
+        case 0: // one bit
+            bytes[at] = static_cast<char>(bytes.at(at) ^ (1 << below(8)));
+            break;
+        case 1: // one byte
+            bytes[at] = static_cast<char>(below(256));
+            break;
+        case 2:
+            bytes.remove(at, 1 + below(20));
+            break;
+        case 3:
+            bytes.insert(at, QByteArray(1 + below(20), static_cast<char>(below(256))));
+            break;
+        case 4: // a part of the file twice
+            bytes.insert(at, bytes.mid(below(bytes.size()), below(200)));
+            break;
+        default:
+            bytes =
+                overwritten(bytes, qMin(at, bytes.size() - 4), extremeValues.at(below(extremeValues.size())));
+        }
+    }
+    return bytes;
+}
+
+QByteArray problemText(const QString &what, const QString &problem)
+{
+    return QStringLiteral("%1: %2").arg(what, problem).toUtf8();
+}
+
+} // namespace
+
+class TestProjectFileDamage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void theSoundFileIsAccepted();
+    void filesCutOffAnywhere();
+    void fieldsWithExtremeValues();
+    void flippedBits();
+    void randomDamage();
+    void randomBytes();
+    void hugeCountsOfALongVideo_data();
+    void hugeCountsOfALongVideo();
+    void aHalfReadObjectIsStillWhole();
+    void objectsCanBeAddedAfterTheGreatestNextId();
+};
+
+void TestProjectFileDamage::theSoundFileIsAccepted()
+{
+    Reader reader;
+    QCOMPARE(reader.read(soundFile()), QString());
+    QCOMPARE(reader.accepted, 1);
+}
+
+void TestProjectFileDamage::filesCutOffAnywhere()
+{
+    const QByteArray sound = soundFile();
+    Reader reader;
+    for (int length = 0; length <= sound.size(); ++length) {
+        const QString problem = reader.read(sound.left(length));
+        QVERIFY2(problem.isEmpty(), problemText(QStringLiteral("cut at %1").arg(length), problem));
+    }
+    QCOMPARE(reader.files, sound.size() + 1);
+    QVERIFY(reader.accepted > 0);
+    QVERIFY(reader.accepted < reader.files);
+}
+
+void TestProjectFileDamage::fieldsWithExtremeValues()
+{
+    const QByteArray sound = soundFile();
+    Reader reader;
+    for (int offset = 0; offset + 4 <= sound.size(); ++offset) {
+        for (const quint32 value : extremeValues) {
+            const QString problem = reader.read(overwritten(sound, offset, value));
+            QVERIFY2(problem.isEmpty(),
+                     problemText(QStringLiteral("%1 at %2").arg(value).arg(offset), problem));
+        }
+    }
+    QVERIFY(reader.accepted > 0);
+    QVERIFY(reader.accepted < reader.files);
+}
+
+void TestProjectFileDamage::flippedBits()
+{
+    const QByteArray sound = soundFile();
+    Reader reader;
+    for (int bit = 0; bit < sound.size() * 8; ++bit) {
+        QByteArray bytes = sound;
+        bytes[bit / 8] = static_cast<char>(bytes.at(bit / 8) ^ (1 << (bit % 8)));
+        const QString problem = reader.read(bytes);
+        QVERIFY2(problem.isEmpty(), problemText(QStringLiteral("bit %1").arg(bit), problem));
+    }
+    QVERIFY(reader.accepted > 0);
+    QVERIFY(reader.accepted < reader.files);
+}
+
+void TestProjectFileDamage::randomDamage()
+{
+    const QByteArray sound = soundFile();
+    Reader reader;
+    for (unsigned seed = 0; seed < 6000; ++seed) {
+        std::mt19937 random(seed);
+        const QString problem = reader.read(damaged(sound, random));
+        QVERIFY2(problem.isEmpty(), problemText(QStringLiteral("seed %1").arg(seed), problem));
+    }
+    QVERIFY(reader.accepted > 0);
+    QVERIFY(reader.accepted < reader.files);
+}
+
+void TestProjectFileDamage::randomBytes()
+{
+    // Everything behind the four items that must agree with the video is noise.
+    ProjectImage image(videoFrames);
+    const QByteArray head = image.bytes().chopped(image.stateBytes().size());
+    Reader reader;
+    for (unsigned seed = 0; seed < 2000; ++seed) {
+        std::mt19937 random(seed);
+        QByteArray noise(static_cast<int>(random() % 400), '\0');
+        for (char &byte : noise)
+            byte = static_cast<char>(random() % 4 == 0 ? random() % 256 : 0);
+        const QString problem = reader.read(head + noise);
+        QVERIFY2(problem.isEmpty(), problemText(QStringLiteral("seed %1").arg(seed), problem));
+    }
+    QCOMPARE(reader.files, 2000);
+}
+
+void TestProjectFileDamage::hugeCountsOfALongVideo_data()
+{
+    QTest::addColumn<int>("objects");
+    QTest::newRow("a thousand") << 1000;
+    QTest::newRow("a hundred thousand") << 100000;
+    QTest::newRow("the greatest number") << 0x7fffffff;
+}
+
+void TestProjectFileDamage::hugeCountsOfALongVideo()
+{
+    // Every object costs one key frame per frame of the video, whatever the file holds.
+    QFETCH(int, objects);
+    constexpr int frames = 20000;
+    ProjectImage image(frames);
+    image.addObject(QStringLiteral("a"), 0);
+    image.objectCount = objects;
+    const QByteArray bytes = image.bytes();
+    const long before = peakMemory();
+    QElapsedTimer timer;
+    timer.start();
+    {
+        TestProject project(frames);
+        QDataStream stream(bytes);
+        ProjectFile::readVideoName(stream);
+        QVERIFY(!ProjectFile::read(stream, *project));
+        QVERIFY2(project->objects.size() <= 2, qPrintable(QString::number(project->objects.size())));
+    }
+    QVERIFY2(timer.elapsed() < longestRead, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(peakMemory() - before < mostMemory, qPrintable(QString::number(peakMemory() - before)));
+}
+
+void TestProjectFileDamage::aHalfReadObjectIsStillWhole()
+{
+    const QByteArray sound = soundFile();
+    for (int length = 0; length < sound.size(); ++length) {
+        TestProject project(videoFrames);
+        QDataStream stream(sound.left(length));
+        ProjectFile::readVideoName(stream);
+        ProjectFile::read(stream, *project);
+        for (const TrackedObject *object : qAsConst(project->objects)) {
+            QCOMPARE(object->keyFrames.size(), videoFrames);
+            QCOMPARE(object->frameSpans.size(), videoFrames);
+            for (FrameSpan *span : object->frameSpans)
+                QCOMPARE(span->parent(), object);
+        }
+    }
+}
+
+void TestProjectFileDamage::objectsCanBeAddedAfterTheGreatestNextId()
+{
+    ProjectImage image(videoFrames);
+    image.nextId = std::numeric_limits<qint32>::max();
+    TestProject project(videoFrames);
+    QDataStream stream(image.bytes());
+    ProjectFile::readVideoName(stream);
+    if (!ProjectFile::read(stream, *project))
+        return;
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(project->colors.contains(project.addObject()->color));
+}
+
+QTEST_GUILESS_MAIN(TestProjectFileDamage)
+#include "tst_projectfiledamage.moc"

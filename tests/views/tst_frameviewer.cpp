@@ -1,0 +1,901 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/logcapture.h"
+#include "tests/support/mousedriver.h"
+#include "tests/support/projectwindow.h"
+#include "tests/support/testproject.h"
+#include "views/framegraphicsview.h"
+#include "views/polyareagraphicsitem.h"
+
+#include <QAction>
+#include <QGraphicsPixmapItem>
+#include <QGraphicsScene>
+#include <QGraphicsWidget>
+#include <QHBoxLayout>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <cmath>
+#include <limits>
+
+Q_DECLARE_METATYPE(KeyFrame::Type)
+
+namespace
+{
+
+constexpr double pi = 3.141592653589793;
+
+QPolygonF polygonOf(std::initializer_list<QPointF> points)
+{
+    return QPolygonF(QVector<QPointF>(points));
+}
+
+/// The numbers that a signal was emitted with.
+QList<int> flagsOf(const QSignalSpy &spy)
+{
+    QList<int> flags;
+    for (const QList<QVariant> &arguments : spy)
+        flags.append(arguments.first().toInt());
+    return flags;
+}
+
+/// Something that goes away when its scene is cleared.
+QPointer<QGraphicsWidget> witness(QGraphicsScene *scene)
+{
+    auto *item = new QGraphicsWidget;
+    scene->addItem(item);
+    return item;
+}
+
+/// The polygon items, lowest in the stack first.
+QList<PolyAreaGraphicsItem *> polygonItems(const QGraphicsScene *scene)
+{
+    QList<PolyAreaGraphicsItem *> found;
+    const QList<QGraphicsItem *> items = scene->items(Qt::AscendingOrder);
+    for (QGraphicsItem *item : items) {
+        if (auto *area = dynamic_cast<PolyAreaGraphicsItem *>(item))
+            found.append(area);
+    }
+    return found;
+}
+
+/// A state that tells how many listeners it has.
+class CountingState : public DataState
+{
+public:
+    int listeners() const { return receivers(SIGNAL(hasChanged(int))); }
+};
+
+/// Notes the double-clicks that reach a scene.
+class DoubleClickCounter : public QObject
+{
+public:
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::GraphicsSceneMouseDoubleClick)
+            ++count;
+        return false;
+    }
+};
+
+/// A shown window whose frame is drawn at one screen pixel per frame pixel.
+class EditedFrame
+{
+public:
+    explicit EditedFrame(int frameCount = 3)
+        : m_window(frameCount)
+    {
+        QVERIFY2(m_window.show(), "the window does not get active");
+        view()->resetTransform();
+        QVERIFY(view()->viewport()->width() > 340);
+        QVERIFY(view()->viewport()->height() > 260);
+        QCOMPARE(view()->mapToScene(at(QPointF(50, 70))), QPointF(50, 70));
+    }
+
+    FrameGraphicsView *view() const { return m_window.viewer()->view; }
+    QPoint at(QPointF scenePoint) const { return view()->mapFromScene(scenePoint); }
+    void doubleClick(QPointF scenePoint, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        MouseDriver::doubleClick(view()->viewport(), at(scenePoint), modifiers);
+        view()->resetTransform(); // creating the first object fits the frame into the view anew
+    }
+    void shiftDoubleClick(QPointF scenePoint) { doubleClick(scenePoint, Qt::ShiftModifier); }
+    TrackedObject *addObject()
+    {
+        TrackedObject *object = m_window.addObject();
+        view()->resetTransform();
+        return object;
+    }
+    KeyFrame *currentKeyFrame() const { return g_state->getCurrentObject()->getCurrentKeyFrame(); }
+    QPolygonF polygon() const { return currentKeyFrame()->polygon; }
+    ProjectWindow &project() { return m_window; }
+
+private:
+    ProjectWindow m_window;
+};
+
+/// Turn from v to u in degrees, in [0, 360).
+double turn(QPointF u, QPointF v)
+{
+    double difference = std::atan2(u.y(), u.x()) - std::atan2(v.y(), v.x());
+    if (difference < 0)
+        difference += 6.283185307179586;
+    return difference * 57.29577951308232;
+}
+
+/// The choice of the edge for a new vertex, step by step. `tie` tells whether an angle had to decide.
+int modelInsertionIndex(const QPolygonF &P, QPointF s, bool *tie = nullptr)
+{
+    const int n = P.size();
+    double best = std::numeric_limits<double>::max();
+    double pos = 0;
+    for (int i = 0; i < n; ++i) {
+        const QPointF a = P[i];
+        const QPointF b = P[(i + 1) % n];
+        const double dx = b.x() - a.x();
+        const double dy = b.y() - a.y();
+        const double length = std::sqrt(dx * dx + dy * dy);
+        const double t = ((s.x() - a.x()) * dx + (s.y() - a.y()) * dy) / length / length;
+        const double tc = t <= 0 ? 0.0 : (t >= 1 ? 1.0 : t);
+        const QPointF f(a.x() + tc * dx, a.y() + tc * dy);
+        const double dist = std::sqrt((s.x() - f.x()) * (s.x() - f.x()) + (s.y() - f.y()) * (s.y() - f.y()));
+        bool take = false;
+        if (dist < best) {
+            best = dist;
+            take = true;
+        } else if (dist == best && tc == 0) {
+            const QPointF w = b - a;
+            const QPointF q = P[(i - 1 + n) % n] - f;
+            const double angle1 = turn(s - f, w);
+            const double angle2 = turn(q, w);
+            take = !(angle2 < pi) && angle2 * 0.5 > angle1;
+            if (tie)
+                *tie = true;
+        } else if (dist == best && tc == 1) {
+            const QPointF w = a - b;
+            const QPointF q = P[(i + 2) % n] - f;
+            const double angle1 = turn(w, s - f);
+            const double angle2 = turn(w, q);
+            take = !(angle2 < pi) && angle2 * 0.5 > angle1;
+            if (tie)
+                *tie = true;
+        }
+        if (take) {
+            pos = i + tc;
+            if (t <= 0)
+                pos += 0.5;
+            if (t >= 1)
+                pos -= 0.5;
+        }
+    }
+    return static_cast<int>(std::floor(pos)) + 1;
+}
+
+const QPolygonF square = rectangle(100, 100, 100, 100); // (100,100) (100,200) (200,200) (200,100)
+
+} // namespace
+
+class TestFrameViewer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void startsDisabledWithAnEmptyViewThatFillsIt();
+    void listensToTheStateFromTheStart();
+    void connectToStateListensExactlyOnceToTheStateInUse();
+    void reloadsForFrameAndListChangesOnly_data();
+    void reloadsForFrameAndListChangesOnly();
+    void withoutAVideoIsDisabledAndKeepsItsScene();
+    void reloadEnablesAndShowsTheImageOfTheCurrentFrame();
+    void aMissingImageGivesAnEmptyPixmapWithoutAMessage();
+    void everyObjectGetsAnItemWhateverItsKeyFrame();
+    void equalPolygonsStackInListOrderWhateverTheirStackingValues();
+    void theImageLiesBelowEverything();
+    void reloadMakesAllItemsAnew();
+    void fitsTheFrameIntoTheViewKeepingItsShape();
+    void resizeWithoutAFrameDoesNothing();
+
+    void theViewReportsDoubleClicksRounded_data();
+    void theViewReportsDoubleClicksRounded();
+    void theViewReportsResizing();
+    void doubleClicksDoNotReachTheScene();
+
+    void clicksOutsideTheFrameLandOnItsBorder_data();
+    void clicksOutsideTheFrameLandOnItsBorder();
+    void theUpperBoundsAreWidthAndHeight();
+    void theFirstDoubleClickMakesTheFirstObject();
+    void upToThreeVerticesAreAppended();
+    void aClockwiseTriangleIsTurnedRound_data();
+    void aClockwiseTriangleIsTurnedRound();
+    void aLaterVertexGoesIntoTheNearestEdgeWithoutTurningAnything();
+    void aVertexOnAVertexIsPlacedByTheAngles_data();
+    void aVertexOnAVertexIsPlacedByTheAngles();
+    void addingKeepsTheTypeUnlessThereWasNone_data();
+    void addingKeepsTheTypeUnlessThereWasNone();
+    void addingStoresThePolygonThenTheType();
+    void removingTakesTheNearestVertex_data();
+    void removingTakesTheNearestVertex();
+    void removingKeepsTheType_data();
+    void removingKeepsTheType();
+    void removingFromShortPolygonsChangesNothing_data();
+    void removingFromShortPolygonsChangesNothing();
+    void removingWithoutObjectsMakesNone();
+    void editsConcernTheCurrentObjectOnly();
+    void withoutACurrentObjectNothingHappens_data();
+    void withoutACurrentObjectNothingHappens();
+    void beforeTheFirstFrameNothingHappens();
+
+    void theNearestEdgeTakesTheVertex_data();
+    void theNearestEdgeTakesTheVertex();
+    void theChoiceAgreesWithTheRuleOnRandomPolygons();
+};
+
+void TestFrameViewer::cleanup()
+{
+    QVERIFY(!g_mainWindow);
+}
+
+void TestFrameViewer::startsDisabledWithAnEmptyViewThatFillsIt()
+{
+    TestProject project(3);
+    FrameViewer viewer;
+    QVERIFY(!viewer.isEnabled());
+    QVERIFY(!viewer.frameItem);
+    QCOMPARE(viewer.scene->parent(), &viewer);
+    QVERIFY(viewer.scene->items().isEmpty());
+    QCOMPARE(viewer.view->scene(), viewer.scene);
+    QCOMPARE(viewer.view->parentWidget(), &viewer);
+    QCOMPARE(viewer.view->frameStyle(), 0);
+    QVERIFY(viewer.view->renderHints().testFlag(QPainter::Antialiasing));
+    QVERIFY(viewer.view->renderHints().testFlag(QPainter::SmoothPixmapTransform));
+
+    auto *box = qobject_cast<QBoxLayout *>(viewer.layout());
+    QVERIFY(box);
+    QCOMPARE(box->direction(), QBoxLayout::LeftToRight);
+    QCOMPARE(box->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(box->count(), 1);
+    QCOMPARE(box->itemAt(0)->widget(), viewer.view);
+}
+
+void TestFrameViewer::listensToTheStateFromTheStart()
+{
+    TestProject project(3);
+    FrameViewer viewer;
+    project->setFrame(1);
+    QVERIFY(viewer.isEnabled());
+    QVERIFY(viewer.frameItem);
+}
+
+void TestFrameViewer::connectToStateListensExactlyOnceToTheStateInUse()
+{
+    TestProject oldProject(3);
+    FrameViewer viewer;
+    CountingState state;
+    state.video = ProjectWindow::makeVideo(3, QSize(32, 24), 25);
+    state.videoLoaded = true;
+    DataState *const previous = g_state;
+    g_state = &state;
+    QCOMPARE(state.listeners(), 0);
+    viewer.connectToState();
+    QCOMPARE(state.listeners(), 1);
+    viewer.connectToState();
+    QCOMPARE(state.listeners(), 1);
+    state.setFrame(2);
+    QVERIFY(viewer.isEnabled());
+    QCOMPARE(viewer.frameItem->pixmap().size(), QSize(32, 24));
+    g_state = previous;
+}
+
+void TestFrameViewer::reloadsForFrameAndListChangesOnly_data()
+{
+    QTest::addColumn<int>("flags");
+    QTest::addColumn<bool>("reloads");
+    QTest::newRow("nothing") << 0 << false;
+    QTest::newRow("selection") << 1 << false;
+    QTest::newRow("frame") << 2 << true;
+    QTest::newRow("object list") << 4 << true;
+    QTest::newRow("selection and frame") << 3 << true;
+    QTest::newRow("selection and list") << 5 << true;
+    QTest::newRow("frame and list") << 6 << true;
+    QTest::newRow("a bit without meaning") << 8 << false;
+    QTest::newRow("selection and a bit without meaning") << 9 << false;
+}
+
+void TestFrameViewer::reloadsForFrameAndListChangesOnly()
+{
+    QFETCH(int, flags);
+    QFETCH(bool, reloads);
+    ProjectWindow project(2);
+    const QPointer<QGraphicsWidget> item = witness(project.viewer()->scene);
+    emit
+    g_state->hasChanged(flags);
+    QCOMPARE(item.isNull(), reloads);
+}
+
+void TestFrameViewer::withoutAVideoIsDisabledAndKeepsItsScene()
+{
+    ProjectWindow project(2);
+    FrameViewer *viewer = project.viewer();
+    QVERIFY(viewer->isEnabled());
+    const QPointer<QGraphicsWidget> item = witness(viewer->scene);
+    QGraphicsPixmapItem *const shown = viewer->frameItem;
+    g_state->videoLoaded = false;
+    viewer->reload();
+    QVERIFY(!viewer->isEnabled());
+    QVERIFY(item);
+    QCOMPARE(viewer->frameItem, shown);
+    QVERIFY(viewer->scene->items().contains(shown));
+}
+
+void TestFrameViewer::reloadEnablesAndShowsTheImageOfTheCurrentFrame()
+{
+    ProjectWindow project(4, QSize(64, 48));
+    FrameViewer *viewer = project.viewer();
+    for (const int frame : {3, 0, 2}) {
+        viewer->setEnabled(false);
+        g_state->currentFrame = frame;
+        viewer->reload();
+        QVERIFY(viewer->isEnabled());
+        const QImage shown = viewer->frameItem->pixmap().toImage();
+        QCOMPARE(shown.size(), QSize(64, 48));
+        QVERIFY(ProjectWindow::similar(shown.pixelColor(30, 20), ProjectWindow::frameColor(frame)));
+        QCOMPARE(viewer->frameItem->sceneBoundingRect(), QRectF(0, 0, 64, 48));
+    }
+}
+
+void TestFrameViewer::aMissingImageGivesAnEmptyPixmapWithoutAMessage()
+{
+    ProjectWindow project(3);
+    QVERIFY(QFile::remove(g_state->video->getFramePath(1)));
+    QFile unreadable(g_state->video->getFramePath(2));
+    QVERIFY(unreadable.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    unreadable.write("not an image");
+    unreadable.close();
+    for (const int frame : {1, 2}) {
+        const LogCapture log;
+        g_state->setFrame(frame);
+        QVERIFY(project.viewer()->isEnabled());
+        QVERIFY(project.viewer()->frameItem);
+        QVERIFY(project.viewer()->frameItem->pixmap().isNull());
+        QVERIFY(project.viewer()->frameItem->sceneBoundingRect().size().isEmpty());
+        QCOMPARE(log.warnings(), QStringList());
+    }
+    project.addObject();
+    project.viewer()->doubleClicked(40, 30, false);
+    QCOMPARE(g_state->getCurrentObject()->keyFrames.at(2)->polygon, polygonOf({QPointF(0, 0)}));
+}
+
+void TestFrameViewer::everyObjectGetsAnItemWhateverItsKeyFrame()
+{
+    ProjectWindow project(3);
+    const QList<KeyFrame::Type> types = {KeyFrame::Visible, KeyFrame::None, KeyFrame::Occluded,
+                                         KeyFrame::Automatic};
+    for (const KeyFrame::Type type : types) {
+        KeyFrame *keyFrame = project.addObject()->keyFrames.at(1);
+        keyFrame->type = type;
+        keyFrame->polygon = type == KeyFrame::None ? QPolygonF() : square.translated(10 * type, 0);
+    }
+    g_state->currentObjectId = -1;
+    g_state->setFrame(1);
+    const QList<PolyAreaGraphicsItem *> items = polygonItems(project.viewer()->scene);
+    QCOMPARE(items.size(), 4);
+    for (int i = 0; i < items.size(); ++i) {
+        QCOMPARE(items.at(i)->keyFrame, g_state->objects.at(i)->keyFrames.at(1));
+        QCOMPARE(items.at(i)->polygon(), g_state->objects.at(i)->keyFrames.at(1)->polygon);
+    }
+}
+
+void TestFrameViewer::equalPolygonsStackInListOrderWhateverTheirStackingValues()
+{
+    ProjectWindow project(2);
+    for (int i = 0; i < 4; ++i)
+        project.addObject()->keyFrames.at(0)->zOrder = 10 - i;
+    g_state->setCurrentObject(1);
+    project.viewer()->reload();
+    QList<int> ids;
+    for (const PolyAreaGraphicsItem *item : polygonItems(project.viewer()->scene))
+        ids.append(item->keyFrame->object->id);
+    QCOMPARE(ids, QList<int>({0, 2, 3, 1})); // the current one on top
+}
+
+void TestFrameViewer::theImageLiesBelowEverything()
+{
+    ProjectWindow project(2);
+    annotate(project.addObject(), 0, square);
+    annotate(project.addObject(), 0, square);
+    project.viewer()->reload();
+    QCOMPARE(project.viewer()->frameItem->zValue(), 0.0);
+    QCOMPARE(project.viewer()->scene->items(Qt::AscendingOrder).first(), project.viewer()->frameItem);
+}
+
+void TestFrameViewer::reloadMakesAllItemsAnew()
+{
+    ProjectWindow project(2);
+    annotate(project.addObject(), 0, square);
+    const QPointer<PolyAreaGraphicsItem> old = polygonItems(project.viewer()->scene).first();
+    const int count = project.viewer()->scene->items().size();
+    project.viewer()->reload();
+    QVERIFY(!old);
+    QCOMPARE(project.viewer()->scene->items().size(), count);
+    QCOMPARE(polygonItems(project.viewer()->scene).size(), 1);
+    // An old item's connections ended with it.
+    g_state->objects.first()->keyFrames.first()->setNewPolygon(rectangle(1, 2, 3, 4));
+    QCOMPARE(polygonItems(project.viewer()->scene).first()->polygon(), rectangle(1, 2, 3, 4));
+}
+
+void TestFrameViewer::fitsTheFrameIntoTheViewKeepingItsShape()
+{
+    ProjectWindow project(2, QSize(300, 100));
+    QVERIFY(project.show());
+    FrameGraphicsView *view = project.viewer()->view;
+    for (const QSize size : {QSize(1200, 900), QSize(700, 1000)}) {
+        project.window().resize(size);
+        QCoreApplication::processEvents();
+        QCOMPARE(view->sceneRect(), QRectF(0, 0, 300, 100));
+        QCOMPARE(view->transform().m11(), view->transform().m22());
+        const QRect viewport = view->viewport()->rect();
+        const QRect shown = view->mapFromScene(QRectF(0, 0, 300, 100)).boundingRect();
+        QVERIFY(viewport.adjusted(-1, -1, 1, 1).contains(shown));
+        const int spare = qMin(viewport.width() - shown.width(), viewport.height() - shown.height());
+        QVERIFY2(spare <= 6, qPrintable(QString::number(spare)));
+    }
+    // A reload fits as well, whatever the view showed.
+    const QTransform fitted = view->transform();
+    view->scale(3, 2);
+    view->setSceneRect(0, 0, 10, 10);
+    project.viewer()->reload();
+    QCOMPARE(view->sceneRect(), QRectF(0, 0, 300, 100));
+    QCOMPARE(view->transform().m11(), view->transform().m22());
+    QVERIFY(qAbs(view->transform().m11() - fitted.m11()) < 1e-6);
+    // So does resize(), for the frame where it lies now.
+    project.viewer()->frameItem->setPos(20, 30);
+    project.viewer()->resize();
+    QCOMPARE(view->sceneRect(), QRectF(20, 30, 300, 100));
+}
+
+void TestFrameViewer::resizeWithoutAFrameDoesNothing()
+{
+    TestProject project(3);
+    FrameViewer viewer;
+    viewer.view->setSceneRect(1, 2, 3, 4);
+    viewer.view->scale(2, 2);
+    viewer.resize();
+    QCOMPARE(viewer.view->sceneRect(), QRectF(1, 2, 3, 4));
+    QCOMPARE(viewer.view->transform(), QTransform::fromScale(2, 2));
+}
+
+void TestFrameViewer::theViewReportsDoubleClicksRounded_data()
+{
+    QTest::addColumn<QPointF>("position");
+    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+    QTest::addColumn<QPoint>("reported");
+    QTest::addColumn<bool>("shift");
+    const Qt::KeyboardModifiers none = Qt::NoModifier;
+    const Qt::KeyboardModifiers shift = Qt::ShiftModifier;
+    QTest::newRow("whole") << QPointF(10, 20) << none << QPoint(10, 20) << false;
+    QTest::newRow("below the half") << QPointF(10.49, 20.49) << none << QPoint(10, 20) << false;
+    QTest::newRow("above the half") << QPointF(10.51, 20.9) << none << QPoint(11, 21) << false;
+    QTest::newRow("halves") << QPointF(10.5, 21.5) << none << QPoint(11, 22) << false;
+    QTest::newRow("shift") << QPointF(10, 20) << shift << QPoint(10, 20) << true;
+    QTest::newRow("shift among others")
+        << QPointF(10, 20) << (shift | Qt::ControlModifier) << QPoint(10, 20) << true;
+    QTest::newRow("other modifiers") << QPointF(10, 20)
+                                     << (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)
+                                     << QPoint(10, 20) << false;
+}
+
+void TestFrameViewer::theViewReportsDoubleClicksRounded()
+{
+    QFETCH(QPointF, position);
+    QFETCH(Qt::KeyboardModifiers, modifiers);
+    QFETCH(QPoint, reported);
+    QFETCH(bool, shift);
+    FrameGraphicsView view;
+    view.resize(200, 100);
+    const QSignalSpy spy(&view, &FrameGraphicsView::doubleClicked);
+    MouseDriver::doubleClick(view.viewport(), position, modifiers);
+    QCOMPARE(spy.size(), 1);
+    QCOMPARE(spy.first(), QList<QVariant>({reported.x(), reported.y(), shift}));
+}
+
+void TestFrameViewer::theViewReportsResizing()
+{
+    FrameGraphicsView view;
+    QGraphicsScene scene(0, 0, 1000, 1000);
+    view.setScene(&scene);
+    view.resize(200, 100);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    const QSignalSpy spy(&view, &FrameGraphicsView::resized);
+    const int step = view.horizontalScrollBar()->pageStep();
+    view.resize(300, 150);
+    QTRY_VERIFY(spy.size() >= 1);
+    QCOMPARE(view.horizontalScrollBar()->pageStep(), step + 100); // the base handler has run
+}
+
+void TestFrameViewer::doubleClicksDoNotReachTheScene()
+{
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square);
+    DoubleClickCounter counter;
+    frame.project().viewer()->scene->installEventFilter(&counter);
+    frame.doubleClick(QPointF(150, 150));
+    QCOMPARE(frame.polygon().size(), 5);
+    QCOMPARE(counter.count, 0);
+}
+
+void TestFrameViewer::clicksOutsideTheFrameLandOnItsBorder_data()
+{
+    QTest::addColumn<QPointF>("clicked");
+    QTest::addColumn<QPointF>("stored");
+    QTest::newRow("inside") << QPointF(20, 30) << QPointF(20, 30);
+    QTest::newRow("left") << QPointF(-8, 30) << QPointF(0, 30);
+    QTest::newRow("right") << QPointF(327, 30) << QPointF(320, 30);
+    QTest::newRow("above") << QPointF(20, -6) << QPointF(20, 0);
+    QTest::newRow("below") << QPointF(20, 246) << QPointF(20, 240);
+    QTest::newRow("top left corner") << QPointF(-5, -5) << QPointF(0, 0);
+    QTest::newRow("bottom right corner") << QPointF(325, 245) << QPointF(320, 240);
+    QTest::newRow("on the border") << QPointF(320, 240) << QPointF(320, 240);
+}
+
+void TestFrameViewer::clicksOutsideTheFrameLandOnItsBorder()
+{
+    QFETCH(QPointF, clicked);
+    QFETCH(QPointF, stored);
+    EditedFrame frame;
+    frame.doubleClick(clicked);
+    QCOMPARE(frame.polygon(), polygonOf({stored}));
+}
+
+void TestFrameViewer::theUpperBoundsAreWidthAndHeight()
+{
+    EditedFrame frame;
+    frame.addObject();
+    frame.project().viewer()->frameItem->setPos(50, 30);
+    frame.view()->setSceneRect(0, 0, 380, 300);
+    frame.doubleClick(QPointF(360, 265)); // inside the image as it lies now
+    frame.doubleClick(QPointF(10, 20));
+    QCOMPARE(frame.polygon(), polygonOf({QPointF(320, 240), QPointF(50, 30)}));
+}
+
+void TestFrameViewer::theFirstDoubleClickMakesTheFirstObject()
+{
+    EditedFrame frame;
+    g_state->setFrame(1);
+    frame.view()->resetTransform();
+    QAction *tool = nullptr;
+    for (QAction *action : frame.project().window().findChildren<QAction *>()) {
+        if (action->text() == QLatin1String("export XML"))
+            tool = action;
+    }
+    QVERIFY(tool);
+    QVERIFY(!tool->isEnabled());
+
+    frame.doubleClick(QPointF(70, 60));
+    QCOMPARE(g_state->objects.size(), 1);
+    QCOMPARE(g_state->currentObjectId, g_state->objects.first()->id);
+    const KeyFrame *keyFrame = g_state->objects.first()->keyFrames.at(1);
+    QCOMPARE(keyFrame->polygon, polygonOf({QPointF(70, 60)}));
+    QCOMPARE(keyFrame->type, KeyFrame::Visible);
+    QCOMPARE(g_state->objects.first()->keyFrames.at(0)->type, KeyFrame::None);
+    QVERIFY(tool->isEnabled()); // the window was reloaded
+
+    frame.doubleClick(QPointF(90, 60));
+    QCOMPARE(g_state->objects.size(), 1);
+    QCOMPARE(keyFrame->polygon.size(), 2);
+}
+
+void TestFrameViewer::upToThreeVerticesAreAppended()
+{
+    EditedFrame frame;
+    frame.doubleClick(QPointF(50, 50));
+    frame.doubleClick(QPointF(50, 150));
+    QCOMPARE(frame.polygon(), polygonOf({QPointF(50, 50), QPointF(50, 150)}));
+    frame.doubleClick(QPointF(150, 150));
+    QCOMPARE(frame.polygon(), polygonOf({QPointF(50, 50), QPointF(50, 150), QPointF(150, 150)}));
+}
+
+void TestFrameViewer::aClockwiseTriangleIsTurnedRound_data()
+{
+    QTest::addColumn<QPointF>("third");
+    QTest::addColumn<QPolygonF>("stored");
+    const QPointF p0(50, 50);
+    const QPointF p1(150, 150);
+    QTest::newRow("counter-clockwise") << QPointF(150, 50) << polygonOf({p0, p1, QPointF(150, 50)});
+    QTest::newRow("clockwise") << QPointF(50, 150) << polygonOf({p0, QPointF(50, 150), p1});
+    QTest::newRow("on one line") << QPointF(100, 100) << polygonOf({p0, p1, QPointF(100, 100)});
+}
+
+void TestFrameViewer::aClockwiseTriangleIsTurnedRound()
+{
+    QFETCH(QPointF, third);
+    QFETCH(QPolygonF, stored);
+    EditedFrame frame;
+    frame.doubleClick(QPointF(50, 50));
+    frame.doubleClick(QPointF(150, 150));
+    frame.doubleClick(third);
+    QCOMPARE(frame.polygon(), stored);
+}
+
+void TestFrameViewer::aLaterVertexGoesIntoTheNearestEdgeWithoutTurningAnything()
+{
+    EditedFrame frame;
+    const QPolygonF clockwise =
+        polygonOf({QPointF(100, 100), QPointF(200, 100), QPointF(200, 200), QPointF(100, 200)});
+    annotate(frame.addObject(), 0, clockwise);
+    frame.doubleClick(QPointF(220, 150));
+    QCOMPARE(frame.polygon(), polygonOf({QPointF(100, 100), QPointF(200, 100), QPointF(220, 150),
+                                         QPointF(200, 200), QPointF(100, 200)}));
+    frame.doubleClick(QPointF(90, 150)); // the closing edge
+    QCOMPARE(frame.polygon().size(), 6);
+    QCOMPARE(frame.polygon().last(), QPointF(90, 150));
+
+    annotate(g_state->getCurrentObject(), 0,
+             polygonOf({QPointF(100, 100), QPointF(200, 100), QPointF(200, 200)}));
+    frame.doubleClick(QPointF(150, 100)); // clockwise triangles stay as well
+    QCOMPARE(frame.polygon(),
+             polygonOf({QPointF(100, 100), QPointF(150, 100), QPointF(200, 100), QPointF(200, 200)}));
+}
+
+void TestFrameViewer::aVertexOnAVertexIsPlacedByTheAngles_data()
+{
+    QTest::addColumn<int>("vertex");
+    QTest::addColumn<int>("index");
+    QTest::newRow("second vertex: the later edge") << 1 << 2;
+    QTest::newRow("third vertex: the later edge") << 2 << 3;
+    QTest::newRow("fourth vertex: the earlier edge") << 3 << 3;
+    QTest::newRow("first vertex: the closing edge") << 0 << 4;
+}
+
+void TestFrameViewer::aVertexOnAVertexIsPlacedByTheAngles()
+{
+    QFETCH(int, vertex);
+    QFETCH(int, index);
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square);
+    frame.doubleClick(square.at(vertex));
+    QPolygonF expected = square;
+    expected.insert(index, square.at(vertex));
+    QCOMPARE(frame.polygon(), expected);
+    QCOMPARE(FrameViewer::insertionIndex(square, square.at(vertex)), index);
+}
+
+void TestFrameViewer::addingKeepsTheTypeUnlessThereWasNone_data()
+{
+    QTest::addColumn<KeyFrame::Type>("before");
+    QTest::addColumn<KeyFrame::Type>("after");
+    QTest::newRow("none") << KeyFrame::None << KeyFrame::Visible;
+    QTest::newRow("visible") << KeyFrame::Visible << KeyFrame::Visible;
+    QTest::newRow("occluded") << KeyFrame::Occluded << KeyFrame::Occluded;
+    QTest::newRow("automatic") << KeyFrame::Automatic << KeyFrame::Automatic;
+}
+
+void TestFrameViewer::addingKeepsTheTypeUnlessThereWasNone()
+{
+    QFETCH(KeyFrame::Type, before);
+    QFETCH(KeyFrame::Type, after);
+    for (const QPolygonF &polygon : {QPolygonF(), square}) {
+        EditedFrame frame;
+        annotate(frame.addObject(), 0, polygon, before);
+        frame.doubleClick(QPointF(150, 90));
+        QCOMPARE(frame.polygon().size(), polygon.size() + 1);
+        QCOMPARE(frame.currentKeyFrame()->type, after);
+    }
+}
+
+void TestFrameViewer::addingStoresThePolygonThenTheType()
+{
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square, KeyFrame::Automatic);
+    const QSignalSpy spy(frame.currentKeyFrame(), &KeyFrame::hasChanged);
+    frame.doubleClick(QPointF(150, 90));
+    QCOMPARE(flagsOf(spy), QList<int>({1, 2}));
+}
+
+void TestFrameViewer::removingTakesTheNearestVertex_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPointF>("clicked");
+    QTest::addColumn<int>("removed");
+    QTest::newRow("on the first") << square << QPointF(100, 100) << 0;
+    QTest::newRow("near the third") << square << QPointF(190, 180) << 2;
+    QTest::newRow("near the last") << square << QPointF(190, 110) << 3;
+    QTest::newRow("as near to all four") << square << QPointF(150, 150) << 0;
+    QTest::newRow("as near to the second and third") << square << QPointF(150, 190) << 1;
+    QTest::newRow("as near to the third and fourth") << square << QPointF(190, 150) << 2;
+    QTest::newRow("from outside the frame") << rectangle(10, 10, 300, 220) << QPointF(326, 246) << 2;
+    QTest::newRow("the nearest to the border, not to the click")
+        << polygonOf({QPointF(320, 100), QPointF(301, 119), QPointF(10, 10)}) << QPointF(329, 120) << 1;
+    QTest::newRow("one of two") << polygonOf({QPointF(50, 50), QPointF(90, 90)}) << QPointF(80, 80) << 1;
+    QTest::newRow("far away from all") << square << QPointF(10, 230) << 1;
+}
+
+void TestFrameViewer::removingTakesTheNearestVertex()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QPointF, clicked);
+    QFETCH(int, removed);
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, polygon);
+    frame.shiftDoubleClick(clicked);
+    polygon.remove(removed);
+    QCOMPARE(frame.polygon(), polygon);
+}
+
+void TestFrameViewer::removingKeepsTheType_data()
+{
+    QTest::addColumn<KeyFrame::Type>("type");
+    QTest::newRow("none") << KeyFrame::None;
+    QTest::newRow("visible") << KeyFrame::Visible;
+    QTest::newRow("occluded") << KeyFrame::Occluded;
+    QTest::newRow("automatic") << KeyFrame::Automatic;
+}
+
+void TestFrameViewer::removingKeepsTheType()
+{
+    QFETCH(KeyFrame::Type, type);
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square, type);
+    const QSignalSpy spy(frame.currentKeyFrame(), &KeyFrame::hasChanged);
+    for (int left = 3; left >= 1; --left) {
+        frame.shiftDoubleClick(QPointF(20, 20));
+        QCOMPARE(frame.polygon().size(), left);
+        QCOMPARE(frame.currentKeyFrame()->type, type);
+    }
+    QCOMPARE(flagsOf(spy), QList<int>({1, 1, 1}));
+}
+
+void TestFrameViewer::removingFromShortPolygonsChangesNothing_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::newRow("one vertex") << polygonOf({QPointF(50, 50)});
+    QTest::newRow("no vertex") << QPolygonF();
+}
+
+void TestFrameViewer::removingFromShortPolygonsChangesNothing()
+{
+    QFETCH(QPolygonF, polygon);
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, polygon, KeyFrame::Visible);
+    frame.shiftDoubleClick(QPointF(50, 50));
+    QCOMPARE(frame.polygon(), polygon);
+    QCOMPARE(frame.currentKeyFrame()->type, KeyFrame::Visible);
+}
+
+void TestFrameViewer::removingWithoutObjectsMakesNone()
+{
+    EditedFrame frame;
+    frame.shiftDoubleClick(QPointF(50, 50));
+    QVERIFY(g_state->objects.isEmpty());
+}
+
+void TestFrameViewer::editsConcernTheCurrentObjectOnly()
+{
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square);
+    annotate(frame.addObject(), 0, square);
+    annotate(frame.addObject(), 0, square);
+    g_state->setCurrentObject(1);
+    frame.doubleClick(QPointF(150, 90));
+    frame.shiftDoubleClick(QPointF(100, 200));
+    QCOMPARE(g_state->objects.at(0)->keyFrames.at(0)->polygon, square);
+    QCOMPARE(g_state->objects.at(2)->keyFrames.at(0)->polygon, square);
+    QCOMPARE(g_state->objects.at(1)->keyFrames.at(0)->polygon,
+             polygonOf({QPointF(100, 100), QPointF(200, 200), QPointF(200, 100), QPointF(150, 90)}));
+}
+
+void TestFrameViewer::withoutACurrentObjectNothingHappens_data()
+{
+    QTest::addColumn<int>("currentId");
+    QTest::newRow("none") << -1;
+    QTest::newRow("one that does not exist") << 77;
+}
+
+void TestFrameViewer::withoutACurrentObjectNothingHappens()
+{
+    QFETCH(int, currentId);
+    EditedFrame frame;
+    annotate(frame.addObject(), 0, square);
+    g_state->setCurrentObject(currentId);
+    frame.doubleClick(QPointF(150, 90));
+    frame.shiftDoubleClick(QPointF(100, 200));
+    QCOMPARE(g_state->objects.size(), 1);
+    QCOMPARE(g_state->objects.first()->keyFrames.first()->polygon, square);
+}
+
+void TestFrameViewer::beforeTheFirstFrameNothingHappens()
+{
+    TestProject project(3);
+    FrameViewer viewer;
+    viewer.doubleClicked(5, 5, false);
+    viewer.doubleClicked(5, 5, true);
+    QVERIFY(project->objects.isEmpty());
+}
+
+void TestFrameViewer::theNearestEdgeTakesTheVertex_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPointF>("point");
+    QTest::addColumn<int>("index");
+    const QPolygonF small = rectangle(0, 0, 10, 10); // (0,0) (0,10) (10,10) (10,0)
+    QTest::newRow("first edge, from inside") << small << QPointF(1, 5) << 1;
+    QTest::newRow("first edge, from outside") << small << QPointF(-3, 5) << 1;
+    QTest::newRow("second edge") << small << QPointF(5, 9) << 2;
+    QTest::newRow("third edge") << small << QPointF(9, 4) << 3;
+    QTest::newRow("closing edge") << small << QPointF(5, 1) << 4;
+    QTest::newRow("as near to all edges") << small << QPointF(5, 5) << 1;
+    QTest::newRow("as near to the second and third edge") << small << QPointF(8, 8) << 2;
+    // Nearest to the corner (0,10): the turn from the second edge decides, half of 270 degrees.
+    QTest::newRow("corner, on the second edge's side") << small << QPointF(-2, 15) << 2;
+    QTest::newRow("corner, on the first edge's side") << small << QPointF(-5, 12) << 1;
+    // Nearest to the corner (0,0), which the first edge and the closing edge share.
+    QTest::newRow("first corner, on the closing edge's side") << small << QPointF(-2, -5) << 4;
+    QTest::newRow("first corner, on the first edge's side") << small << QPointF(-5, -2) << 1;
+    QTest::newRow("exactly on (0,10)") << small << QPointF(0, 10) << 2;
+    QTest::newRow("exactly on (10,10)") << small << QPointF(10, 10) << 3;
+    QTest::newRow("exactly on (10,0), the lower edge stays") << small << QPointF(10, 0) << 3;
+    QTest::newRow("exactly on (0,0)") << small << QPointF(0, 0) << 4;
+    // The angle at the middle vertex is measured in degrees and has to be at least the number pi.
+    QTest::newRow("spike of 2.86 degrees, both tests fail")
+        << polygonOf({QPointF(1599, 80), QPointF(0, 0), QPointF(100, 0)}) << QPointF(0, 0) << 1;
+    QTest::newRow("spike of 3.18 degrees")
+        << polygonOf({QPointF(1295, 72), QPointF(0, 0), QPointF(100, 0)}) << QPointF(0, 0) << 2;
+    QTest::newRow("angle of 90 degrees")
+        << polygonOf({QPointF(0, 50), QPointF(0, 0), QPointF(100, 0)}) << QPointF(0, 0) << 2;
+    QTest::newRow("triangle, closing edge")
+        << polygonOf({QPointF(0, 0), QPointF(10, 0), QPointF(5, 9)}) << QPointF(1, 5) << 3;
+}
+
+void TestFrameViewer::theNearestEdgeTakesTheVertex()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QPointF, point);
+    QFETCH(int, index);
+    QCOMPARE(FrameViewer::insertionIndex(polygon, point), index);
+    QCOMPARE(modelInsertionIndex(polygon, point), index);
+}
+
+void TestFrameViewer::theChoiceAgreesWithTheRuleOnRandomPolygons()
+{
+    QRandomGenerator random(20260101);
+    const auto coordinate = [&random](int least, int most) { return random.bounded(least, most + 1); };
+    int ties = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const bool coarse = round % 2; // a coarse grid brings exact ties, fractions the general case
+        QPolygonF polygon;
+        const int size = coordinate(3, 9);
+        while (polygon.size() < size) {
+            QPointF p(coordinate(0, 6), coordinate(0, 6));
+            if (!coarse)
+                p += QPointF(random.generateDouble(), random.generateDouble());
+            const bool repeats = !polygon.isEmpty() &&
+                                 (p == polygon.last() || (polygon.size() == size - 1 && p == polygon[0]));
+            if (!repeats)
+                polygon.append(p);
+        }
+        QPointF point(coordinate(-2, 8), coordinate(-2, 8));
+        if (round % 3 == 0)
+            point = polygon.at(random.bounded(size));
+        bool tie = false;
+        const int expected = modelInsertionIndex(polygon, point, &tie);
+        ties += tie ? 1 : 0;
+        QVERIFY(expected >= 1 && expected <= size);
+        const int chosen = FrameViewer::insertionIndex(polygon, point);
+        if (chosen != expected) {
+            qWarning() << polygon << point;
+            QCOMPARE(chosen, expected);
+        }
+    }
+    QVERIFY(ties > 1000);
+}
+
+QTEST_MAIN(TestFrameViewer)
+#include "tst_frameviewer.moc"
