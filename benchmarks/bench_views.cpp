@@ -145,6 +145,7 @@ void editKeyFrame(benchmark::State &state, int frameCount)
     Session &session = sessionWith(frameCount);
     PaintWatch watch(session.timeLineViewport());
     session.state().setFrame(editedFrame);
+    session.timeLine()->reload();
     bool good = session.ready() && watch.wait();
     KeyFrame *keyFrame = session.state().objects.first()->keyFrames.at(editedFrame);
     const QPolygonF outline = BenchProject::outline(QPointF(800, 500), 100);

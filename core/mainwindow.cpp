@@ -23,7 +23,7 @@ namespace
 
 constexpr QSize windowSize(1024, 768);
 constexpr QSize toolIconSize(48, 48);
-constexpr int timeLineHeight = 220; // pixels: four rows
+constexpr int timeLineHeight = 190; // pixels: three rows
 constexpr int messageTime = 5000;   // milliseconds
 
 const char videoFilter[] = QT_TRANSLATE_NOOP(

@@ -3,7 +3,6 @@
 #include "benchmarks/support/benchproject.h"
 
 #include "core/datastate.h"
-#include "tests/support/testproject.h"
 
 #include <cmath>
 
@@ -21,14 +20,27 @@ QPolygonF outlineOn(int frame, int index, const VideoContainer &video)
     return BenchProject::outline(centre, video.height * 0.1);
 }
 
-void annotateAllFrames(TrackedObject *object, int index, const VideoContainer &video)
+bool isUserKeyFrame(int frame, int lastFrame)
 {
-    // A key frame of the user clears the frames around it, so all of these come first.
-    for (int frame = 0; frame < video.frameCount; frame += BenchProject::keyFrameDistance)
-        annotate(object, frame, outlineOn(frame, index, video));
-    for (int frame = 0; frame < video.frameCount; ++frame) {
-        if (frame % BenchProject::keyFrameDistance != 0)
-            annotate(object, frame, outlineOn(frame, index, video), KeyFrame::Automatic);
+    return frame % BenchProject::keyFrameDistance == 0 || frame == lastFrame;
+}
+
+// Straight into the fields, as reading a project does: the slots would build the spans anew for every key
+// frame.
+void annotateAllFrames(TrackedObject &object, int index, const VideoContainer &video)
+{
+    const int lastFrame = video.frameCount - 1;
+    FrameSpan *span = object.frameSpans.first();
+    span->type = FrameSpan::Visible;
+    for (int frame = 0; frame <= lastFrame; ++frame) {
+        const bool user = isUserKeyFrame(frame, lastFrame);
+        object.keyFrames.at(frame)->polygon = outlineOn(frame, index, video);
+        object.keyFrames.at(frame)->type = user ? KeyFrame::Visible : KeyFrame::Automatic;
+        if (user && frame > 0 && frame < lastFrame) {
+            span->end = frame;
+            span = new FrameSpan(&object, FrameSpan::Visible, frame, lastFrame);
+        }
+        object.frameSpans[frame] = span;
     }
 }
 
@@ -48,6 +60,6 @@ void BenchProject::addObjects(DataState &state)
 {
     for (int i = 0; i < objectCount; ++i) {
         state.addObject();
-        annotateAllFrames(state.objects.last(), i, *state.video);
+        annotateAllFrames(*state.objects.last(), i, *state.video);
     }
 }

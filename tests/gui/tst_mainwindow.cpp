@@ -16,6 +16,7 @@
 
 #include <QAction>
 #include <QDir>
+#include <QGraphicsPixmapItem>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
@@ -273,8 +274,10 @@ void TestMainWindow::actionsBelongToTheWindow()
 
 void TestMainWindow::closeHasTwoShortcutsInOrder()
 {
-    QCOMPARE(m_program->action("&Close")->shortcuts(),
-             QList<QKeySequence>({QKeySequence(QKeySequence::Quit), QKeySequence(QKeySequence::Close)}));
+    QList<QKeySequence> expected({QKeySequence(QKeySequence::Quit), QKeySequence(QKeySequence::Close)});
+    expected.removeAll(QKeySequence()); // not every platform has a key for both
+    QVERIFY(!expected.isEmpty());
+    QCOMPARE(m_program->action("&Close")->shortcuts(), expected);
     // Every other action has one at most.
     for (const QString &text : alwaysEnabled + toolTexts + QStringList("&Save")) {
         if (text != QLatin1String("&Close"))
@@ -291,14 +294,14 @@ void TestMainWindow::noTwoActionsShareAShortcut()
             seen.append(sequence.toString());
         }
     }
-    QVERIFY(seen.size() >= 10);
+    QVERIFY(seen.size() >= 9);
 }
 
 void TestMainWindow::toolBarHoldsTheToolsInOrder()
 {
     const auto bars = (*m_program)->findChildren<QToolBar *>();
     QCOMPARE(bars.size(), 1);
-    const QToolBar *bar = bars.constFirst();
+    QToolBar *bar = bars.constFirst();
     QCOMPARE(bar->windowTitle(), QString("Toolbar"));
     QCOMPARE(bar->iconSize(), QSize(48, 48));
     QCOMPARE((*m_program)->toolBarArea(bar), Qt::LeftToolBarArea);
@@ -655,10 +658,13 @@ void TestMainWindow::abortingTheExtractionLeavesAnEmptyProject()
 void TestMainWindow::closeWarnsWhenAVideoIsLoaded()
 {
     startProjectWithTwoObjects();
-    const QSignalSpy lastClosed(qApp, &QGuiApplication::lastWindowClosed);
     DialogDriver driver;
     LogCapture log;
-    m_program->action("&Close")->trigger();
+    QTimer::singleShot(0, m_program->action("&Close"), &QAction::trigger);
+    QTimer guard;
+    connect(&guard, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
+    guard.start(5000);
+    QVERIFY2(QApplication::exec() == 0, "closing the window does not end the program");
     QCOMPARE(driver.problem(), QString()); // unsaved work is not asked about
     QVERIFY(!(*m_program)->isVisible());
     QCOMPARE(log.messages().size(), 1);
@@ -668,7 +674,6 @@ void TestMainWindow::closeWarnsWhenAVideoIsLoaded()
     QCOMPARE(message.category, QString("default"));
     QCOMPARE(message.function, QString("void MainWindow::onActionClose()"));
     QCOMPARE(message.file, QString("core/mainwindow.cpp"));
-    QTRY_COMPARE(lastClosed.size(), 1);
 }
 
 void TestMainWindow::closeWithoutVideoIsSilent()
@@ -689,7 +694,8 @@ void TestMainWindow::closeShortcutsCloseTheWindow_data()
 void TestMainWindow::closeShortcutsCloseTheWindow()
 {
     QFETCH(QKeySequence, sequence);
-    QCOMPARE(sequence.count(), 1);
+    if (sequence.isEmpty())
+        QSKIP("this platform has no key for it");
     const int combined = sequence[0];
     m_program->key(static_cast<Qt::Key>(combined & ~Qt::KeyboardModifierMask),
                    Qt::KeyboardModifiers(combined & static_cast<int>(Qt::KeyboardModifierMask)));
@@ -799,7 +805,7 @@ void TestMainWindow::spaceIsTextInTheNameEdit()
     TrackedObjectLabel *label = firstLabel();
     m_program->click(label->editButton);
     QTRY_VERIFY(label->nameEdit->hasFocus());
-    QTest::keyClicks((*m_program).window->windowHandle()->focusObject() ? label->nameEdit : nullptr, "my");
+    QTest::keyClicks(label->nameEdit, "my");
     m_program->key(Qt::Key_Space);
     QTest::keyClicks(label->nameEdit, "car");
     QCOMPARE(label->nameEdit->text(), QString("my car"));
@@ -895,7 +901,7 @@ void TestMainWindow::everyActionSurvivesANullCurrentObject()
     QVERIFY(!g_state->getCurrentObject());
     const QByteArray before = projectBytes();
 
-    for (const QString &text : {"&morph", "&iTrack", "&aTrack", "segmentation"}) {
+    for (const QString &text : QStringList({"&morph", "&iTrack", "&aTrack", "segmentation"})) {
         DialogDriver driver;
         driver.tolerateMessageBoxes();
         m_program->action(text)->trigger();

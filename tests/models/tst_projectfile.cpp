@@ -16,6 +16,9 @@
 namespace
 {
 
+constexpr qint32 most = std::numeric_limits<qint32>::max();
+constexpr qint32 least = std::numeric_limits<qint32>::min();
+
 QByteArray written(const DataState &state)
 {
     QByteArray bytes;
@@ -74,12 +77,12 @@ ProjectImage twoObjectProject()
     first.keyFrames[1].type = 3;
     first.keyFrames[1].polygon = rectangle(0.1, -0.0, 10, 10);
     first.keyFrames[4].type = 2;
-    first.keyFrames[4].polygon = QPolygonF({QPointF(-5, 1e9)});
+    first.keyFrames[4].polygon = QPolygonF(QVector<QPointF>{QPointF(-5, 1e9)});
     first.keyFrames[10].type = 1;
     first.keyFrames[3].zOrder = -7;
     first.spans = {{1, 0, 4}, {1, 4, 10}, {2, 10, 11}};
 
-    image.addObject(QString(), 2).keyFrames[11].zOrder = std::numeric_limits<qint32>::max();
+    image.addObject(QString(), 2).keyFrames[11].zOrder = most;
     return image;
 }
 
@@ -222,7 +225,7 @@ void TestProjectFile::theBytesOfAKnownFile()
     image.height = 9;
     ProjectImage::ObjectRecord &object = image.addObject(QStringLiteral("o"), 3);
     object.keyFrames[0].type = 2;
-    object.keyFrames[0].polygon = QPolygonF({QPointF(1, -2)});
+    object.keyFrames[0].polygon = QPolygonF(QVector<QPointF>{QPointF(1, -2)});
     const QByteArray expected =
         QByteArray::fromHex("00000006 0061 002e 0062"           // video name
                             "0000000a 0030 002e 0030 002e 0035" // format version
@@ -565,8 +568,9 @@ void TestProjectFile::unusualIdsRanksAndOutlinesAreTakenOver()
     image.addObject(QStringLiteral("twin"), 4);
     image.addObject(QStringLiteral("twin"), 4);
     image.addObject(QStringLiteral("negative"), -8);
-    image.objects[1].keyFrames[0].zOrder = std::numeric_limits<qint32>::min();
-    image.objects[1].keyFrames[1].polygon = QPolygonF({QPointF(-1e300, 1e300), QPointF(5e-324, -0.0)});
+    image.objects[1].keyFrames[0].zOrder = least;
+    image.objects[1].keyFrames[1].polygon =
+        QPolygonF(QVector<QPointF>{QPointF(-1e300, 1e300), QPointF(5e-324, -0.0)});
     TestProject project(2);
     QVERIFY(readInto(*project, image.bytes()));
     for (int i = 0; i < 3; ++i)
@@ -695,9 +699,6 @@ void TestProjectFile::impossibleDataIsRejected_data()
     const auto spans = [&row](const char *name, const QVector<ProjectImage::SpanRecord> &records) {
         row(name, [&records](ProjectImage &image) { image.objects[1].spans = records; });
     };
-    constexpr qint32 most = std::numeric_limits<qint32>::max();
-    constexpr qint32 least = std::numeric_limits<qint32>::min();
-
     row("object count -1", [](ProjectImage &image) { image.objectCount = -1; });
     row("most negative object count", [](ProjectImage &image) { image.objectCount = least; });
     row("greatest object count", [](ProjectImage &image) { image.objectCount = most; });

@@ -338,10 +338,10 @@ void TestSpanProperty::randomEditsAgreeWithTheSlowModel_data()
     QTest::newRow("1 frame") << 1 << 300 << 20;
     QTest::newRow("2 frames") << 2 << 500 << 30;
     QTest::newRow("3 frames") << 3 << 800 << 30;
-    QTest::newRow("5 frames") << 5 << 1000 << 40;
-    QTest::newRow("10 frames") << 10 << 1000 << 50;
-    QTest::newRow("50 frames") << 50 << 400 << 60;
-    QTest::newRow("100 frames") << 100 << 300 << 80;
+    QTest::newRow("5 frames") << 5 << 900 << 40;
+    QTest::newRow("10 frames") << 10 << 700 << 40;
+    QTest::newRow("50 frames") << 50 << 250 << 50;
+    QTest::newRow("100 frames") << 100 << 150 << 60;
 }
 
 void TestSpanProperty::randomEditsAgreeWithTheSlowModel()

@@ -23,8 +23,6 @@ class QProgressDialog;
 /// A progress dialog that was not asked to be aborted is left alone.
 class DialogDriver : public QObject
 {
-    Q_OBJECT
-
 public:
     /// What a file dialog looked like when it opened.
     struct FileDialogSeen {
