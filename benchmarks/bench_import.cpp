@@ -88,18 +88,22 @@ private:
     QTemporaryDir m_dir;
 };
 
-const QString &clipOf(const QSize &size)
+QString fullHdClip()
 {
-    static const BenchClip pal(palSize, frames);
-    static const BenchClip fullHd(fullHdSize, frames);
-    static const QString paths[] = {pal.path(), fullHd.path()};
-    return paths[size == fullHdSize];
+    static const BenchClip clip(fullHdSize, frames);
+    return clip.path();
+}
+
+QString palClip()
+{
+    static const BenchClip clip(palSize, frames);
+    return clip.path();
 }
 
 template <class Method>
 void extract(benchmark::State &state, QSize size)
 {
-    const QString clip = clipOf(size);
+    const QString clip = size == fullHdSize ? fullHdClip() : palClip();
     if (clip.isEmpty()) {
         state.SkipWithError("no H.264 encoder");
         return;

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 #
 # Makes one table of the CSV output of the benchmark programs. A benchmark is named "title", or "title/method" where
-# several methods do the same work: then the last column holds the speed of the method "palu" relative to each other one.
+# several methods do the same work: then the last column holds the time
+# that each other method takes divided by that of the method "palu".
 
 /^"/ {
     # "name",iterations,real_time,cpu_time,time_unit,bytes_per_second,items_per_second,label,error_occurred,message
@@ -21,12 +22,12 @@
     }
     if (field[8] == "true")
         failure[name] = field[9]
-    else if (aggregate == "median") {
+    else if (aggregate == "median" || aggregate == "") { # "": a single repetition
         time[name] = field[2] # milliseconds
         bytes[name] = field[5]
         items[name] = field[6]
-    } else if (aggregate == "cv")
-        spread[name] = field[2] * 100
+    } else if (aggregate == "stddev")
+        deviation[name] = field[2]
 }
 
 function speed(name) {
@@ -46,12 +47,12 @@ function ratio(name, title) {
 
 END {
     format = "%-58s %12s %8s %17s  %s\n"
-    printf format, "benchmark", "median", "spread", "speed", "palu's speed over it"
+    printf format, "benchmark", "median", "spread", "speed", "palu is faster by"
     for (i = 1; i <= count; ++i) {
         name = names[i]
         if (name in failure)
             printf "%-58s skipped: %s\n", name, failure[name]
         else
-            printf format, name, sprintf("%.1f ms", time[name]), sprintf("%.0f %%", spread[name]), speed(name), ratio(name)
+            printf format, name, sprintf("%.1f ms", time[name]), sprintf("%.0f %%", deviation[name] / time[name] * 100), speed(name), ratio(name)
     }
 }

@@ -50,6 +50,16 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
     createActions();
 }
 
+MainWindow::~MainWindow()
+{
+    m_frameNav->stopPlayback();
+    if (g_mainWindow == this)
+        g_mainWindow = nullptr;
+    // The project state owns the video, also where it outlives the window.
+    if (g_state && g_state->video && g_state->video->parent() == this)
+        g_state->video->setParent(nullptr);
+}
+
 void MainWindow::createMenus()
 {
     m_fileMenu = menuBar()->addMenu(tr("&File"));

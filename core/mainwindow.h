@@ -22,6 +22,7 @@ class MainWindow : public QMainWindow
 
 public:
     explicit MainWindow(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+    ~MainWindow() override;
 
     FrameViewer *frameViewer() const { return m_frameViewer; }
     FrameNav *frameNav() const { return m_frameNav; }

@@ -58,6 +58,8 @@ double Functions::degAngleCounterClockwise(QPointF v1, QPointF v2)
     double turn = std::atan2(v1.y(), v1.x()) - std::atan2(v2.y(), v2.x());
     if (turn < 0)
         turn += fullTurn;
+    if (turn >= fullTurn) // a hair below zero rounds up to it, and so do the two signs of zero
+        turn = 0;
     return turn * degreesPerRadian;
 }
 

@@ -33,14 +33,13 @@ ProgramFixture::ProgramFixture()
     window = std::make_unique<MainWindow>();
     g_mainWindow = window.get();
     window->show();
-    window->activateWindow();
-    if (!QTest::qWaitForWindowActive(window.get()))
-        qFatal("the main window does not become active");
+    activate();
 }
 
 ProgramFixture::~ProgramFixture()
 {
-    // Qt keeps the second shortcut of a deleted action registered where the platform has no key for the first.
+    // Qt keeps the second shortcut of a deleted action registered where the platform has no key for the
+    // first.
     action(QStringLiteral("&Close"))->setShortcuts(QList<QKeySequence>());
     delete g_state;
     g_state = nullptr;
@@ -147,8 +146,19 @@ void ProgramFixture::clickFrameNumber(int frame)
           QPoint(x - timeLine->bodyView->horizontalScrollBar()->value(), timeLine->headerView->height() / 2));
 }
 
+void ProgramFixture::activate()
+{
+    if (window->isActiveWindow())
+        return;
+    // Without a window manager nobody gives the focus back when a dialog closes.
+    window->activateWindow();
+    if (!QTest::qWaitForWindowActive(window.get()))
+        qFatal("the main window does not become active");
+}
+
 void ProgramFixture::key(Qt::Key key, Qt::KeyboardModifiers modifiers)
 {
+    activate();
     QTest::keyClick(window->windowHandle(), key, modifiers);
 }
 

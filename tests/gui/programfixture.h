@@ -56,6 +56,9 @@ public:
     QPoint markerPosition(int objectIndex, int frame);
 
     std::unique_ptr<MainWindow> window;
+
+private:
+    void activate();
 };
 
 /// Filters of the save dialog for the XML export.

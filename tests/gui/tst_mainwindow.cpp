@@ -34,8 +34,8 @@ namespace
 {
 
 const QStringList toolTexts{"&morph", "&iTrack", "&aTrack", "export XML", "segmentation"};
-const QStringList alwaysEnabled{"&New",          "&Open",         "&Close",    "Next Frame", "Previous Frame",
-                                "License Notes", "About Palu"};
+const QStringList alwaysEnabled{"&New",           "&Open",         "&Close",    "Next Frame",
+                                "Previous Frame", "License Notes", "About Palu"};
 
 /// Texts of actions, "---" for a separator.
 QStringList textsOf(const QList<QAction *> &actions)
@@ -144,6 +144,7 @@ private slots:
     void cancellingNewWithoutProjectLeavesItEmpty();
     void newShowsTheFirstFrame();
     void newReplacesTheProjectWithoutAsking();
+    void newStartsAtTheFirstFrameAfterALongerVideo();
     void newReusesAStateWithoutVideo();
     void failingVideoLeavesAnEmptyProject();
     void abortingTheExtractionLeavesAnEmptyProject();
@@ -200,12 +201,10 @@ TrackedObjectLabel *TestMainWindow::firstLabel() const
 
 void TestMainWindow::windowStartsInItsSizeWithoutTitle()
 {
-    const MainWindow window;
-    QCOMPARE(window.size(), QSize(1024, 768));
-    QVERIFY(window.windowTitle().isEmpty());
-    QVERIFY(window.isEnabled());
-    QVERIFY(window.findChild<QStatusBar *>());
-    QVERIFY(!window.parent());
+    QCOMPARE((*m_program)->size(), QSize(1024, 768));
+    QVERIFY((*m_program)->windowTitle().isEmpty());
+    QVERIFY((*m_program)->isEnabled());
+    QVERIFY((*m_program)->findChild<QStatusBar *>());
 }
 
 void TestMainWindow::menusStandInOrder()
@@ -226,17 +225,27 @@ void TestMainWindow::actionsHaveTheirIconsShortcutsAndStates_data()
     QTest::addColumn<QString>("icon");
     QTest::addColumn<QKeySequence>("shortcut");
     QTest::addColumn<bool>("enabled");
-    QTest::newRow("new") << "&New" << ":icons/new.ico" << QKeySequence(QKeySequence::New) << true;
-    QTest::newRow("save") << "&Save" << ":icons/save.ico" << QKeySequence(QKeySequence::Save) << false;
-    QTest::newRow("open") << "&Open" << ":icons/open.ico" << QKeySequence(QKeySequence::Open) << true;
+    QTest::newRow("new") << "&New"
+                         << ":icons/new.ico" << QKeySequence(QKeySequence::New) << true;
+    QTest::newRow("save") << "&Save"
+                          << ":icons/save.ico" << QKeySequence(QKeySequence::Save) << false;
+    QTest::newRow("open") << "&Open"
+                          << ":icons/open.ico" << QKeySequence(QKeySequence::Open) << true;
     QTest::newRow("close") << "&Close" << QString() << QKeySequence(QKeySequence::Quit) << true;
-    QTest::newRow("next") << "Next Frame" << ":icons/goNext.ico" << QKeySequence(Qt::Key_Right) << true;
-    QTest::newRow("previous") << "Previous Frame" << ":icons/goPre.ico" << QKeySequence(Qt::Key_Left) << true;
-    QTest::newRow("morph") << "&morph" << ":icons/morph.ico" << QKeySequence("Ctrl+M") << false;
-    QTest::newRow("iTrack") << "&iTrack" << ":icons/iTrack.ico" << QKeySequence("Ctrl+I") << false;
-    QTest::newRow("aTrack") << "&aTrack" << ":icons/aTrack.ico" << QKeySequence("Ctrl+A") << false;
-    QTest::newRow("export") << "export XML" << ":icons/export.ico" << QKeySequence() << false;
-    QTest::newRow("segmentation") << "segmentation" << ":icons/scissors.ico" << QKeySequence() << false;
+    QTest::newRow("next") << "Next Frame"
+                          << ":icons/goNext.ico" << QKeySequence(Qt::Key_Right) << true;
+    QTest::newRow("previous") << "Previous Frame"
+                              << ":icons/goPre.ico" << QKeySequence(Qt::Key_Left) << true;
+    QTest::newRow("morph") << "&morph"
+                           << ":icons/morph.ico" << QKeySequence("Ctrl+M") << false;
+    QTest::newRow("iTrack") << "&iTrack"
+                            << ":icons/iTrack.ico" << QKeySequence("Ctrl+I") << false;
+    QTest::newRow("aTrack") << "&aTrack"
+                            << ":icons/aTrack.ico" << QKeySequence("Ctrl+A") << false;
+    QTest::newRow("export") << "export XML"
+                            << ":icons/export.ico" << QKeySequence() << false;
+    QTest::newRow("segmentation") << "segmentation"
+                                  << ":icons/scissors.ico" << QKeySequence() << false;
     QTest::newRow("license") << "License Notes" << QString() << QKeySequence() << true;
     QTest::newRow("about") << "About Palu" << QString() << QKeySequence() << true;
 }
@@ -331,9 +340,8 @@ void TestMainWindow::docksStandInTheirAreas()
 void TestMainWindow::windowsMenuHidesAndShowsTheDocks()
 {
     const QList<QAction *> actions = m_program->menu("&Windows")->actions();
-    QCOMPARE(actions,
-             QList<QAction *>({(*m_program)->frameNav()->toggleViewAction(),
-                               (*m_program)->timeLine()->toggleViewAction()}));
+    QCOMPARE(actions, QList<QAction *>({(*m_program)->frameNav()->toggleViewAction(),
+                                        (*m_program)->timeLine()->toggleViewAction()}));
     actions.at(1)->trigger();
     QVERIFY(!(*m_program)->timeLine()->isVisible());
     QVERIFY((*m_program)->frameNav()->isVisible());
@@ -504,10 +512,9 @@ void TestMainWindow::newAsksForAVideo()
     QCOMPARE(seen.directory, QDir::homePath());
     QCOMPARE(
         seen.nameFilters,
-        QStringList(
-            {"supported file types (*.avi *.mpeg *.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v *.wmv *.h263)",
-             "AVI (*.avi)", "MPEG (*.mpeg)", "MPEG4 (*.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v)", "WMV (*.wmv)",
-             "H.263 (*.h263)"}));
+        QStringList({"supported file types (*.avi *.mpeg *.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v *.wmv *.h263)",
+                     "AVI (*.avi)", "MPEG (*.mpeg)", "MPEG4 (*.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v)",
+                     "WMV (*.wmv)", "H.263 (*.h263)"}));
     QCOMPARE(seen.selectedNameFilter, seen.nameFilters.constFirst());
     QVERIFY(seen.options.testFlag(QFileDialog::DontUseNativeDialog));
     QCOMPARE(seen.acceptMode, QFileDialog::AcceptOpen);
@@ -600,6 +607,16 @@ void TestMainWindow::newReplacesTheProjectWithoutAsking()
     QCOMPARE((*m_program)->timeLine()->keyFrameItems.size(), 12);
 }
 
+void TestMainWindow::newStartsAtTheFirstFrameAfterALongerVideo()
+{
+    m_program->pretendVideo(100);
+    g_state->setFrame(90);
+    QCOMPARE(m_program->newProject(m_clip), QString());
+    QCOMPARE(g_state->currentFrame, 0);
+    QCOMPARE((*m_program)->frameNav()->slider->value(), 1);
+    QCOMPARE((*m_program)->frameNav()->spinBox->value(), 1);
+}
+
 void TestMainWindow::newReusesAStateWithoutVideo()
 {
     const DataState *state = g_state;
@@ -632,7 +649,7 @@ void TestMainWindow::failingVideoLeavesAnEmptyProject()
 
 void TestMainWindow::abortingTheExtractionLeavesAnEmptyProject()
 {
-    const QString longClip = encodeClip(m_folder.path(), "long", 900);
+    const QString longClip = encodeClip(m_folder.path(), "long", 300);
     QVERIFY(!longClip.isEmpty());
     startProjectWithTwoObjects();
     DialogDriver driver;
@@ -644,7 +661,7 @@ void TestMainWindow::abortingTheExtractionLeavesAnEmptyProject()
     QCOMPARE(driver.problem(), QString());
     QVERIFY2(!enabledMeanwhile, "the window is enabled while the video is loaded");
     const DialogDriver::ProgressSeen seen = driver.progressDialogs.value(0);
-    QCOMPARE(seen.label, QString("Extracting 900 frames. Please wait."));
+    QCOMPARE(seen.label, QString("Extracting 300 frames. Please wait."));
     QCOMPARE(seen.cancelText, QString("Abort"));
     QCOMPARE(seen.minimum, 0);
     QCOMPARE(seen.maximum, 0);
@@ -871,8 +888,8 @@ void TestMainWindow::debugActionReducesTheCurrentKeyFrame()
 {
     startProjectWithTwoObjects();
     g_state->setFrame(3);
-    const QPolygonF outline({QPointF(10, 10), QPointF(10, 50), QPointF(10, 90), QPointF(90, 90),
-                             QPointF(90, 10)});
+    const QPolygonF outline(
+        {QPointF(10, 10), QPointF(10, 50), QPointF(10, 90), QPointF(90, 90), QPointF(90, 10)});
     for (TrackedObject *object : qAsConst(g_state->objects)) {
         for (int frame : {2, 3})
             object->keyFrames.at(frame)->setNewPolygon(outline);
@@ -917,7 +934,7 @@ void TestMainWindow::everyActionSurvivesANullCurrentObject()
     (*m_program)->reload();
     QCOMPARE(enabledProblem(*m_program, true, true), QString());
     QCOMPARE(m_program->exportXml(m_folder.filePath("nobody.xml"), false), QString());
-    QVERIFY(QFile::exists(m_folder.filePath("nobody.xml")));
+    QVERIFY(QFile::remove(m_folder.filePath("nobody.xml")));
     QCOMPARE(m_program->saveAs(m_folder.filePath("nobody.palu")), QString());
     QFile saved(m_folder.filePath("nobody.palu"));
     QVERIFY(saved.open(QIODevice::ReadOnly));

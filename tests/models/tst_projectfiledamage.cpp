@@ -51,6 +51,30 @@ QByteArray soundFile()
     return image.bytes();
 }
 
+/// A fresh state in use on the video of another project: thousands of them need no folder each.
+class BorrowedVideo
+{
+public:
+    explicit BorrowedVideo(VideoContainer *video)
+        : m_previous(g_state)
+    {
+        state.video = video;
+        state.videoLoaded = true;
+        g_state = &state;
+    }
+
+    ~BorrowedVideo()
+    {
+        state.video = nullptr;
+        g_state = m_previous;
+    }
+
+    DataState state;
+
+private:
+    DataState *m_previous;
+};
+
 /// Sets and removes key frames: damage that slipped in would show in the chain.
 void edit(TrackedObject *object)
 {
@@ -70,16 +94,16 @@ QString acceptedProblem(DataState &state)
     QByteArray copy;
     QDataStream out(&copy, QIODevice::WriteOnly);
     ProjectFile::write(out, state);
-    TestProject again(videoFrames);
+    BorrowedVideo again(state.video);
     QDataStream in(copy);
     ProjectFile::readVideoName(in);
-    if (!ProjectFile::read(in, *again))
+    if (!ProjectFile::read(in, again.state))
         return QStringLiteral("saved again, it cannot be read");
-    for (int i = 0; i < state.objects.size(); ++i) {
-        if (ModelChecks::chainText(state.objects.at(i)) != ModelChecks::chainText(again->objects.at(i)))
-            return QStringLiteral("saved again, object %1 differs").arg(i);
-    }
-    g_state = &state;
+    QByteArray secondCopy;
+    QDataStream secondOut(&secondCopy, QIODevice::WriteOnly);
+    ProjectFile::write(secondOut, again.state);
+    if (secondCopy != copy)
+        return QStringLiteral("saved again, it differs");
     for (TrackedObject *object : qAsConst(state.objects)) {
         edit(object);
         const QString afterwards = ModelChecks::objectProblem(object, videoFrames);
@@ -96,12 +120,12 @@ public:
     /// Reads one file; returns what went wrong.
     QString read(const QByteArray &bytes)
     {
-        TestProject project(videoFrames);
+        BorrowedVideo project(m_lender->video);
         QElapsedTimer timer;
         timer.start();
         QDataStream stream(bytes);
         ProjectFile::readVideoName(stream);
-        const bool isAccepted = ProjectFile::read(stream, *project);
+        const bool isAccepted = ProjectFile::read(stream, project.state);
         if (timer.elapsed() > longestRead)
             return QStringLiteral("reading took %1 ms").arg(timer.elapsed());
         if (peakMemory() - m_memoryBefore > mostMemory)
@@ -110,13 +134,14 @@ public:
         if (!isAccepted)
             return QString();
         ++accepted;
-        return acceptedProblem(*project);
+        return acceptedProblem(project.state);
     }
 
     int files = 0;
     int accepted = 0;
 
 private:
+    TestProject m_lender{videoFrames};
     long m_memoryBefore = peakMemory();
 };
 
@@ -294,12 +319,13 @@ void TestProjectFileDamage::hugeCountsOfALongVideo()
 void TestProjectFileDamage::aHalfReadObjectIsStillWhole()
 {
     const QByteArray sound = soundFile();
+    TestProject lender(videoFrames);
     for (int length = 0; length < sound.size(); ++length) {
-        TestProject project(videoFrames);
+        BorrowedVideo project(lender->video);
         QDataStream stream(sound.left(length));
         ProjectFile::readVideoName(stream);
-        ProjectFile::read(stream, *project);
-        for (const TrackedObject *object : qAsConst(project->objects)) {
+        ProjectFile::read(stream, project.state);
+        for (const TrackedObject *object : qAsConst(project.state.objects)) {
             QCOMPARE(object->keyFrames.size(), videoFrames);
             QCOMPARE(object->frameSpans.size(), videoFrames);
             for (FrameSpan *span : object->frameSpans)

@@ -340,8 +340,8 @@ void TestSpanProperty::randomEditsAgreeWithTheSlowModel_data()
     QTest::newRow("3 frames") << 3 << 800 << 30;
     QTest::newRow("5 frames") << 5 << 900 << 40;
     QTest::newRow("10 frames") << 10 << 700 << 40;
-    QTest::newRow("50 frames") << 50 << 250 << 50;
-    QTest::newRow("100 frames") << 100 << 150 << 60;
+    QTest::newRow("50 frames") << 50 << 300 << 60;
+    QTest::newRow("100 frames") << 100 << 200 << 80;
 }
 
 void TestSpanProperty::randomEditsAgreeWithTheSlowModel()
@@ -349,10 +349,11 @@ void TestSpanProperty::randomEditsAgreeWithTheSlowModel()
     QFETCH(int, frames);
     QFETCH(int, sequences);
     QFETCH(int, steps);
+    TestProject project(frames);
     for (int i = 0; i < sequences; ++i) {
         const auto seed = static_cast<unsigned>(1000 * frames + i);
-        TestProject project(frames);
-        Sequence sequence(project.addObject(), frames, seed);
+        TrackedObject object(project.state());
+        Sequence sequence(&object, frames, seed);
         for (int step = 0; step < steps; ++step) {
             const QString problem = sequence.step();
             QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("seed %1, step %2: %3\nafter %4")

@@ -82,6 +82,8 @@ private slots:
     void affineTransformLeavesItsInputAlone();
     void pointsAreClampedToOriginAndSize_data();
     void pointsAreClampedToOriginAndSize();
+    void outlinesAreClippedToTheRectangle_data();
+    void outlinesAreClippedToTheRectangle();
 };
 
 void TestFunctions::orientationIsTheSignOfTheEdgeSum_data()
@@ -533,6 +535,37 @@ void TestFunctions::pointsAreClampedToOriginAndSize()
     QFETCH(QRectF, bounds);
     QFETCH(QPointF, clamped);
     QVERIFY(same(Functions::clampToFrame(point, bounds), clamped));
+}
+
+void TestFunctions::outlinesAreClippedToTheRectangle_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<int>("vertices");
+    QTest::addColumn<QRectF>("box");
+    const QPolygonF square = poly({QPointF(0, 0), QPointF(0, 10), QPointF(10, 10), QPointF(10, 0)});
+    // The rectangle goes from (-5, 5) to (15, 30).
+    QTest::newRow("inside") << square.translated(2, 8) << 4 << QRectF(2, 8, 10, 10);
+    QTest::newRow("over one side") << square << 4 << QRectF(0, 5, 10, 5);
+    QTest::newRow("over a corner") << square.translated(10, 25) << 4 << QRectF(10, 25, 5, 5);
+    QTest::newRow("corner cut off") << poly({QPointF(-10, 20), QPointF(0, 30), QPointF(0, 10)}) << 4
+                                    << QRectF(-5, 10, 5, 20);
+    QTest::newRow("around the rectangle")
+        << poly({QPointF(-90, -90), QPointF(-90, 90), QPointF(90, 90), QPointF(90, -90)}) << 4
+        << QRectF(-5, 5, 20, 25);
+    QTest::newRow("outside") << square.translated(100, 100) << 0 << QRectF();
+    QTest::newRow("empty") << QPolygonF() << 0 << QRectF();
+}
+
+void TestFunctions::outlinesAreClippedToTheRectangle()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(int, vertices);
+    QFETCH(QRectF, box);
+    const QPolygonF clipped = Functions::clippedToRect(polygon, QRectF(-5, 5, 20, 25));
+    QCOMPARE(clipped.size(), vertices);
+    QCOMPARE(clipped.boundingRect(), box);
+    if (vertices > 0)
+        QVERIFY(clipped.first() != clipped.last());
 }
 
 QTEST_APPLESS_MAIN(TestFunctions)

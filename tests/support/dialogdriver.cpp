@@ -14,8 +14,10 @@
 
 namespace
 {
-constexpr int pollInterval = 5; // milliseconds
-}
+constexpr int pollInterval = 5;  // milliseconds
+constexpr int closingTime = 500; // milliseconds after which an answered dialog is taken to stay on purpose
+QList<DialogDriver *> g_drivers; // the newest one last
+} // namespace
 
 DialogDriver::DialogDriver(int timeLimit)
     : m_timeLimit(timeLimit)
@@ -23,6 +25,12 @@ DialogDriver::DialogDriver(int timeLimit)
     connect(&m_timer, &QTimer::timeout, this, &DialogDriver::look);
     m_timer.start(pollInterval);
     m_sinceProgress.start();
+    g_drivers.append(this);
+}
+
+DialogDriver::~DialogDriver()
+{
+    g_drivers.removeOne(this);
 }
 
 void DialogDriver::acceptFile(const QString &path, const QString &nameFilter)
@@ -65,13 +73,20 @@ QString DialogDriver::problem() const
 
 void DialogDriver::look()
 {
+    if (g_drivers.last() != this)
+        return;
     QWidget *dialog = QApplication::activeModalWidget();
     const bool visible = dialog && dialog->isVisible();
     if (!visible) {
         m_answered.clear();
         return;
     }
-    if (dialog == m_answered && m_sinceProgress.elapsed() > m_timeLimit)
+    const qint64 waited = m_sinceProgress.elapsed();
+    const bool askedAgain =
+        waited > closingTime && !m_expected.isEmpty() && matches(dialog, m_expected.first().kind);
+    if (dialog == m_answered && askedAgain)
+        answer(dialog);
+    else if (dialog == m_answered && waited > m_timeLimit)
         closeBecauseOf(dialog, QStringLiteral("%1 stays open").arg(describe(dialog)));
     else if (dialog != m_answered)
         answer(dialog);
@@ -212,8 +227,8 @@ QString DialogDriver::nameOf(Kind kind)
 QString DialogDriver::describe(const QWidget *dialog)
 {
     const auto *box = qobject_cast<const QMessageBox *>(dialog);
-    return QStringLiteral("%1 \"%2\"").arg(QLatin1String(dialog->metaObject()->className()),
-                                           box ? box->text() : dialog->windowTitle());
+    return QStringLiteral("%1 \"%2\"")
+        .arg(QLatin1String(dialog->metaObject()->className()), box ? box->text() : dialog->windowTitle());
 }
 
 // From the event loop of the dialog itself: a click may open the next one, and the timer must go on then.

@@ -20,7 +20,8 @@ class QProgressDialog;
 /// A test lists the dialogs it expects, in order, and then calls the code. Every dialog that shows up is
 /// looked at, recorded and answered from a timer. Nothing can hang: a dialog that is not expected, and one
 /// that is not shown or not gone within the time limit, is a problem, and whatever is open then is closed.
-/// A progress dialog that was not asked to be aborted is left alone.
+/// A progress dialog that was not asked to be aborted is left alone. Of several drivers only the newest one
+/// acts.
 class DialogDriver : public QObject
 {
 public:
@@ -58,6 +59,7 @@ public:
     static constexpr int defaultTimeLimit = 20000; // milliseconds
 
     explicit DialogDriver(int timeLimit = defaultTimeLimit);
+    ~DialogDriver() override;
 
     /// Expects a file dialog: selects `nameFilter` (its own if empty), types `path` and accepts.
     void acceptFile(const QString &path, const QString &nameFilter = QString());

@@ -21,8 +21,6 @@
 #include <cmath>
 #include <limits>
 
-Q_DECLARE_METATYPE(KeyFrame::Type)
-
 namespace
 {
 

@@ -1,0 +1,1023 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "processing/aoitracking.h"
+
+#include "processing/featurematching.h"
+#include "processing/imageprocess.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/trackingclips.h"
+
+#include <QFile>
+#include <QMutex>
+#include <QRegularExpression>
+#include <QThreadPool>
+#include <QtTest>
+
+#include <cmath>
+
+using FramePairs = QList<QPair<int, int>>;
+Q_DECLARE_METATYPE(TrackingClips::Clip)
+Q_DECLARE_METATYPE(KeyFrame::Type)
+
+namespace
+{
+
+constexpr int matchDistance = 18;
+
+/// Tracking in its plainest form: one thread, one step after the other, two images read for every step.
+class PlainTracking
+{
+public:
+    PlainTracking(TrackingProject &project, FramePairs pairs, bool interactive)
+        : m_project(project)
+        , m_pairs(std::move(pairs))
+        , m_interactive(interactive)
+    {
+    }
+
+    void run()
+    {
+        for (const QPair<int, int> &pair : qAsConst(m_pairs)) {
+            if (pair.first != -1 && pair.second != -1)
+                track(pair.first, pair.second);
+        }
+    }
+
+    bool stopped = false;
+    int stopFrame = -1;
+
+private:
+    void track(int s, int e)
+    {
+        const int half = (e - s) / 2;
+        const int mid = s + half;
+        for (int f = s; f <= mid && !stopped; ++f)
+            pass(f, f + 1);
+        if (e > mid) {
+            for (int f = e; f >= mid + 1 && !stopped; --f)
+                pass(f, f - 1);
+        }
+    }
+
+    void pass(int a, int b)
+    {
+        if (!step(a, b) && m_interactive && keyFrame(b)->type == KeyFrame::Automatic) {
+            stopped = true;
+            stopFrame = b;
+        }
+    }
+
+    bool step(int a, int b)
+    {
+        const ImageProcess imageA(m_project.video().getFramePath(a));
+        const ImageProcess imageB(m_project.video().getFramePath(b));
+        const QPolygonF polygonA = keyFrame(a)->polygon;
+        const QPolygonF polygonB = keyFrame(b)->polygon;
+        FeatureMatching matching(imageA.crop(polygonA), imageB.crop(polygonB), polygonA, polygonB);
+        cv::setRNGSeed(b);
+        matching.matchORB();
+        matching.getGoodMatches(matchDistance);
+        const auto n = static_cast<int>(matching.goodMatches.size());
+        if (n < 8)
+            return false;
+        double xMinA, xMaxA, yMinA, yMaxA, xMinB, xMaxB, yMinB, yMaxB;
+        imageA.getBoundingRect(polygonA, xMinA, xMaxA, yMinA, yMaxA);
+        imageB.getBoundingRect(polygonB, xMinB, xMaxB, yMinB, yMaxB);
+        Eigen::MatrixXd A = Eigen::MatrixXd::Zero(n, 2);
+        Eigen::MatrixXd B = Eigen::MatrixXd::Zero(n, 2);
+        for (int k = 0; k < n; ++k) {
+            const cv::DMatch match = matching.goodMatches[static_cast<std::size_t>(k)];
+            const cv::Point2f p1 = matching.keyPoints1[static_cast<std::size_t>(match.queryIdx)].pt;
+            const cv::Point2f p2 = matching.keyPoints2[static_cast<std::size_t>(match.trainIdx)].pt;
+            A(k, 0) = static_cast<double>(p1.x) + xMinA;
+            A(k, 1) = static_cast<double>(p1.y) + yMinA;
+            B(k, 0) = static_cast<double>(p2.x) + xMinB;
+            B(k, 1) = static_cast<double>(p2.y) + yMinB;
+        }
+        const Eigen::Vector2d mA = A.colwise().mean();
+        const Eigen::Vector2d mB = B.colwise().mean();
+        const Eigen::Vector2d cA(xMaxA - (xMaxA - xMinA) * 0.5, yMaxA - (yMaxA - yMinA) * 0.5);
+        const Eigen::Vector2d cB(xMaxB - (xMaxB - xMinB) * 0.5, yMaxB - (yMaxB - yMinB) * 0.5);
+        const Eigen::Vector2d t = (mB - mA) + (cA - cB);
+        Eigen::Affine2d transform = Eigen::Affine2d::Identity();
+        transform.matrix()(0, 2) = t.x();
+        transform.matrix()(1, 2) = t.y();
+        keyFrame(b)->transformPolygon(transform);
+        return true;
+    }
+
+    KeyFrame *keyFrame(int frame) const { return m_project.object->keyFrames.at(frame); }
+
+    TrackingProject &m_project;
+    FramePairs m_pairs;
+    bool m_interactive;
+};
+
+struct Outcome {
+    QList<QPolygonF> polygons;
+    int result = -1;
+};
+
+/// What plain tracking makes of the project, which is left as it was.
+Outcome plainOutcome(TrackingProject &project, const FramePairs &pairs, bool interactive)
+{
+    const QList<QPolygonF> before = project.polygons();
+    PlainTracking plain(project, pairs, interactive);
+    plain.run();
+    const Outcome outcome{project.polygons(), plain.stopFrame};
+    project.setPolygons(before);
+    return outcome;
+}
+
+/// What the tracker makes of the project, which is left as it was.
+Outcome outcomeOf(TrackingProject &project, bool interactive)
+{
+    const QList<QPolygonF> before = project.polygons();
+    AOItracking tracking(project.state(), interactive, matchDistance);
+    Outcome outcome;
+    if (interactive)
+        outcome.result = tracking.interactiveTracking(-1);
+    else
+        tracking.automaticTracking();
+    outcome.polygons = project.polygons();
+    project.setPolygons(before);
+    return outcome;
+}
+
+/// Counts the polygon changes per frame, from whatever thread they come.
+class ChangeCounter
+{
+public:
+    explicit ChangeCounter(const TrackedObject *object)
+    {
+        for (const KeyFrame *keyFrame : object->keyFrames) {
+            m_counts.append(0);
+            QObject::connect(
+                keyFrame, &KeyFrame::hasChanged, &m_context,
+                [this, frame = keyFrame->frame](int flags) {
+                    const QMutexLocker lock(&m_mutex);
+                    if (flags == KeyFrame::PolygonChanged)
+                        ++m_counts[frame];
+                },
+                Qt::DirectConnection);
+        }
+    }
+
+    QList<int> counts()
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_counts;
+    }
+    int total()
+    {
+        int sum = 0;
+        for (int count : counts())
+            sum += count;
+        return sum;
+    }
+
+private:
+    QMutex m_mutex;
+    QList<int> m_counts;
+    QObject m_context;
+};
+
+/// A matching of two frames of 320 x 240 pixels whose second key points lie 4 pixels right of and 3 below the
+/// first ones in crop coordinates. Key points are listed in different orders, and with some that have no
+/// match.
+FeatureMatching handMadeMatching(const QPolygonF &polygonA, const QPolygonF &polygonB, int goodMatches)
+{
+    FeatureMatching matching(cv::Mat(), cv::Mat(), polygonA, polygonB);
+    const auto count = static_cast<std::size_t>(goodMatches);
+    matching.keyPoints1.resize(count + 2, cv::KeyPoint(500, 500, 31));
+    matching.keyPoints2.resize(count + 5, cv::KeyPoint(-900, 700, 31));
+    for (std::size_t k = 0; k < count; ++k) {
+        const auto x = static_cast<float>(10 + 3 * k);
+        const auto y = static_cast<float>(20 + (k * k) % 11);
+        const std::size_t query = (k + 3) % count;
+        const std::size_t train = count - 1 - k;
+        matching.keyPoints1[query].pt = cv::Point2f(x, y);
+        matching.keyPoints2[train].pt = cv::Point2f(x + 4, y + 3);
+        matching.goodMatches.emplace_back(static_cast<int>(query), static_cast<int>(train),
+                                          static_cast<float>(k % 17));
+    }
+    matching.matches = matching.goodMatches;
+    matching.matches.emplace_back(static_cast<int>(count), 0, 40.f);
+    return matching;
+}
+
+std::optional<QPointF> translationOf(const FeatureMatching &matching)
+{
+    const ImageProcess image = TrackingClips::processOf(cv::Mat::zeros(240, 320, CV_8UC3));
+    return AOItracking::translation(matching, image, image);
+}
+
+/// Five spans, two of them of three frames, on a curve of 34 frames.
+const QList<int> severalSpans{0, 10, 12, 14, 25, 33};
+constexpr int severalFrames = 34;
+
+/// The sorted distances of the raw matches of one step.
+std::vector<float> matchDistances(TrackingProject &project, int a, int b)
+{
+    const QPolygonF polygonA = project.object->keyFrames.at(a)->polygon;
+    const QPolygonF polygonB = project.object->keyFrames.at(b)->polygon;
+    FeatureMatching matching(ImageProcess(project.video().getFramePath(a)).crop(polygonA),
+                             ImageProcess(project.video().getFramePath(b)).crop(polygonB), polygonA,
+                             polygonB);
+    cv::setRNGSeed(b);
+    matching.matchORB();
+    std::vector<float> distances;
+    for (const cv::DMatch &match : matching.matches)
+        distances.push_back(match.distance);
+    std::sort(distances.begin(), distances.end());
+    return distances;
+}
+
+} // namespace
+
+class TestAOItracking : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void framePairsAreTheCoveredVisibleSpans_data();
+    void framePairsAreTheCoveredVisibleSpans();
+    void otherSpanTypesAreLeftOut_data();
+    void otherSpanTypesAreLeftOut();
+    void constructorTakesItsArguments();
+    void framePairsAreFixedAtConstruction();
+    void translationNeedsEightGoodMatches();
+    void translationPutsTheCentreWhereTheFeaturesGo_data();
+    void translationPutsTheCentreWhereTheFeaturesGo();
+    void stepWithoutFrameFails();
+    void stepMovesTheTargetOnly();
+    void stepFailsWithSevenGoodMatches();
+    void stepWithoutPolygonFails();
+    void bothPassesMoveTheFramesOfTheMiddle_data();
+    void bothPassesMoveTheFramesOfTheMiddle();
+    void fittingEqualsPlainTracking_data();
+    void fittingEqualsPlainTracking();
+    void runEqualsPlainTracking_data();
+    void runEqualsPlainTracking();
+    void failingStepsAreSkippedByAutomaticTracking();
+    void interactiveTrackingStopsOnAutomaticFrames_data();
+    void interactiveTrackingStopsOnAutomaticFrames();
+    void interactiveTrackingGoesOnAfterOtherFrames_data();
+    void interactiveTrackingGoesOnAfterOtherFrames();
+    void stoppedTrackingLeavesItsPasses();
+    void interactiveTrackingReturnsItsStopFrame();
+    void nothingToTrackReturnsAtOnce_data();
+    void nothingToTrackReturnsAtOnce();
+    void threadsDoNotMatter_data();
+    void threadsDoNotMatter();
+    void polygonsOutsideTheImageStay_data();
+    void polygonsOutsideTheImageStay();
+    void unreadableImageEndsTheRun_data();
+    void unreadableImageEndsTheRun();
+    void truncatedImageDoesNoHarm_data();
+    void truncatedImageDoesNoHarm();
+    void progressDialogIsBusyAndModal_data();
+    void progressDialogIsBusyAndModal();
+    void abortSkipsWhatHasNotStarted_data();
+    void abortSkipsWhatHasNotStarted();
+    void translationIsFollowed();
+    void trackingImprovesOnMorphing_data();
+    void trackingImprovesOnMorphing();
+};
+
+void TestAOItracking::framePairsAreTheCoveredVisibleSpans_data()
+{
+    QTest::addColumn<QList<int>>("keyFrames");
+    QTest::addColumn<QList<int>>("withoutPolygon");
+    QTest::addColumn<FramePairs>("pairs");
+    const FramePairs none{{-1, -1}};
+    QTest::newRow("no key frame") << QList<int>{} << QList<int>{} << none;
+    QTest::newRow("one key frame") << QList<int>{4} << QList<int>{} << none;
+    QTest::newRow("span of two frames") << QList<int>{4, 5} << QList<int>{} << none;
+    QTest::newRow("span of three frames") << QList<int>{4, 6} << QList<int>{} << FramePairs{{4, 6}};
+    QTest::newRow("whole video") << QList<int>{0, 19} << QList<int>{} << FramePairs{{0, 19}};
+    QTest::newRow("spans that touch")
+        << QList<int>{2, 7, 9, 15} << QList<int>{} << FramePairs{{2, 7}, {7, 9}, {9, 15}};
+    QTest::newRow("short span between long ones")
+        << QList<int>{2, 7, 8, 15} << QList<int>{} << FramePairs{{2, 7}, {8, 15}};
+    QTest::newRow("first frame without polygon") << QList<int>{4, 9} << QList<int>{4} << none;
+    QTest::newRow("inner frame without polygon") << QList<int>{4, 9} << QList<int>{7} << none;
+    QTest::newRow("last frame without polygon") << QList<int>{4, 9} << QList<int>{9} << none;
+    QTest::newRow("one of three spans with a gap")
+        << QList<int>{2, 7, 11, 15} << QList<int>{8} << FramePairs{{2, 7}, {11, 15}};
+    QTest::newRow("shared frame without polygon")
+        << QList<int>{2, 7, 11, 15} << QList<int>{7} << FramePairs{{11, 15}};
+}
+
+void TestAOItracking::framePairsAreTheCoveredVisibleSpans()
+{
+    QFETCH(QList<int>, keyFrames);
+    QFETCH(QList<int>, withoutPolygon);
+    QFETCH(FramePairs, pairs);
+    TestProject project(20);
+    TrackedObject *object = project.addObject();
+    for (int frame = 0; frame < 20; ++frame)
+        object->keyFrames.at(frame)->setNewPolygon(rectangle(frame, 10, 80, 90));
+    for (int frame : keyFrames)
+        object->keyFrames.at(frame)->setType(KeyFrame::Visible);
+    for (int frame : withoutPolygon)
+        object->keyFrames.at(frame)->setNewPolygon(QPolygonF());
+    const AOItracking tracking(project.state(), false, matchDistance);
+    QCOMPARE(tracking.getFramePairs(), pairs);
+    QCOMPARE(tracking.framePairs, pairs);
+    QList<int> indices;
+    for (int i = 0; i < pairs.size(); ++i)
+        indices.append(i);
+    QCOMPARE(tracking.frameIndices, indices);
+}
+
+void TestAOItracking::otherSpanTypesAreLeftOut_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<FramePairs>("pairs");
+    QTest::newRow("hidden") << static_cast<int>(FrameSpan::Hidden) << FramePairs{{2, 7}};
+    QTest::newRow("visible") << static_cast<int>(FrameSpan::Visible) << FramePairs{{2, 7}, {7, 15}};
+    QTest::newRow("occluded") << static_cast<int>(FrameSpan::Occluded) << FramePairs{{2, 7}};
+}
+
+void TestAOItracking::otherSpanTypesAreLeftOut()
+{
+    QFETCH(int, type);
+    QFETCH(FramePairs, pairs);
+    TestProject project(20);
+    TrackedObject *object = project.addObject();
+    for (KeyFrame *keyFrame : qAsConst(object->keyFrames))
+        keyFrame->setNewPolygon(rectangle(5, 10, 80, 90));
+    for (int frame : {2, 7, 15})
+        object->keyFrames.at(frame)->setType(KeyFrame::Visible);
+    object->frameSpans.at(10)->setType(static_cast<FrameSpan::Type>(type));
+    QCOMPARE(AOItracking(project.state(), true, matchDistance).framePairs, pairs);
+}
+
+void TestAOItracking::constructorTakesItsArguments()
+{
+    TestProject project(5);
+    const AOItracking interactive(project.state(), true, 18);
+    QCOMPARE(interactive.state, project.state());
+    QVERIFY(interactive.interactive);
+    QCOMPARE(interactive.maxDistance, 18);
+    QVERIFY(!interactive.stopped);
+    QCOMPARE(interactive.stopFrame, -1);
+    const AOItracking automatic(project.state(), false, 25);
+    QVERIFY(!automatic.interactive);
+    QCOMPARE(automatic.maxDistance, 25);
+}
+
+void TestAOItracking::framePairsAreFixedAtConstruction()
+{
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    AOItracking tracking(project.state(), false, matchDistance);
+    project.object->keyFrames.at(4)->setType(KeyFrame::Visible);
+    QCOMPARE(tracking.framePairs, (FramePairs{{0, 8}}));
+    ChangeCounter counter(project.object);
+    tracking.automaticTracking();
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 1, 1, 2, 2, 1, 1, 0}));
+}
+
+void TestAOItracking::translationNeedsEightGoodMatches()
+{
+    const QPolygonF polygon = rectangle(30, 40, 100, 80);
+    for (int count = 1; count < 8; ++count)
+        QVERIFY(!translationOf(handMadeMatching(polygon, polygon, count)));
+    QVERIFY(translationOf(handMadeMatching(polygon, polygon, 8)));
+    QCOMPARE(*translationOf(handMadeMatching(polygon, polygon, 8)), QPointF(4, 3));
+    QVERIFY(!translationOf(FeatureMatching(cv::Mat(), cv::Mat(), polygon, polygon)));
+}
+
+void TestAOItracking::translationPutsTheCentreWhereTheFeaturesGo_data()
+{
+    QTest::addColumn<QPolygonF>("polygonA");
+    QTest::addColumn<QPolygonF>("polygonB");
+    QTest::addColumn<QPointF>("wanted");
+    QTest::newRow("same box") << rectangle(30, 40, 100, 80) << rectangle(30, 40, 100, 80) << QPointF(4, 3);
+    // Means: (4, 3) + (5, 4). Centres: (80, 80) - (85, 84).
+    QTest::newRow("moved box") << rectangle(30, 40, 100, 80) << rectangle(35, 44, 100, 80) << QPointF(4, 3);
+    // Means: (4, 3) + (5, 4). Centres: (80, 80) - (83, 85).
+    QTest::newRow("box of another size")
+        << rectangle(30, 40, 100, 80) << rectangle(35, 44, 96, 82) << QPointF(6, 2);
+    // Corners 0 and 0, centres 40 and 45 in x.
+    QTest::newRow("past the left edge")
+        << rectangle(-20, 40, 100, 80) << rectangle(-10, 40, 100, 80) << QPointF(-1, 3);
+    // Corners 0 and 0, centres 35 and 25 in y.
+    QTest::newRow("past the top edge")
+        << rectangle(30, -10, 100, 80) << rectangle(30, -30, 100, 80) << QPointF(4, 13);
+    // Corners 250 and 260, centres 285 and 290 in x.
+    QTest::newRow("past the right edge")
+        << rectangle(250, 40, 100, 80) << rectangle(260, 40, 100, 80) << QPointF(9, 3);
+    // Corners 180 and 200, centres 210 and 220 in y.
+    QTest::newRow("past the bottom edge")
+        << rectangle(30, 180, 100, 80) << rectangle(30, 200, 100, 80) << QPointF(4, 13);
+    // The box of the polygons counts, not their centre of mass. Corners (30, 40) twice.
+    QTest::newRow("triangle") << rectangle(30, 40, 100, 80)
+                              << QPolygonF({QPointF(30, 40), QPointF(130, 40), QPointF(30, 120)})
+                              << QPointF(4, 3);
+}
+
+void TestAOItracking::translationPutsTheCentreWhereTheFeaturesGo()
+{
+    QFETCH(QPolygonF, polygonA);
+    QFETCH(QPolygonF, polygonB);
+    QFETCH(QPointF, wanted);
+    for (int count : {8, 9, 16}) {
+        const std::optional<QPointF> moved = translationOf(handMadeMatching(polygonA, polygonB, count));
+        QVERIFY(moved);
+        QVERIFY2(qAbs(moved->x() - wanted.x()) < 1e-9 && qAbs(moved->y() - wanted.y()) < 1e-9,
+                 qPrintable(QStringLiteral("(%1, %2)").arg(moved->x()).arg(moved->y())));
+    }
+}
+
+void TestAOItracking::stepWithoutFrameFails()
+{
+    TrackingProject project(TrackingClips::curve(5), 5);
+    project.annotateTruth({0, 4});
+    ChangeCounter counter(project.object);
+    AOItracking tracking(project.state(), false, matchDistance);
+    QVERIFY(!tracking.transformAOI(-1, 1));
+    QVERIFY(!tracking.transformAOI(1, -1));
+    QVERIFY(!tracking.transformAOI(-1, -1));
+    QCOMPARE(counter.total(), 0);
+}
+
+void TestAOItracking::stepMovesTheTargetOnly()
+{
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    const QList<QPolygonF> before = project.polygons();
+    ChangeCounter counter(project.object);
+    AOItracking tracking(project.state(), false, matchDistance);
+    QVERIFY(tracking.transformAOI(0, 1));
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 0, 0, 0, 0, 0, 0, 0}));
+    QCOMPARE(project.object->keyFrames.at(1)->type, KeyFrame::Automatic);
+    const QPolygonF moved = project.object->keyFrames.at(1)->polygon;
+    QVERIFY(TrackingClips::overlap(moved, project.clip.truth(1), project.clip.size) > 0.95);
+    // A translation: every vertex has gone the same way.
+    const QPointF way = moved.at(0) - before.at(1).at(0);
+    QVERIFY(way.manhattanLength() > 1);
+    for (int i = 0; i < moved.size(); ++i)
+        QVERIFY((moved.at(i) - before.at(1).at(i) - way).manhattanLength() < 1e-9);
+}
+
+void TestAOItracking::stepFailsWithSevenGoodMatches()
+{
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    const std::vector<float> distances = matchDistances(project, 3, 4);
+    QVERIFY(distances.size() >= 8);
+    const int eighth = qRound(distances.at(7));
+    ChangeCounter counter(project.object);
+    // Fewer than eight matches are strictly below the distance of the eighth.
+    QVERIFY(!AOItracking(project.state(), false, eighth).transformAOI(3, 4));
+    QCOMPARE(counter.total(), 0);
+    QVERIFY(AOItracking(project.state(), false, eighth + 1).transformAOI(3, 4));
+    QCOMPARE(counter.total(), 1);
+}
+
+void TestAOItracking::stepWithoutPolygonFails()
+{
+    TrackingProject project(TrackingClips::curve(5), 5);
+    project.annotateTruth({0, 4});
+    AOItracking tracking(project.state(), true, matchDistance);
+    project.object->keyFrames.at(2)->setNewPolygon(QPolygonF());
+    ChangeCounter counter(project.object);
+    QVERIFY(!tracking.transformAOI(1, 2));
+    QVERIFY(!tracking.transformAOI(2, 3));
+    QCOMPARE(counter.total(), 0);
+}
+
+void TestAOItracking::bothPassesMoveTheFramesOfTheMiddle_data()
+{
+    QTest::addColumn<int>("last");
+    QTest::addColumn<QList<int>>("moves");
+    QTest::newRow("three frames move the last one too") << 2 << QList<int>{0, 2, 1, 0};
+    QTest::newRow("four frames") << 3 << QList<int>{0, 2, 2, 0, 0};
+    QTest::newRow("five frames") << 4 << QList<int>{0, 1, 2, 2, 0, 0};
+    QTest::newRow("six frames") << 5 << QList<int>{0, 1, 2, 2, 1, 0, 0};
+    QTest::newRow("eleven frames") << 10 << QList<int>{0, 1, 1, 1, 1, 2, 2, 1, 1, 1, 0, 0};
+    QTest::newRow("twelve frames") << 11 << QList<int>{0, 1, 1, 1, 1, 2, 2, 1, 1, 1, 1, 0, 0};
+}
+
+void TestAOItracking::bothPassesMoveTheFramesOfTheMiddle()
+{
+    QFETCH(int, last);
+    QFETCH(QList<int>, moves);
+    TrackingProject project(TrackingClips::curve(moves.size()), moves.size());
+    project.annotateTruth({0, last});
+    AOItracking tracking(project.state(), false, matchDistance);
+    QCOMPARE(tracking.framePairs, (FramePairs{{0, last}}));
+    ChangeCounter counter(project.object);
+    int index = 0;
+    tracking.aoiFitting(index);
+    QCOMPARE(counter.counts(), moves);
+    QVERIFY(!tracking.stopped);
+}
+
+void TestAOItracking::fittingEqualsPlainTracking_data()
+{
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("last");
+    QTest::addColumn<bool>("interactive");
+    for (int length : {2, 3, 4, 5, 6, 7, 8, 9, 12, 21}) {
+        QTest::addRow("automatic, %d frames", length + 1) << 1 << 1 + length << false;
+        QTest::addRow("interactive, %d frames", length + 1) << 1 << 1 + length << true;
+    }
+}
+
+void TestAOItracking::fittingEqualsPlainTracking()
+{
+    QFETCH(int, first);
+    QFETCH(int, last);
+    QFETCH(bool, interactive);
+    TrackingProject project(TrackingClips::curve(24), 24);
+    project.annotateTruth({first, last});
+    const QList<QPolygonF> before = project.polygons();
+    const Outcome plain = plainOutcome(project, {{first, last}}, interactive);
+    QVERIFY(!firstDifference(plain.polygons, before).isEmpty());
+    AOItracking tracking(project.state(), interactive, matchDistance);
+    QCOMPARE(tracking.framePairs, (FramePairs{{first, last}}));
+    int index = 0;
+    tracking.aoiFitting(index);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+    QCOMPARE(tracking.stopFrame, plain.result);
+    QCOMPARE(tracking.stopped.load(), plain.result != -1);
+}
+
+void TestAOItracking::runEqualsPlainTracking_data()
+{
+    QTest::addColumn<QList<int>>("keyFrames");
+    QTest::newRow("one span") << QList<int>{3, 20};
+    QTest::newRow("two spans") << QList<int>{0, 9, 23};
+    QTest::newRow("chain of spans of three frames") << QList<int>{0, 2, 4, 6, 8, 10};
+    QTest::newRow("short span before a long one") << QList<int>{0, 2, 13};
+    QTest::newRow("long span before a short one") << QList<int>{0, 11, 13};
+    QTest::newRow("short ones between long ones") << QList<int>{0, 6, 8, 10, 17};
+    QTest::newRow("spans of four frames") << QList<int>{0, 3, 6, 9, 12};
+}
+
+void TestAOItracking::runEqualsPlainTracking()
+{
+    QFETCH(QList<int>, keyFrames);
+    TrackingProject project(TrackingClips::curve(24), 24);
+    project.annotateTruth(keyFrames);
+    const FramePairs pairs = AOItracking(project.state(), false, matchDistance).framePairs;
+    QCOMPARE(pairs.size(), keyFrames.size() - 1);
+    const Outcome plain = plainOutcome(project, pairs, false);
+    QCOMPARE(firstDifference(outcomeOf(project, false).polygons, plain.polygons), QString());
+    QCOMPARE(outcomeOf(project, true).result, plainOutcome(project, pairs, true).result);
+}
+
+void TestAOItracking::failingStepsAreSkippedByAutomaticTracking()
+{
+    TrackingProject project(TrackingClips::curve(13), 13);
+    project.annotateTruth({0, 12});
+    TrackingClips::makeFlat(project.video(), 4);
+    const QList<QPolygonF> before = project.polygons();
+    ChangeCounter counter(project.object);
+    AOItracking tracking(project.state(), false, matchDistance);
+    tracking.automaticTracking();
+    // 3 -> 4 and 4 -> 5 fail; 5 -> 6 goes on from the polygon that frame 5 had.
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 1, 1, 0, 0, 2, 2, 1, 1, 1, 1, 0}));
+    QVERIFY(!tracking.stopped);
+    QCOMPARE(tracking.stopFrame, -1);
+    const QList<QPolygonF> after = project.polygons();
+    project.setPolygons(before);
+    QCOMPARE(firstDifference(after, plainOutcome(project, {{0, 12}}, false).polygons), QString());
+}
+
+void TestAOItracking::interactiveTrackingStopsOnAutomaticFrames_data()
+{
+    QTest::addColumn<QList<int>>("keyFrames");
+    QTest::addColumn<QList<int>>("flat");
+    QTest::addColumn<int>("stopFrame");
+    const QList<int> one{0, 14};
+    QTest::newRow("nothing fails") << one << QList<int>{} << -1;
+    QTest::newRow("first frame") << one << QList<int>{0} << 1;
+    QTest::newRow("forward pass") << one << QList<int>{4} << 4;
+    QTest::newRow("middle") << one << QList<int>{7} << 7;
+    QTest::newRow("frame behind the middle") << one << QList<int>{8} << 8;
+    QTest::newRow("backward pass") << one << QList<int>{11} << 11;
+    QTest::newRow("last frame") << one << QList<int>{14} << 13;
+    QTest::newRow("both passes") << one << QList<int>{5, 12} << 5;
+    QTest::newRow("last of three frames") << QList<int>{0, 2} << QList<int>{2} << 1;
+    QTest::newRow("second span") << QList<int>{0, 7, 14} << QList<int>{9} << 9;
+    QTest::newRow("second span's end") << QList<int>{0, 7, 14} << QList<int>{14} << 13;
+    QTest::newRow("boundary of two spans") << QList<int>{0, 7, 14} << QList<int>{7} << 6;
+    QTest::newRow("both spans") << QList<int>{0, 7, 14} << QList<int>{12, 5} << 5;
+    QTest::newRow("third of three") << QList<int>{0, 2, 6, 14} << QList<int>{13} << 13;
+}
+
+void TestAOItracking::interactiveTrackingStopsOnAutomaticFrames()
+{
+    QFETCH(QList<int>, keyFrames);
+    QFETCH(QList<int>, flat);
+    QFETCH(int, stopFrame);
+    TrackingProject project(TrackingClips::curve(15), 15);
+    project.annotateTruth(keyFrames);
+    for (int frame : flat)
+        TrackingClips::makeFlat(project.video(), frame);
+    AOItracking tracking(project.state(), true, matchDistance);
+    const Outcome plain = plainOutcome(project, tracking.framePairs, true);
+    QCOMPARE(plain.result, stopFrame);
+
+    QCOMPARE(tracking.interactiveTracking(-1), stopFrame);
+    QCOMPARE(tracking.stopped.load(), stopFrame != -1);
+    QCOMPARE(tracking.stopFrame, stopFrame);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+}
+
+void TestAOItracking::interactiveTrackingGoesOnAfterOtherFrames_data()
+{
+    QTest::addColumn<KeyFrame::Type>("type");
+    QTest::newRow("visible") << KeyFrame::Visible;
+    QTest::newRow("occluded") << KeyFrame::Occluded;
+    QTest::newRow("none") << KeyFrame::None;
+}
+
+void TestAOItracking::interactiveTrackingGoesOnAfterOtherFrames()
+{
+    QFETCH(KeyFrame::Type, type);
+    TrackingProject project(TrackingClips::curve(13), 13);
+    project.annotateTruth({0, 12});
+    for (int frame : {3, 4, 5, 9, 10, 11}) {
+        if (frame == 4 || frame == 10)
+            TrackingClips::makeFlat(project.video(), frame);
+        project.object->keyFrames.at(frame)->type = type; // behind the back of the spans
+    }
+    const Outcome plain = plainOutcome(project, {{0, 12}}, false);
+    AOItracking tracking(project.state(), true, matchDistance);
+    QCOMPARE(tracking.interactiveTracking(-1), -1);
+    QVERIFY(!tracking.stopped);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+}
+
+void TestAOItracking::stoppedTrackingLeavesItsPasses()
+{
+    TrackingProject project(TrackingClips::curve(15), 15);
+    project.annotateTruth({0, 6, 14});
+    ChangeCounter counter(project.object);
+    for (bool interactive : {false, true}) {
+        AOItracking tracking(project.state(), interactive, matchDistance);
+        tracking.stopped = true;
+        for (int index : {0, 1})
+            tracking.aoiFitting(index);
+        QCOMPARE(counter.total(), 0);
+        QCOMPARE(tracking.stopFrame, -1);
+    }
+}
+
+void TestAOItracking::interactiveTrackingReturnsItsStopFrame()
+{
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    AOItracking finished(project.state(), true, matchDistance);
+    QCOMPARE(finished.interactiveTracking(5), -1); // the argument is no result
+    QCOMPARE(finished.stopFrame, 5);
+
+    AOItracking stopped(project.state(), true, matchDistance);
+    stopped.stopped = true;
+    ChangeCounter counter(project.object);
+    QCOMPARE(stopped.interactiveTracking(6), 6); // unless nothing replaces it
+    QCOMPARE(counter.total(), 0);
+}
+
+void TestAOItracking::nothingToTrackReturnsAtOnce_data()
+{
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<QList<int>>("keyFrames");
+    QTest::addColumn<int>("currentObject");
+    QTest::newRow("no annotation") << 10 << QList<int>{} << 0;
+    QTest::newRow("two frames") << 10 << QList<int>{3, 4} << 0;
+    QTest::newRow("video of one frame") << 1 << QList<int>{0} << 0;
+    QTest::newRow("video of two frames") << 2 << QList<int>{0, 1} << 0;
+    QTest::newRow("no current object") << 10 << QList<int>{0, 9} << -1;
+    QTest::newRow("current object that does not exist") << 10 << QList<int>{0, 9} << 77;
+}
+
+void TestAOItracking::nothingToTrackReturnsAtOnce()
+{
+    QFETCH(int, frames);
+    QFETCH(QList<int>, keyFrames);
+    QFETCH(int, currentObject);
+    TestProject project(frames);
+    TrackedObject *object = project.addObject();
+    for (KeyFrame *keyFrame : qAsConst(object->keyFrames))
+        keyFrame->setNewPolygon(rectangle(10, 10, 100, 100));
+    for (int frame : keyFrames)
+        object->keyFrames.at(frame)->setType(KeyFrame::Visible);
+    project->currentObjectId = currentObject;
+
+    LogCapture log;
+    ChangeCounter counter(object);
+    AOItracking interactive(project.state(), true, matchDistance);
+    QCOMPARE(interactive.framePairs, (FramePairs{{-1, -1}}));
+    QCOMPARE(interactive.frameIndices, QList<int>{0});
+    QCOMPARE(interactive.interactiveTracking(-1), -1);
+    QCOMPARE(interactive.interactiveTracking(4), -1);
+    AOItracking automatic(project.state(), false, matchDistance);
+    automatic.automaticTracking();
+    int index = 0;
+    automatic.aoiFitting(index);
+    QCOMPARE(counter.total(), 0);
+    QVERIFY(log.warnings().isEmpty());
+}
+
+void TestAOItracking::threadsDoNotMatter_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::addColumn<QList<int>>("flat");
+    QTest::addColumn<int>("result");
+    QTest::newRow("automatic") << false << QList<int>{} << -1;
+    QTest::newRow("automatic with failing steps") << false << QList<int>{6, 19} << -1;
+    QTest::newRow("interactive") << true << QList<int>{} << -1;
+    QTest::newRow("interactive, stop in the first span") << true << QList<int>{8} << 8;
+    QTest::newRow("interactive, stop in the fourth span") << true << QList<int>{18} << 18;
+    QTest::newRow("interactive, several spans fail") << true << QList<int>{22, 9, 28} << 9;
+    QTest::newRow("interactive, short span fails") << true << QList<int>{13, 31} << 13;
+}
+
+void TestAOItracking::threadsDoNotMatter()
+{
+    QFETCH(bool, interactive);
+    QFETCH(QList<int>, flat);
+    QFETCH(int, result);
+    TrackingProject project(TrackingClips::curve(severalFrames), severalFrames);
+    project.annotateTruth(severalSpans);
+    for (int frame : flat)
+        TrackingClips::makeFlat(project.video(), frame);
+    const FramePairs pairs = AOItracking(project.state(), interactive, matchDistance).framePairs;
+    QCOMPARE(pairs.size(), 5);
+    const Outcome plain = plainOutcome(project, pairs, interactive);
+    QCOMPARE(plain.result, result);
+    for (int threads : {1, 2, 4}) {
+        const PoolThreads pool(threads);
+        for (int repeat = 0; repeat < 2; ++repeat) {
+            cv::setRNGSeed(1000 * threads + repeat);
+            const Outcome outcome = outcomeOf(project, interactive);
+            QCOMPARE(outcome.result, result);
+            QCOMPARE(firstDifference(outcome.polygons, plain.polygons), QString());
+        }
+    }
+}
+
+void TestAOItracking::polygonsOutsideTheImageStay_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::newRow("left") << rectangle(-300, 50, 100, 100);
+    QTest::newRow("right") << rectangle(400, 50, 100, 100);
+    QTest::newRow("above") << rectangle(50, -300, 100, 100);
+    QTest::newRow("below") << rectangle(50, 400, 100, 100);
+    QTest::newRow("beyond the corner") << rectangle(500, 500, 100, 100);
+    QTest::newRow("on the right border") << rectangle(320, 50, 100, 100);
+    QTest::newRow("on the bottom border") << rectangle(50, 240, 100, 100);
+    QTest::newRow("one point") << QPolygonF({QPointF(50, 50)});
+    QTest::newRow("line on the right border")
+        << QPolygonF(QVector<QPointF>{QPointF(320, 50), QPointF(320, 200)});
+    QTest::newRow("very thin") << rectangle(50, 50, 1, 100);
+    QTest::newRow("tiny") << rectangle(50, 50, 2, 2);
+}
+
+void TestAOItracking::polygonsOutsideTheImageStay()
+{
+    QFETCH(QPolygonF, polygon);
+    TrackingProject project(TrackingClips::curve(7), 7);
+    for (KeyFrame *keyFrame : qAsConst(project.object->keyFrames))
+        keyFrame->setNewPolygon(polygon);
+    annotate(project.object, 0, polygon);
+    annotate(project.object, 6, polygon);
+    const QList<QPolygonF> before = project.polygons();
+    LogCapture log;
+    AOItracking tracking(project.state(), false, matchDistance);
+    QCOMPARE(tracking.framePairs, (FramePairs{{0, 6}}));
+    tracking.automaticTracking();
+    QCOMPARE(firstDifference(project.polygons(), before), QString());
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestAOItracking::unreadableImageEndsTheRun_data()
+{
+    QTest::addColumn<int>("frame");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QList<int>>("moves");
+    const QList<int> forwardOnly{0, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    const QList<int> bothPasses{0, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 1, 0};
+    QTest::newRow("missing, forward pass") << 4 << QByteArray() << forwardOnly;
+    QTest::newRow("empty file, forward pass") << 4 << QByteArray("") << forwardOnly;
+    QTest::newRow("no image, forward pass") << 4 << QByteArray("no image at all") << forwardOnly;
+    QTest::newRow("missing, backward pass") << 9 << QByteArray() << bothPasses;
+    QTest::newRow("no image, backward pass") << 9 << QByteArray("no image at all") << bothPasses;
+    QTest::newRow("first frame") << 0 << QByteArray() << QList<int>{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+}
+
+void TestAOItracking::unreadableImageEndsTheRun()
+{
+    QFETCH(int, frame);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QList<int>, moves);
+    TrackingProject project(TrackingClips::curve(13), 13);
+    project.annotateTruth({0, 12});
+    const QList<QPolygonF> before = project.polygons();
+    const QList<QPolygonF> complete = plainOutcome(project, {{0, 12}}, false).polygons;
+    const QString path = project.video().getFramePath(frame);
+    QVERIFY(QFile::remove(path));
+    if (!bytes.isNull()) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    for (bool interactive : {false, true}) {
+        project.setPolygons(before);
+        LogCapture log;
+        ChangeCounter counter(project.object);
+        AOItracking tracking(project.state(), interactive, matchDistance);
+        if (interactive)
+            QCOMPARE(tracking.interactiveTracking(-1), -1);
+        else
+            tracking.automaticTracking();
+        QCOMPARE(log.warnings().size(), 1);
+        const QString warning = log.warnings().constFirst();
+        QVERIFY2(warning.contains(QRegularExpression(QStringLiteral("\\bframe %1\\b").arg(frame))),
+                 qPrintable(warning));
+        QVERIFY2(warning.contains(path) && warning.contains(QStringLiteral("read")), qPrintable(warning));
+        QCOMPARE(counter.counts(), moves);
+        QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+        QCOMPARE(counter.counts(), moves);
+    }
+
+    // With the image back the next run works as if nothing had been.
+    TrackingClips::writeFrame(project.video(), frame, project.clip.render(frame));
+    project.setPolygons(before);
+    LogCapture log;
+    AOItracking(project.state(), false, matchDistance).automaticTracking();
+    QCOMPARE(firstDifference(project.polygons(), complete), QString());
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestAOItracking::truncatedImageDoesNoHarm_data()
+{
+    QTest::addColumn<double>("part");
+    QTest::newRow("no data behind the header") << 0.02;
+    QTest::newRow("a half") << 0.5;
+    QTest::newRow("nearly whole") << 0.98;
+}
+
+void TestAOItracking::truncatedImageDoesNoHarm()
+{
+    QFETCH(double, part);
+    TrackingProject project(TrackingClips::curve(13), 13);
+    project.annotateTruth({0, 12});
+    QFile file(project.video().getFramePath(5));
+    QVERIFY(file.resize(static_cast<qint64>(static_cast<double>(file.size()) * part)));
+    LogCapture log;
+    AOItracking(project.state(), false, matchDistance).automaticTracking();
+    // Whether the decoder gives up or fills in the rest, every frame still has a sound polygon.
+    for (const QPolygonF &polygon : project.polygons())
+        QCOMPARE(polygon.size(), 10);
+    QVERIFY(log.warnings().size() <= 1);
+    QVERIFY(project.meanOverlap(0, 3) > 0.9);
+}
+
+void TestAOItracking::progressDialogIsBusyAndModal_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::addColumn<QString>("label");
+    QTest::newRow("interactive") << true << QStringLiteral("Interactive feature based AOI tracking");
+    QTest::newRow("automatic") << false << QStringLiteral("Automatic feature based AOI tracking");
+}
+
+void TestAOItracking::progressDialogIsBusyAndModal()
+{
+    QFETCH(bool, interactive);
+    QFETCH(QString, label);
+    TrackingProject project(TrackingClips::curve(severalFrames), severalFrames);
+    project.annotateTruth(severalSpans);
+    ProgressWatch watch;
+    outcomeOf(project, interactive);
+    QVERIFY(watch.seen);
+    QCOMPARE(watch.label, label);
+    QCOMPARE(watch.button, QStringLiteral("Abort"));
+    QCOMPARE(watch.minimum, 0);
+    QCOMPARE(watch.maximum, 0);
+    QCOMPARE(watch.modality, Qt::WindowModal);
+    QVERIFY(!watch.hasParent);
+    QVERIFY(!QApplication::activeModalWidget());
+}
+
+void TestAOItracking::abortSkipsWhatHasNotStarted_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::addColumn<int>("threads");
+    QTest::newRow("automatic, one thread") << false << 1;
+    QTest::newRow("interactive, one thread") << true << 1;
+    QTest::newRow("automatic, two threads") << false << 2;
+    QTest::newRow("interactive, four threads") << true << 4;
+}
+
+void TestAOItracking::abortSkipsWhatHasNotStarted()
+{
+    QFETCH(bool, interactive);
+    QFETCH(int, threads);
+    constexpr int frames = 81;
+    const PoolThreads pool(threads);
+    TrackingProject project(TrackingClips::curve(frames), frames);
+    QList<int> keyFrames;
+    for (int frame = 0; frame < frames; frame += 10)
+        keyFrames.append(frame);
+    project.annotateTruth(keyFrames);
+    const QList<QPolygonF> before = project.polygons();
+    const QList<QPolygonF> complete = outcomeOf(project, false).polygons;
+
+    AOItracking tracking(project.state(), interactive, matchDistance);
+    ProgressWatch watch;
+    QObject context;
+    // The first polygon that moves tells that a span is in progress.
+    for (const KeyFrame *keyFrame : qAsConst(project.object->keyFrames))
+        connect(keyFrame, &KeyFrame::hasChanged, &context, [&watch] { watch.abort(); });
+    ChangeCounter counter(project.object);
+    if (interactive)
+        QCOMPARE(tracking.interactiveTracking(-1), -1);
+    else
+        tracking.automaticTracking();
+    const QList<QPolygonF> after = project.polygons();
+    const QList<int> moves = counter.counts();
+    QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QCOMPARE(counter.counts(), moves); // nothing was still running
+    QVERIFY(watch.seen);
+
+    int done = 0;
+    int skipped = 0;
+    for (int first = 0; first + 10 < frames; first += 10) {
+        const bool untouched = firstDifference(after.mid(first, 11), before.mid(first, 11)).isEmpty();
+        const bool whole = firstDifference(after.mid(first, 11), complete.mid(first, 11)).isEmpty();
+        QVERIFY2(untouched || whole, qPrintable(QString::number(first)));
+        done += whole;
+        skipped += untouched;
+    }
+    QVERIFY2(done > 0 && skipped > 0, qPrintable(QStringLiteral("%1, %2").arg(done).arg(skipped)));
+}
+
+void TestAOItracking::translationIsFollowed()
+{
+    TrackingProject project(TrackingClips::translation(25), 25);
+    project.annotateTruth({0, 24});
+    // Linear filling hits a straight path, so the polygons are put beside it.
+    for (int frame = 1; frame < 24; ++frame) {
+        KeyFrame *keyFrame = project.object->keyFrames.at(frame);
+        keyFrame->setNewPolygon(keyFrame->polygon.translated(frame % 2 ? 9 : -8, frame % 3 ? 7 : -9));
+    }
+    const double before = project.meanOverlap(1, 23);
+    AOItracking(project.state(), false, matchDistance).automaticTracking();
+    const double after = project.meanOverlap(1, 23);
+    qInfo("mean overlap: %.3f displaced, %.3f tracked", before, after);
+    QVERIFY(before < 0.85);
+    QVERIFY(after > 0.9);
+}
+
+void TestAOItracking::trackingImprovesOnMorphing_data()
+{
+    using namespace TrackingClips;
+    constexpr int last = 24;
+    const auto bow = [](int frame) { return 60 * std::sin(3.14159265358979 * frame / last); };
+    const auto at = [](double x, double y, double angle = 0, double scale = 1) {
+        return Pose{QPointF(x, y), angle, scale};
+    };
+    QTest::addColumn<Clip>("clip");
+    QTest::newRow("curve") << blockClip([=](int f) { return at(85 + 6 * f, 80 + bow(f)); });
+    QTest::newRow("stop on the way") << blockClip(
+        [=](int f) { return at(85 + 8.0 * (f < 9 ? f : (f < 16 ? 9 : f - 7)), 110); });
+    QTest::newRow("slight rotation on a curve")
+        << blockClip([=](int f) { return at(95 + 5 * f, 85 + bow(f) * 0.7, f * 0.5); });
+    QTest::newRow("slight growth on a curve")
+        << blockClip([=](int f) { return at(90 + 5 * f, 85 + bow(f) * 0.7, 0, 1 + 0.004 * f); });
+    QTest::newRow("one pixel of jitter")
+        << blockClip([=](int f) { return at(85 + 6 * f + f % 3 - 1, 80 + bow(f) + (f * 7) % 3 - 1); });
+    Clip grainy = blockClip([=](int f) { return at(85 + 6 * f, 80 + bow(f)); });
+    grainy.noise = 3;
+    QTest::newRow("grain") << grainy;
+    Clip crossed = blockClip([=](int f) { return at(85 + 6 * f, 80 + bow(f)); });
+    Body crossing;
+    crossing.outline = rectangle(-15, -15, 30, 30);
+    crossing.path = [=](int f) { return at(300 - 12 * f, 100); };
+    crossing.seed = 99;
+    crossed.bodies.append(crossing);
+    QTest::newRow("something crosses") << crossed;
+}
+
+void TestAOItracking::trackingImprovesOnMorphing()
+{
+    QFETCH(TrackingClips::Clip, clip);
+    TrackingProject project(clip, 25);
+    project.annotateTruth({0, 24});
+    const double morphed = project.meanOverlap(1, 23);
+    AOItracking(project.state(), false, matchDistance).automaticTracking();
+    const double tracked = project.meanOverlap(1, 23);
+    qInfo("mean overlap: %.3f morphed, %.3f tracked", morphed, tracked);
+    QVERIFY2(tracked > morphed, qPrintable(QStringLiteral("%1 from %2").arg(tracked).arg(morphed)));
+}
+
+QTEST_MAIN(TestAOItracking)
+#include "tst_aoitracking.moc"

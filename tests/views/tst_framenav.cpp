@@ -1,0 +1,808 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/logcapture.h"
+#include "tests/support/projectwindow.h"
+#include "tests/support/testproject.h"
+#include "views/clickablegraphicsview.h"
+#include "views/trackedobjectlabel.h"
+
+#include <QElapsedTimer>
+#include <QGridLayout>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTimer>
+#include <QToolButton>
+#include <QtTest>
+
+#include <cmath>
+#include <limits>
+
+namespace
+{
+
+constexpr QSize smallFrame(32, 24);
+constexpr int slack = 200; // milliseconds that a busy machine may be late
+
+class CountingState : public DataState
+{
+public:
+    int listeners() const { return receivers(SIGNAL(hasChanged(int))); }
+};
+
+bool shows(const QPushButton *button, const char *icon)
+{
+    const QImage expected = QIcon(QString::fromLatin1(icon)).pixmap(32).toImage();
+    return !expected.isNull() && button->icon().pixmap(32).toImage() == expected;
+}
+
+bool allNavigationEnabled(const FrameNav *nav)
+{
+    return nav->buttonFirst->isEnabled() && nav->buttonPrev->isEnabled() && nav->buttonNext->isEnabled() &&
+           nav->buttonLast->isEnabled() && nav->buttonPlay->isEnabled() && nav->slider->isEnabled() &&
+           nav->spinBox->isEnabled();
+}
+
+/// What is wrong with the stopped state; empty when all is well.
+QString stoppedProblem(ProjectWindow &project)
+{
+    const FrameNav *nav = project.nav();
+    if (!nav->paused)
+        return QStringLiteral("still playing");
+    if (!shows(nav->buttonPlay, ":icons/play.ico"))
+        return QStringLiteral("not the play icon");
+    if (!allNavigationEnabled(nav))
+        return QStringLiteral("navigation disabled");
+    if (!project.viewer()->isEnabled())
+        return QStringLiteral("frame viewer disabled");
+    return QString();
+}
+
+/// What is wrong with the playing state; empty when all is well.
+QString playingProblem(ProjectWindow &project)
+{
+    const FrameNav *nav = project.nav();
+    if (nav->paused)
+        return QStringLiteral("not playing");
+    if (!shows(nav->buttonPlay, ":icons/pause.ico"))
+        return QStringLiteral("not the pause icon");
+    if (nav->buttonFirst->isEnabled() || nav->buttonPrev->isEnabled() || nav->buttonNext->isEnabled() ||
+        nav->buttonLast->isEnabled() || nav->slider->isEnabled())
+        return QStringLiteral("navigation enabled");
+    if (!nav->buttonPlay->isEnabled() || !nav->spinBox->isEnabled())
+        return QStringLiteral("play button or spin box disabled");
+    if (project.viewer()->isEnabled())
+        return QStringLiteral("frame viewer enabled");
+    return QString();
+}
+
+/// Calls `act` once while playback runs, as soon as at least `frames` frame changes were shown. Playback that
+/// has not ended some seconds later is stopped.
+class WhilePlaying : public QObject
+{
+public:
+    WhilePlaying(FrameNav *nav, int frames, std::function<void()> act)
+        : m_act(std::move(act))
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this, nav, frames] {
+            if (nav->paused)
+                return;
+            if (!acted && g_state->currentFrame >= frames) {
+                acted = true;
+                m_act();
+            } else if (m_age.hasExpired(5000)) {
+                gaveUp = true;
+                nav->stopPlayback();
+            }
+        });
+        m_age.start();
+        m_timer.start(0);
+    }
+
+    bool acted = false;
+    bool gaveUp = false;
+
+private:
+    std::function<void()> m_act;
+    QTimer m_timer;
+    QElapsedTimer m_age;
+};
+
+/// The frames shown and when, in milliseconds since the recorder was made.
+class FrameRecorder : public QObject
+{
+public:
+    FrameRecorder()
+    {
+        m_age.start();
+        connect(g_state, &DataState::hasChanged, this, [this](int flags) {
+            if (flags & DataState::FrameChanged) {
+                frames.append(g_state->currentFrame);
+                times.append(m_age.elapsed());
+            }
+        });
+    }
+
+    qint64 elapsed() const { return m_age.elapsed(); }
+
+    QList<int> frames;
+    QList<qint64> times;
+
+private:
+    QElapsedTimer m_age;
+};
+
+} // namespace
+
+class TestFrameNav : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void startsDisabledAndStopped();
+    void hasItsWidgets();
+    void laysOutItsWidgets();
+    void connectToStateListensExactlyOnceToTheStateInUse();
+    void reloadsForFrameChangesOnly_data();
+    void reloadsForFrameChangesOnly();
+
+    void withoutAVideoIsDisabled();
+    void reloadShowsTheFrameCountingFromOne();
+    void reloadChangesNoFrame_data();
+    void reloadChangesNoFrame();
+    void theSpinBoxIsCutToItsOldMaximum();
+
+    void buttonsMoveThroughTheVideo();
+    void theSpinBoxGoesToTheFrameTyped();
+    void theSpinBoxAcceptsNoFrameOutsideTheVideo();
+    void theSliderGoesToItsFrame();
+    void playingDisablesAllButPlayAndSpinBox();
+
+    void aFrameLastsWholeMilliseconds_data();
+    void aFrameLastsWholeMilliseconds();
+    void playbackFollowsTheClock_data();
+    void playbackFollowsTheClock();
+    void playbackEndsOnTheLastFrame();
+    void playingOnTheLastFrameStopsAtOnce();
+    void playingBehindTheLastFrameDoesNotStart();
+    void whilePlayingOnlyPauseIsOffered();
+    void eventsAreProcessedOncePerFrame();
+    void aClickPauses();
+    void spacePausesWhereverTheFocusIs_data();
+    void spacePausesWhereverTheFocusIs();
+    void spaceStartsWhereverTheFocusIs_data();
+    void spaceStartsWhereverTheFocusIs();
+    void playbackContinuesFromWhereItPaused();
+    void impossibleFrameRatesPlayToTheEnd_data();
+    void impossibleFrameRatesPlayToTheEnd();
+    void replacingTheProjectEndsPlayback();
+    void closingTheWindowEndsPlayback();
+    void withoutAVideoPlayDoesNothing();
+};
+
+void TestFrameNav::startsDisabledAndStopped()
+{
+    TestProject project(10);
+    const FrameNav titled(QStringLiteral("Frame Navigation"));
+    QCOMPARE(titled.windowTitle(), QStringLiteral("Frame Navigation"));
+    QWidget parent;
+    const FrameNav untitled(&parent, Qt::Tool);
+    QCOMPARE(untitled.windowTitle(), QString());
+    QCOMPARE(untitled.parentWidget(), &parent);
+    QVERIFY(untitled.windowFlags().testFlag(Qt::Tool));
+    for (const FrameNav *nav : {&titled, &untitled}) {
+        QVERIFY(!nav->isEnabled());
+        QVERIFY(nav->paused);
+        QVERIFY(nav->buttonFirst && nav->slider);
+    }
+}
+
+void TestFrameNav::hasItsWidgets()
+{
+    TestProject project(10);
+    const FrameNav nav;
+    QVERIFY(shows(nav.buttonFirst, ":icons/goStart.ico"));
+    QVERIFY(shows(nav.buttonPrev, ":icons/goPre.ico"));
+    QVERIFY(shows(nav.buttonNext, ":icons/goNext.ico"));
+    QVERIFY(shows(nav.buttonLast, ":icons/goEnd.ico"));
+    QVERIFY(shows(nav.buttonPlay, ":icons/play.ico"));
+    QVERIFY(!shows(nav.buttonPlay, ":icons/pause.ico"));
+    QCOMPARE(nav.buttonPlay->shortcut(), QKeySequence(Qt::Key_Space));
+    QCOMPARE(nav.spinBox->buttonSymbols(), QAbstractSpinBox::NoButtons);
+    QCOMPARE(nav.spinBox->minimum(), 1);
+    QCOMPARE(nav.spinBox->maximum(), 99);
+    QCOMPARE(nav.spinBox->sizePolicy().horizontalPolicy(), QSizePolicy::Expanding);
+    QCOMPARE(nav.spinBox->sizePolicy().verticalPolicy(), QSizePolicy::Fixed);
+    QCOMPARE(nav.slider->orientation(), Qt::Horizontal);
+}
+
+void TestFrameNav::laysOutItsWidgets()
+{
+    TestProject project(10);
+    const FrameNav nav;
+    auto *grid = qobject_cast<QGridLayout *>(nav.widget()->layout());
+    QVERIFY(grid);
+    QCOMPARE(grid->count(), 7);
+    const QList<QWidget *> row = {nav.buttonFirst, nav.buttonPrev, nav.spinBox,
+                                  nav.buttonNext,  nav.buttonLast, nav.buttonPlay};
+    for (int column = 0; column < row.size(); ++column)
+        QCOMPARE(grid->itemAtPosition(0, column)->widget(), row.at(column));
+    int place[4] = {};
+    grid->getItemPosition(grid->indexOf(nav.slider), place, place + 1, place + 2, place + 3);
+    QCOMPARE(QList<int>({place[0], place[1], place[2], place[3]}), QList<int>({1, 0, 1, 6}));
+}
+
+void TestFrameNav::connectToStateListensExactlyOnceToTheStateInUse()
+{
+    TestProject oldProject(10);
+    FrameNav nav;
+    CountingState state;
+    DataState *const previous = g_state;
+    state.video = ProjectWindow::makeVideo(20, smallFrame, 25);
+    state.videoLoaded = true;
+    g_state = &state;
+    nav.connectToState();
+    QCOMPARE(state.listeners(), 1);
+    nav.connectToState();
+    QCOMPARE(state.listeners(), 1);
+    state.setFrame(0);
+    state.setFrame(4);
+    state.setFrame(5);
+    QVERIFY(nav.isEnabled());
+    QCOMPARE(nav.spinBox->value(), 6);
+    g_state = previous;
+}
+
+void TestFrameNav::reloadsForFrameChangesOnly_data()
+{
+    QTest::addColumn<int>("flags");
+    QTest::addColumn<bool>("reloads");
+    QTest::newRow("nothing") << 0 << false;
+    QTest::newRow("selection") << 1 << false;
+    QTest::newRow("frame") << 2 << true;
+    QTest::newRow("selection and frame") << 3 << true;
+    QTest::newRow("list") << 4 << false;
+    QTest::newRow("frame and list") << 6 << true;
+    QTest::newRow("a bit without meaning") << 8 << false;
+}
+
+void TestFrameNav::reloadsForFrameChangesOnly()
+{
+    QFETCH(int, flags);
+    QFETCH(bool, reloads);
+    TestProject project(10);
+    const FrameNav nav;
+    emit
+    project->hasChanged(flags);
+    QCOMPARE(nav.isEnabled(), reloads);
+    QCOMPARE(nav.spinBox->maximum(), reloads ? 10 : 99);
+}
+
+void TestFrameNav::withoutAVideoIsDisabled()
+{
+    TestProject project(10);
+    FrameNav nav;
+    nav.reload();
+    QVERIFY(nav.isEnabled());
+    project->setFrame(4);
+    project->videoLoaded = false;
+    project->currentFrame = 7;
+    nav.reload();
+    QVERIFY(!nav.isEnabled());
+    QCOMPARE(nav.spinBox->value(), 5);
+    QCOMPARE(nav.slider->value(), 5);
+}
+
+void TestFrameNav::reloadShowsTheFrameCountingFromOne()
+{
+    TestProject project(60);
+    FrameNav nav;
+    nav.reload();
+    QVERIFY(nav.isEnabled());
+    for (const int frame : {0, 17, 59, 3}) {
+        project->setFrame(frame);
+        QCOMPARE(nav.spinBox->value(), frame + 1);
+        QCOMPARE(nav.spinBox->minimum(), 1);
+        QCOMPARE(nav.spinBox->maximum(), 60);
+        QCOMPARE(nav.slider->minimum(), 1);
+        QCOMPARE(nav.slider->maximum(), 60);
+        QCOMPARE(nav.slider->value(), frame + 1);
+        QCOMPARE(project->currentFrame, frame);
+    }
+    const QSignalSpy changes(project.state(), &DataState::hasChanged);
+    nav.reload();
+    QCOMPARE(changes.size(), 0);
+}
+
+void TestFrameNav::reloadChangesNoFrame_data()
+{
+    QTest::addColumn<int>("framesBefore");
+    QTest::addColumn<int>("frameBefore");
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<int>("frame");
+    QTest::newRow("a fresh dock") << 0 << 0 << 60 << 40;
+    QTest::newRow("a longer video than before") << 60 << 20 << 90 << 70;
+    QTest::newRow("a shorter video than before") << 90 << 80 << 60 << 40;
+}
+
+void TestFrameNav::reloadChangesNoFrame()
+{
+    QFETCH(int, framesBefore);
+    QFETCH(int, frameBefore);
+    QFETCH(int, frames);
+    QFETCH(int, frame);
+    TestProject project(100);
+    FrameNav nav;
+    if (framesBefore > 0) {
+        project->video->frameCount = framesBefore;
+        nav.reload();
+        project->setFrame(frameBefore);
+        QCOMPARE(nav.slider->value(), frameBefore + 1);
+    }
+    project->video->frameCount = frames;
+    project->currentFrame = frame; // as when a project is opened
+    nav.reload();
+    QCOMPARE(project->currentFrame, frame);
+    QCOMPARE(nav.slider->value(), frame + 1);
+    QCOMPARE(nav.slider->maximum(), frames);
+}
+
+void TestFrameNav::theSpinBoxIsCutToItsOldMaximum()
+{
+    TestProject project(50);
+    FrameNav nav;
+    nav.reload();
+    QCOMPARE(nav.spinBox->maximum(), 50);
+    project->video->frameCount = 200;
+    project->currentFrame = 120;
+    nav.reload();
+    QCOMPARE(nav.spinBox->value(), 50);
+    QCOMPARE(nav.spinBox->maximum(), 200);
+    QCOMPARE(nav.slider->value(), 121);
+    QCOMPARE(project->currentFrame, 120);
+    nav.reload();
+    QCOMPARE(nav.spinBox->value(), 121);
+}
+
+void TestFrameNav::buttonsMoveThroughTheVideo()
+{
+    ProjectWindow project(10, smallFrame);
+    QVERIFY(project.show());
+    const FrameNav *nav = project.nav();
+    const QSignalSpy changes(g_state, &DataState::hasChanged);
+    const auto click = [](QPushButton *button) {
+        QTest::mouseClick(button, Qt::LeftButton);
+        return g_state->currentFrame;
+    };
+    QCOMPARE(click(nav->buttonPrev), 0);
+    QCOMPARE(click(nav->buttonFirst), 0);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(click(nav->buttonNext), 1);
+    QCOMPARE(click(nav->buttonNext), 2);
+    QCOMPARE(click(nav->buttonPrev), 1);
+    QCOMPARE(click(nav->buttonLast), 9);
+    QCOMPARE(changes.size(), 4);
+    QCOMPARE(click(nav->buttonNext), 9);
+    QCOMPARE(click(nav->buttonLast), 9);
+    QCOMPARE(changes.size(), 4);
+    QCOMPARE(click(nav->buttonFirst), 0);
+    QCOMPARE(nav->spinBox->value(), 1);
+}
+
+void TestFrameNav::theSpinBoxGoesToTheFrameTyped()
+{
+    ProjectWindow project(30, smallFrame);
+    QVERIFY(project.show());
+    QSpinBox *spinBox = project.nav()->spinBox;
+    spinBox->setFocus();
+    spinBox->selectAll();
+    QTest::keyClicks(spinBox, QStringLiteral("17"));
+    QCOMPARE(g_state->currentFrame, 0); // not while typing
+    QTest::keyClick(spinBox, Qt::Key_Return);
+    QCOMPARE(g_state->currentFrame, 16);
+    QCOMPARE(project.nav()->slider->value(), 17);
+    spinBox->selectAll();
+    QTest::keyClicks(spinBox, QStringLiteral("5"));
+    project.nav()->buttonNext->setFocus();
+    QCOMPARE(g_state->currentFrame, 4); // losing the focus ends the editing
+}
+
+void TestFrameNav::theSpinBoxAcceptsNoFrameOutsideTheVideo()
+{
+    ProjectWindow project(30, smallFrame);
+    QVERIFY(project.show());
+    QSpinBox *spinBox = project.nav()->spinBox;
+    for (const char *typed : {"0", "31", "999", "-3"}) {
+        spinBox->setFocus();
+        spinBox->selectAll();
+        QTest::keyClicks(spinBox, QString::fromLatin1(typed));
+        QTest::keyClick(spinBox, Qt::Key_Return);
+        QVERIFY(spinBox->value() >= 1 && spinBox->value() <= 30);
+        QCOMPARE(g_state->currentFrame, spinBox->value() - 1);
+    }
+}
+
+void TestFrameNav::theSliderGoesToItsFrame()
+{
+    ProjectWindow project(30, smallFrame);
+    QVERIFY(project.show());
+    QSlider *slider = project.nav()->slider;
+    slider->setValue(12);
+    QCOMPARE(g_state->currentFrame, 11);
+    slider->setFocus();
+    QTest::keyClick(slider, Qt::Key_End);
+    QCOMPARE(g_state->currentFrame, 29);
+    QCOMPARE(project.nav()->spinBox->value(), 30);
+}
+
+void TestFrameNav::playingDisablesAllButPlayAndSpinBox()
+{
+    TestProject project(10);
+    FrameNav nav;
+    nav.reload();
+    nav.setButtonPlaying();
+    const QList<QWidget *> disabled = {nav.buttonFirst, nav.buttonPrev, nav.buttonNext, nav.buttonLast,
+                                       nav.slider};
+    for (const QWidget *widget : disabled)
+        QVERIFY(!widget->isEnabled());
+    QVERIFY(nav.spinBox->isEnabled());
+    QVERIFY(nav.buttonPlay->isEnabled());
+    nav.buttonPlay->setEnabled(false);
+    nav.spinBox->setEnabled(false);
+    nav.setButtonAllActive();
+    for (const QWidget *widget : disabled)
+        QVERIFY(widget->isEnabled());
+    QVERIFY(nav.buttonPlay->isEnabled());
+    QVERIFY(!nav.spinBox->isEnabled()); // not one of them
+}
+
+void TestFrameNav::aFrameLastsWholeMilliseconds_data()
+{
+    QTest::addColumn<double>("fps");
+    QTest::addColumn<int>("ms");
+    QTest::newRow("25") << 25.0 << 40;
+    QTest::newRow("24, rounded up") << 24.0 << 42;
+    QTest::newRow("30, rounded down") << 30.0 << 33;
+    QTest::newRow("29.97") << 30000.0 / 1001 << 33;
+    QTest::newRow("60") << 60.0 << 17;
+    QTest::newRow("one in two seconds") << 0.5 << 2000;
+    QTest::newRow("1000") << 1000.0 << 1;
+    QTest::newRow("2000") << 2000.0 << 1;
+    QTest::newRow("5000") << 5000.0 << 1;
+    QTest::newRow("infinite") << std::numeric_limits<double>::infinity() << 1;
+    QTest::newRow("zero") << 0.0 << 1;
+    QTest::newRow("negative") << -25.0 << 1;
+    QTest::newRow("not a number") << std::nan("") << 1;
+    QTest::newRow("almost zero") << 1e-300 << std::numeric_limits<int>::max();
+}
+
+void TestFrameNav::aFrameLastsWholeMilliseconds()
+{
+    QFETCH(double, fps);
+    QFETCH(int, ms);
+    QCOMPARE(FrameNav::msPerFrame(fps), ms);
+}
+
+void TestFrameNav::playbackFollowsTheClock_data()
+{
+    QTest::addColumn<double>("fps");
+    QTest::addColumn<int>("msPerFrame");
+    QTest::addColumn<int>("start");
+    QTest::newRow("25 from the first frame") << 25.0 << 40 << 0;
+    QTest::newRow("25 from the middle") << 25.0 << 40 << 9;
+    QTest::newRow("12 from the middle") << 12.0 << 83 << 15;
+}
+
+void TestFrameNav::playbackFollowsTheClock()
+{
+    QFETCH(double, fps);
+    QFETCH(int, msPerFrame);
+    QFETCH(int, start);
+    constexpr int frameCount = 20;
+    ProjectWindow project(frameCount, smallFrame, fps);
+    QVERIFY(project.show());
+    g_state->setFrame(start);
+    const FrameRecorder recorder;
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    const qint64 duration = recorder.elapsed();
+
+    QVERIFY(recorder.frames.size() >= 3);
+    int last = start;
+    for (int i = 0; i < recorder.frames.size(); ++i) {
+        const int frame = recorder.frames.at(i);
+        const qint64 time = recorder.times.at(i);
+        QVERIFY2(frame > last || frame == frameCount - 1, "frames go on in order");
+        const qint64 latest = qMin<qint64>(start + time / msPerFrame, frameCount - 1);
+        const qint64 earliest = start + (time - slack) / msPerFrame;
+        QVERIFY2(frame <= latest, qPrintable(QStringLiteral("frame %1 at %2 ms").arg(frame).arg(time)));
+        QVERIFY2(frame >= qMin<qint64>(earliest, frameCount - 1),
+                 qPrintable(QStringLiteral("frame %1 at %2 ms").arg(frame).arg(time)));
+        last = frame;
+    }
+    QCOMPARE(last, frameCount - 1);
+    const int whole = (frameCount - start) * msPerFrame;
+    QVERIFY2(duration >= whole && duration < whole + slack + 300, qPrintable(QString::number(duration)));
+}
+
+void TestFrameNav::playbackEndsOnTheLastFrame()
+{
+    ProjectWindow project(6, smallFrame, 50);
+    QVERIFY(project.show());
+    QCOMPARE(stoppedProblem(project), QString());
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QCOMPARE(g_state->currentFrame, 5);
+    QCOMPARE(project.nav()->spinBox->value(), 6);
+    QCOMPARE(project.nav()->slider->value(), 6);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::playingOnTheLastFrameStopsAtOnce()
+{
+    ProjectWindow project(6, smallFrame, 25);
+    QVERIFY(project.show());
+    g_state->setFrame(5);
+    const FrameRecorder recorder;
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QVERIFY(recorder.elapsed() < 40 + slack);
+    QVERIFY(recorder.frames.isEmpty());
+    QCOMPARE(g_state->currentFrame, 5);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::playingBehindTheLastFrameDoesNotStart()
+{
+    ProjectWindow project(6, smallFrame, 1);
+    QVERIFY(project.show());
+    g_state->currentFrame = 6;
+    const FrameRecorder recorder;
+    project.nav()->onButtonPlayClicked();
+    QVERIFY(recorder.elapsed() < 900);
+    QVERIFY(recorder.frames.isEmpty());
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::whilePlayingOnlyPauseIsOffered()
+{
+    ProjectWindow project(12, smallFrame, 25);
+    QVERIFY(project.show());
+    QStringList problems;
+    int looks = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        if (project.nav()->paused)
+            return;
+        ++looks;
+        const QString problem = playingProblem(project);
+        if (!problem.isEmpty())
+            problems.append(problem);
+    });
+    timer.start(0);
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QVERIFY(looks >= 3);
+    QCOMPARE(problems, QStringList());
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::eventsAreProcessedOncePerFrame()
+{
+    ProjectWindow project(8, smallFrame, 20);
+    QVERIFY(project.show());
+    int turns = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] { turns += project.nav()->paused ? 0 : 1; });
+    timer.start(0);
+    const FrameRecorder recorder;
+    project.nav()->onButtonPlayClicked();
+    QVERIFY(turns >= recorder.frames.size());
+    QVERIFY2(turns <= 8 + 1, qPrintable(QString::number(turns))); // frames 0 to 7 and the end
+}
+
+void TestFrameNav::aClickPauses()
+{
+    ProjectWindow project(200, smallFrame, 25);
+    QVERIFY(project.show());
+    int frameAtClick = -1;
+    const WhilePlaying pause(project.nav(), 4, [&] {
+        frameAtClick = g_state->currentFrame;
+        QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    });
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QVERIFY(pause.acted && !pause.gaveUp);
+    QVERIFY(frameAtClick >= 4);
+    QCOMPARE(g_state->currentFrame, frameAtClick);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::spacePausesWhereverTheFocusIs_data()
+{
+    QTest::addColumn<QString>("focus");
+    QTest::newRow("play button") << "play";
+    QTest::newRow("spin box") << "spin";
+    QTest::newRow("add button of the time line") << "add";
+    QTest::newRow("edit button of an object") << "edit";
+    QTest::newRow("delete button of an object") << "delete";
+    QTest::newRow("body of the time line") << "body";
+    QTest::newRow("nothing") << "window";
+}
+
+namespace
+{
+
+/// Gives a widget the focus; the widget that gets keys then.
+QWidget *focused(ProjectWindow &project, const QString &name)
+{
+    const FrameNav *nav = project.nav();
+    const auto *label = project.timeLine()->findChild<TrackedObjectLabel *>();
+    const QHash<QString, QWidget *> widgets = {{"play", nav->buttonPlay},
+                                               {"spin", nav->spinBox},
+                                               {"first", nav->buttonFirst},
+                                               {"prev", nav->buttonPrev},
+                                               {"next", nav->buttonNext},
+                                               {"last", nav->buttonLast},
+                                               {"slider", nav->slider},
+                                               {"add", project.timeLine()->addButton},
+                                               {"edit", label->editButton},
+                                               {"delete", label->deleteButton},
+                                               {"body", project.timeLine()->bodyView},
+                                               {"window", &project.window()}};
+    QWidget *widget = widgets.value(name);
+    if (QWidget *focus = QApplication::focusWidget())
+        focus->clearFocus();
+    widget->setFocus();
+    return widget;
+}
+
+} // namespace
+
+void TestFrameNav::spacePausesWhereverTheFocusIs()
+{
+    QFETCH(QString, focus);
+    ProjectWindow project(200, smallFrame, 25);
+    project.addObject();
+    QVERIFY(project.show());
+    int frameAtKey = -1;
+    bool hasFocus = false;
+    const WhilePlaying pause(project.nav(), 2, [&] {
+        QWidget *widget = focused(project, focus);
+        hasFocus = widget->hasFocus();
+        frameAtKey = g_state->currentFrame;
+        QTest::keyClick(widget, Qt::Key_Space);
+    });
+    project.nav()->onButtonPlayClicked();
+    QVERIFY(pause.acted && !pause.gaveUp);
+    QVERIFY(hasFocus || focus == QLatin1String("window"));
+    QCOMPARE(g_state->currentFrame, frameAtKey);
+    QCOMPARE(stoppedProblem(project), QString());
+    QCOMPARE(g_state->objects.size(), 1); // the focused button did nothing of its own
+}
+
+void TestFrameNav::spaceStartsWhereverTheFocusIs_data()
+{
+    spacePausesWhereverTheFocusIs_data();
+    QTest::newRow("first button") << "first";
+    QTest::newRow("previous button") << "prev";
+    QTest::newRow("next button") << "next";
+    QTest::newRow("last button") << "last";
+    QTest::newRow("slider") << "slider";
+}
+
+void TestFrameNav::spaceStartsWhereverTheFocusIs()
+{
+    QFETCH(QString, focus);
+    ProjectWindow project(6, smallFrame, 100);
+    project.addObject();
+    QVERIFY(project.show());
+    g_state->setFrame(1);
+    const WhilePlaying look(project.nav(), 2, [] {});
+    QWidget *widget = focused(project, focus);
+    QTest::keyClick(widget, Qt::Key_Space);
+    QVERIFY(look.acted && !look.gaveUp);
+    QCOMPARE(g_state->currentFrame, 5);
+    QCOMPARE(stoppedProblem(project), QString());
+    QCOMPARE(g_state->objects.size(), 1);
+}
+
+void TestFrameNav::playbackContinuesFromWhereItPaused()
+{
+    ProjectWindow project(12, smallFrame, 50);
+    QVERIFY(project.show());
+    {
+        const WhilePlaying pause(project.nav(), 4, [&] { project.nav()->buttonPlay->click(); });
+        project.nav()->buttonPlay->click();
+        QVERIFY(pause.acted && !pause.gaveUp);
+    }
+    const int paused = g_state->currentFrame;
+    QVERIFY(paused >= 4 && paused < 11);
+    const FrameRecorder recorder;
+    project.nav()->buttonPlay->click();
+    QCOMPARE(g_state->currentFrame, 11);
+    QVERIFY(recorder.frames.first() > paused);
+    QVERIFY(recorder.elapsed() >= (12 - paused) * 20);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::impossibleFrameRatesPlayToTheEnd_data()
+{
+    QTest::addColumn<double>("fps");
+    QTest::newRow("zero") << 0.0;
+    QTest::newRow("negative") << -25.0;
+    QTest::newRow("not a number") << std::nan("");
+    QTest::newRow("5000") << 5000.0;
+    QTest::newRow("infinite") << std::numeric_limits<double>::infinity();
+}
+
+void TestFrameNav::impossibleFrameRatesPlayToTheEnd()
+{
+    QFETCH(double, fps);
+    ProjectWindow project(50, smallFrame);
+    g_state->video->fps = fps;
+    QVERIFY(project.show());
+    const FrameRecorder recorder;
+    QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QCOMPARE(g_state->currentFrame, 49);
+    QVERIFY(recorder.elapsed() >= 50 && recorder.elapsed() < 50 + 1000);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::replacingTheProjectEndsPlayback()
+{
+    ProjectWindow project(200, smallFrame, 25);
+    project.addObject();
+    QVERIFY(project.show());
+    const WhilePlaying replace(project.nav(), 3, [&] { project.window().recreateDataState(); });
+    const LogCapture log;
+    project.nav()->onButtonPlayClicked();
+    QVERIFY(replace.acted && !replace.gaveUp);
+    QVERIFY(project.nav()->paused);
+    QVERIFY(shows(project.nav()->buttonPlay, ":icons/play.ico"));
+    QVERIFY(!g_state->videoLoaded);
+    QVERIFY(!project.nav()->isEnabled());
+    QVERIFY(!project.viewer()->isEnabled());
+    QCOMPARE(g_state->currentFrame, 0);
+    QCOMPARE(log.warnings(), QStringList());
+    // The new project can be played.
+    g_state->video = ProjectWindow::makeVideo(5, smallFrame, 100);
+    g_state->videoLoaded = true;
+    project.window().reload();
+    project.nav()->onButtonPlayClicked();
+    QCOMPARE(g_state->currentFrame, 4);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::closingTheWindowEndsPlayback()
+{
+    ProjectWindow project(200, smallFrame, 25);
+    QVERIFY(project.show());
+    int frameAtClose = -1;
+    const WhilePlaying close(project.nav(), 3, [&] {
+        frameAtClose = g_state->currentFrame;
+        QVERIFY(project.window().close());
+    });
+    project.nav()->onButtonPlayClicked();
+    QVERIFY(close.acted && !close.gaveUp);
+    QVERIFY(project.nav()->paused);
+    QVERIFY(!project.window().isVisible());
+    QCOMPARE(g_state->currentFrame, frameAtClose);
+}
+
+void TestFrameNav::withoutAVideoPlayDoesNothing()
+{
+    DataState state;
+    DataState *const previous = g_state;
+    g_state = &state;
+    {
+        FrameNav nav;
+        nav.onButtonPlayClicked();
+        QVERIFY(nav.paused);
+        nav.onButtonLastClicked();
+        nav.onButtonNextClicked();
+        nav.onButtonPrevClicked();
+        nav.onButtonFirstClicked();
+        QCOMPARE(state.currentFrame, 0);
+    }
+    g_state = previous;
+}
+
+QTEST_MAIN(TestFrameNav)
+#include "tst_framenav.moc"

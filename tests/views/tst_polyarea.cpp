@@ -1,0 +1,908 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/modelchecks.h"
+#include "tests/support/mousedriver.h"
+#include "tests/support/projectwindow.h"
+#include "tests/support/testproject.h"
+#include "views/framegraphicsview.h"
+#include "views/polyareagraphicsitem.h"
+#include "views/polypointgraphicsitem.h"
+
+#include <QGraphicsPixmapItem>
+#include <QGraphicsScene>
+#include <QMetaMethod>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <algorithm>
+
+Q_DECLARE_METATYPE(Qt::MouseButton)
+
+namespace
+{
+
+const QPolygonF square = rectangle(100, 100, 60, 40);  // (100,100) (100,140) (160,140) (160,100)
+const QPolygonF another = rectangle(200, 120, 50, 50); // apart from the square
+const QPointF inSquare(130, 120);
+
+/// A shown window whose frame (320 x 240) is drawn at one screen pixel per frame pixel.
+class Stage
+{
+public:
+    Stage()
+        : m_window(3)
+    {
+        QVERIFY2(m_window.show(), "the window does not get active");
+        unscale();
+        QVERIFY(view()->viewport()->width() > 340);
+        QVERIFY(view()->viewport()->height() > 260);
+        QCOMPARE(view()->mapToScene(at(QPointF(50, 70))), QPointF(50, 70));
+    }
+
+    FrameGraphicsView *view() const { return m_window.viewer()->view; }
+    QWidget *viewport() const { return view()->viewport(); }
+    QGraphicsScene *scene() const { return m_window.viewer()->scene; }
+    QGraphicsPixmapItem *frameItem() const { return m_window.viewer()->frameItem; }
+    void unscale() { view()->resetTransform(); }
+    QPoint at(QPointF scenePoint) const { return view()->mapFromScene(scenePoint); }
+
+    /// Adds an object, which becomes the current one, with this outline on the current frame.
+    TrackedObject *addObject(const QPolygonF &outline, KeyFrame::Type type = KeyFrame::Visible)
+    {
+        TrackedObject *object = m_window.addObject();
+        annotate(object, g_state->currentFrame, outline, type);
+        unscale();
+        return object;
+    }
+    PolyAreaGraphicsItem *itemOf(const TrackedObject *object) const
+    {
+        const QList<QGraphicsItem *> items = scene()->items();
+        for (QGraphicsItem *item : items) {
+            auto *area = dynamic_cast<PolyAreaGraphicsItem *>(item);
+            if (area && area->keyFrame == object->getCurrentKeyFrame())
+                return area;
+        }
+        return nullptr;
+    }
+    void drag(const QList<QPointF> &scenePath, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+              Qt::MouseButton button = Qt::LeftButton)
+    {
+        QList<QPoint> path;
+        for (const QPointF &point : scenePath)
+            path.append(at(point));
+        MouseDriver::drag(viewport(), path, modifiers, button);
+    }
+    void press(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        MouseDriver::press(viewport(), at(p), modifiers);
+    }
+    void move(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        MouseDriver::move(viewport(), at(p), modifiers);
+    }
+    void release(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        MouseDriver::release(viewport(), at(p), modifiers);
+    }
+    ProjectWindow &project() { return m_window; }
+
+private:
+    ProjectWindow m_window;
+};
+
+/// The vertices in a fixed order: a moved outline is clipped to the frame, which may begin elsewhere.
+QVector<QPointF> sorted(QPolygonF polygon)
+{
+    for (QPointF &p : polygon)
+        p = QPointF(std::round(p.x() * 1e6) / 1e6, std::round(p.y() * 1e6) / 1e6);
+    std::sort(polygon.begin(), polygon.end(),
+              [](QPointF a, QPointF b) { return a.x() != b.x() ? a.x() < b.x() : a.y() < b.y(); });
+    return std::move(polygon);
+}
+
+QStringList slotsOf(const QMetaObject &meta)
+{
+    QStringList names;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Slot)
+            names.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    return names;
+}
+
+QStringList signalsOf(const QMetaObject &meta)
+{
+    QStringList names;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Signal)
+            names.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    return names;
+}
+
+int visibleHandles(const PolyAreaGraphicsItem *item)
+{
+    return static_cast<int>(
+        std::count_if(item->polyPoints.cbegin(), item->polyPoints.cend(),
+                      [](const PolyPointGraphicsItem *handle) { return handle->isVisible(); }));
+}
+
+QVector<QPointF> handlePoints(const PolyAreaGraphicsItem *item)
+{
+    QVector<QPointF> points;
+    for (const PolyPointGraphicsItem *handle : item->polyPoints)
+        points.append(handle->point);
+    return points;
+}
+
+QList<int> flagsOf(const QSignalSpy &spy)
+{
+    QList<int> flags;
+    for (const QList<QVariant> &arguments : spy)
+        flags.append(arguments.first().toInt());
+    return flags;
+}
+
+void addTypeRows()
+{
+    QTest::addColumn<KeyFrame::Type>("before");
+    QTest::addColumn<KeyFrame::Type>("after");
+    QTest::newRow("visible") << KeyFrame::Visible << KeyFrame::Visible;
+    QTest::newRow("occluded") << KeyFrame::Occluded << KeyFrame::Occluded;
+    QTest::newRow("automatic") << KeyFrame::Automatic << KeyFrame::Visible;
+    QTest::newRow("none") << KeyFrame::None << KeyFrame::None;
+}
+
+} // namespace
+
+class TestPolyArea : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void declaresItsSlotsAndSignals();
+    void isMovableAndInTheScene();
+    void showsTheOutlineInTheObjectsColour();
+    void theCurrentObjectLiesAboveAndShowsItsHandles();
+    void newHandlesAreVisibleUntilTheNextStyleUpdate();
+    void updatePolygonReplacesAllHandles();
+    void followsPolygonChangesOnly_data();
+    void followsPolygonChangesOnly();
+    void followsSelectionChangesOnly_data();
+    void followsSelectionChangesOnly();
+
+    void aHandleHasItsPlaceSizeAndColour();
+    void aHandleKeepsItsSizeOnTheScreen();
+    void handlesLieAboveAllPolygons();
+
+    void draggingAVertexMovesIt();
+    void draggingAVertexLeavesTheKeyFrameAloneUntilItsEnd();
+    void draggingAVertexStopsAtTheFrame_data();
+    void draggingAVertexStopsAtTheFrame();
+    void draggingAVertexIsLimitedByWidthAndHeight();
+    void draggingAVertexMakesAutomaticVisible_data();
+    void draggingAVertexMakesAutomaticVisible();
+    void aClickOnAHandleStoresTheSameOutline();
+    void otherButtonsDoNotDragAVertex_data();
+    void otherButtonsDoNotDragAVertex();
+    void draggingInAScaledViewFollowsTheMouse();
+
+    void pressingSetsTheBoundsOfTheDrag_data();
+    void pressingSetsTheBoundsOfTheDrag();
+    void draggingThePolygonMovesItAtTheEnd();
+    void draggingThePolygonStopsAtTheFrame_data();
+    void draggingThePolygonStopsAtTheFrame();
+    void draggingThePolygonIgnoresTheFramesOwnLeftAndTop();
+    void theMouseComingBackTakesThePolygonAlongAtOnce();
+    void draggingThePolygonMakesAutomaticVisible_data();
+    void draggingThePolygonMakesAutomaticVisible();
+    void otherObjectsPolygonsCannotBeDragged();
+    void losingTheSelectionDuringADragDropsIt();
+    void otherButtonsDoNotDragThePolygon_data();
+    void otherButtonsDoNotDragThePolygon();
+    void aPlainClickDoesNothing();
+    void ctrlClickMakesTheObjectCurrent();
+    void ctrlDragMovesAndSelectsNothing();
+    void theSmallestMovementCounts_data();
+    void theSmallestMovementCounts();
+    void movePolygonMovesTheKeyFrameAndResetsNothing_data();
+    void movePolygonMovesTheKeyFrameAndResetsNothing();
+    void theDeclaredSignalsAreNeverEmitted();
+
+    void theOutlineIsDrawnWhereTheVerticesAre();
+};
+
+void TestPolyArea::declaresItsSlotsAndSignals()
+{
+    QCOMPARE(slotsOf(PolyAreaGraphicsItem::staticMetaObject),
+             QStringList({"redrawFromPolyPoints()", "polyPointsChanged()", "updateStyle()", "updatePolygon()",
+                          "filterKeyFrameChange(int)", "filterStateChange(int)", "movePolygon()"}));
+    QCOMPARE(signalsOf(PolyAreaGraphicsItem::staticMetaObject),
+             QStringList({"moved(int)", "changed(int)", "clicked(int)"}));
+    QCOMPARE(signalsOf(PolyPointGraphicsItem::staticMetaObject), QStringList({"moving()", "moved()"}));
+}
+
+void TestPolyArea::isMovableAndInTheScene()
+{
+    TestProject project(2);
+    TrackedObject *object = project.addObject();
+    annotate(object, 0, square);
+    QGraphicsScene scene;
+    auto *item = new PolyAreaGraphicsItem(&scene, object->keyFrames.at(0));
+    QCOMPARE(item->scene(), &scene);
+    QVERIFY(item->flags().testFlag(QGraphicsItem::ItemIsMovable));
+    QCOMPARE(item->keyFrame, object->keyFrames.at(0));
+    QCOMPARE(item->dragOffset, QPointF(0, 0));
+    QCOMPARE(item->polygon(), square);
+    QCOMPARE(handlePoints(item), square);
+}
+
+void TestPolyArea::showsTheOutlineInTheObjectsColour()
+{
+    Stage stage;
+    TrackedObject *object = stage.addObject(square);
+    object->color = QColor(10, 20, 30);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    g_state->setCurrentObject(object->id);
+    QCOMPARE(item->pen().color(), QColor(10, 20, 30));
+    QCOMPARE(item->pen().widthF(), 2.0);
+    QVERIFY(item->pen().isCosmetic());
+    QCOMPARE(item->brush().style(), Qt::NoBrush);
+}
+
+void TestPolyArea::theCurrentObjectLiesAboveAndShowsItsHandles()
+{
+    Stage stage;
+    TrackedObject *first = stage.addObject(square);
+    TrackedObject *second = stage.addObject(another);
+    for (TrackedObject *current : {first, second, first}) {
+        const TrackedObject *other = current == first ? second : first;
+        g_state->setCurrentObject(current->id);
+        QCOMPARE(stage.itemOf(current)->zValue(), 1.0);
+        QCOMPARE(visibleHandles(stage.itemOf(current)), 4);
+        QCOMPARE(stage.itemOf(other)->zValue(), 0.0);
+        QCOMPARE(visibleHandles(stage.itemOf(other)), 0);
+    }
+    // The same right after a reload.
+    stage.project().viewer()->reload();
+    QCOMPARE(stage.itemOf(first)->zValue(), 1.0);
+    QCOMPARE(visibleHandles(stage.itemOf(first)), 4);
+    QCOMPARE(stage.itemOf(second)->zValue(), 0.0);
+    QCOMPARE(visibleHandles(stage.itemOf(second)), 0);
+}
+
+void TestPolyArea::newHandlesAreVisibleUntilTheNextStyleUpdate()
+{
+    Stage stage;
+    TrackedObject *first = stage.addObject(square);
+    TrackedObject *second = stage.addObject(another);
+    QCOMPARE(visibleHandles(stage.itemOf(first)), 0);
+    first->keyFrames.at(0)->setNewPolygon(square.translated(5, 5));
+    QCOMPARE(visibleHandles(stage.itemOf(first)), 4);
+    g_state->setCurrentObject(second->id);
+    QCOMPARE(visibleHandles(stage.itemOf(first)), 0);
+}
+
+void TestPolyArea::updatePolygonReplacesAllHandles()
+{
+    Stage stage;
+    TrackedObject *object = stage.addObject(square);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    QList<QPointer<PolyPointGraphicsItem>> old;
+    for (PolyPointGraphicsItem *handle : item->polyPoints)
+        old.append(handle);
+    const QPolygonF pentagon = QPolygonF(square) << QPointF(130, 90);
+    object->keyFrames.at(0)->setNewPolygon(pentagon);
+    QCOMPARE(item->polygon(), pentagon);
+    QCOMPARE(handlePoints(item), pentagon);
+    ModelChecks::flushDeferredDeletes();
+    for (const QPointer<PolyPointGraphicsItem> &handle : qAsConst(old))
+        QVERIFY(!handle);
+    // The image, the outline, and per vertex a handle and its anchor.
+    QCOMPARE(stage.scene()->items().size(), 2 + 2 * 5);
+    object->keyFrames.at(0)->setNewPolygon(QPolygonF());
+    QVERIFY(item->polyPoints.isEmpty());
+    QCOMPARE(stage.scene()->items().size(), 2);
+}
+
+void TestPolyArea::followsPolygonChangesOnly_data()
+{
+    QTest::addColumn<int>("flags");
+    QTest::addColumn<bool>("follows");
+    QTest::newRow("nothing") << 0 << false;
+    QTest::newRow("polygon") << 1 << true;
+    QTest::newRow("type") << 2 << false;
+    QTest::newRow("polygon and type") << 3 << true;
+    QTest::newRow("a bit without meaning") << 4 << false;
+}
+
+void TestPolyArea::followsPolygonChangesOnly()
+{
+    QFETCH(int, flags);
+    QFETCH(bool, follows);
+    Stage stage;
+    TrackedObject *object = stage.addObject(square);
+    KeyFrame *keyFrame = object->keyFrames.at(0);
+    keyFrame->polygon = another;
+    emit
+    keyFrame->hasChanged(flags);
+    QCOMPARE(stage.itemOf(object)->polygon(), follows ? another : square);
+    QCOMPARE(handlePoints(stage.itemOf(object)), follows ? another : square);
+}
+
+void TestPolyArea::followsSelectionChangesOnly_data()
+{
+    QTest::addColumn<int>("flags");
+    QTest::addColumn<bool>("follows");
+    QTest::newRow("nothing") << 0 << false;
+    QTest::newRow("selection") << 1 << true;
+    QTest::newRow("frame") << 2 << false;
+    QTest::newRow("list") << 4 << false;
+    QTest::newRow("selection and list") << 5 << true;
+}
+
+void TestPolyArea::followsSelectionChangesOnly()
+{
+    QFETCH(int, flags);
+    QFETCH(bool, follows);
+    TestProject project(2);
+    TrackedObject *object = project.addObject();
+    annotate(object, 0, square);
+    QGraphicsScene scene;
+    auto *item = new PolyAreaGraphicsItem(&scene, object->keyFrames.at(0));
+    object->color = QColor(1, 2, 3);
+    project->currentObjectId = -1;
+    emit
+    project->hasChanged(flags);
+    QCOMPARE(item->pen().color() == QColor(1, 2, 3), follows);
+    QCOMPARE(item->zValue(), follows ? 0.0 : 1.0);
+    QCOMPARE(visibleHandles(item), follows ? 0 : 4);
+}
+
+void TestPolyArea::aHandleHasItsPlaceSizeAndColour()
+{
+    QGraphicsScene scene;
+    auto *handle = new PolyPointGraphicsItem(&scene, QPointF(12.5, 7.25));
+    QCOMPARE(handle->radius, 3);
+    QCOMPARE(handle->offset, QPointF(0, 0));
+    QCOMPARE(handle->point, QPointF(12.5, 7.25));
+    QCOMPARE(handle->rect(), QRectF(-1.414 * 3, -1.414 * 3, 2.824 * 3, 2.824 * 3));
+    QCOMPARE(handle->brush(), QBrush(Qt::green, Qt::SolidPattern));
+    QCOMPARE(handle->pen(), QGraphicsEllipseItem().pen());
+    QVERIFY(handle->flags().testFlag(QGraphicsItem::ItemIsMovable));
+    QVERIFY(handle->flags().testFlag(QGraphicsItem::ItemIgnoresTransformations));
+    QCOMPARE(handle->pos(), QPointF(0, 0));
+    QCOMPARE(handle->scenePos(), QPointF(12.5, 7.25));
+
+    const auto *anchor = qgraphicsitem_cast<QGraphicsRectItem *>(handle->parentItem());
+    QVERIFY(anchor);
+    QCOMPARE(anchor->rect(), QRectF());
+    QCOMPARE(anchor->pos(), QPointF(12.5, 7.25));
+    QCOMPARE(anchor->zValue(), 2.0);
+    QVERIFY(!anchor->parentItem());
+    QCOMPARE(anchor->scene(), &scene);
+}
+
+void TestPolyArea::aHandleKeepsItsSizeOnTheScreen()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    const PolyPointGraphicsItem *handle = stage.itemOf(object)->polyPoints.first();
+    for (const double scale : {0.5, 1.0, 4.0}) {
+        stage.view()->setTransform(QTransform::fromScale(scale, scale));
+        const QRectF onScreen =
+            handle->deviceTransform(stage.view()->viewportTransform()).mapRect(handle->rect());
+        QVERIFY(qAbs(onScreen.width() - 2.824 * 3) < 1e-6);
+        QVERIFY(qAbs(onScreen.height() - 2.824 * 3) < 1e-6);
+    }
+}
+
+void TestPolyArea::handlesLieAboveAllPolygons()
+{
+    Stage stage;
+    const TrackedObject *below = stage.addObject(square);
+    stage.addObject(square);
+    g_state->setCurrentObject(below->id);
+    // Inside both polygons, beside the vertex: the handle, the two polygons and the image.
+    const QList<QGraphicsItem *> items = stage.view()->items(stage.at(QPointF(102, 102)));
+    QCOMPARE(items.size(), 4);
+    QCOMPARE(items.first(), static_cast<QGraphicsItem *>(stage.itemOf(below)->polyPoints.first()));
+    for (const PolyPointGraphicsItem *handle : stage.itemOf(below)->polyPoints)
+        QVERIFY(handle->parentItem()->zValue() > stage.itemOf(below)->zValue());
+}
+
+void TestPolyArea::draggingAVertexMovesIt()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    for (int i = 0; i < square.size(); ++i) {
+        QPolygonF expected = object->keyFrames.at(0)->polygon;
+        const QPointF start = expected.at(i);
+        const QPointF end = start + QPointF(7 * i - 12, 9);
+        stage.drag({start, start + QPointF(1, -1), start + QPointF(30, 20), end});
+        expected[i] = end;
+        QCOMPARE(object->keyFrames.at(0)->polygon, expected);
+        QCOMPARE(stage.itemOf(object)->polygon(), expected);
+        QCOMPARE(handlePoints(stage.itemOf(object)), expected);
+        for (const PolyPointGraphicsItem *handle : stage.itemOf(object)->polyPoints) {
+            QCOMPARE(handle->scenePos(), handle->point);
+            QCOMPARE(handle->offset, QPointF(0, 0));
+        }
+    }
+}
+
+void TestPolyArea::draggingAVertexLeavesTheKeyFrameAloneUntilItsEnd()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    KeyFrame *keyFrame = object->keyFrames.at(0);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    PolyPointGraphicsItem *handle = item->polyPoints.at(2); // (160,140)
+    const QSignalSpy changes(keyFrame, &KeyFrame::hasChanged);
+    const QSignalSpy moving(handle, &PolyPointGraphicsItem::moving);
+    const QSignalSpy moved(handle, &PolyPointGraphicsItem::moved);
+
+    stage.press(QPointF(160, 140));
+    QCOMPARE(moving.size(), 0);
+    stage.move(QPointF(170, 150));
+    stage.move(QPointF(175, 145));
+    QPolygonF drawn = square;
+    drawn[2] = QPointF(175, 145);
+    QCOMPARE(item->polygon(), drawn);
+    QCOMPARE(handle->offset, QPointF(15, 5));
+    QCOMPARE(handle->point, QPointF(160, 140));
+    QCOMPARE(handle->scenePos(), QPointF(175, 145));
+    QCOMPARE(moving.size(), 2);
+    QCOMPARE(moved.size(), 0);
+    QCOMPARE(keyFrame->polygon, square);
+    QCOMPARE(keyFrame->type, KeyFrame::Automatic);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(item->polyPoints.at(2), handle);
+
+    stage.release(QPointF(175, 145));
+    QCOMPARE(moved.size(), 1);
+    QCOMPARE(keyFrame->polygon, drawn);
+    QCOMPARE(keyFrame->type, KeyFrame::Visible);
+    QCOMPARE(flagsOf(changes), QList<int>({1, 2}));
+    QVERIFY(!item->polyPoints.contains(handle));
+}
+
+void TestPolyArea::draggingAVertexStopsAtTheFrame_data()
+{
+    QTest::addColumn<QPointF>("mouse");
+    QTest::addColumn<QPointF>("stored");
+    QTest::newRow("left") << QPointF(-9, 50) << QPointF(0, 50);
+    QTest::newRow("right") << QPointF(328, 50) << QPointF(320, 50);
+    QTest::newRow("above") << QPointF(50, -9) << QPointF(50, 0);
+    QTest::newRow("below") << QPointF(50, 248) << QPointF(50, 240);
+    QTest::newRow("corner") << QPointF(328, 248) << QPointF(320, 240);
+}
+
+void TestPolyArea::draggingAVertexStopsAtTheFrame()
+{
+    QFETCH(QPointF, mouse);
+    QFETCH(QPointF, stored);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    stage.press(square.at(1));
+    stage.move(mouse);
+    QCOMPARE(stage.itemOf(object)->polyPoints.at(1)->scenePos(), stored);
+    QCOMPARE(stage.itemOf(object)->polygon().at(1), stored);
+    stage.release(mouse);
+    QPolygonF expected = square;
+    expected[1] = stored;
+    QCOMPARE(object->keyFrames.at(0)->polygon, expected);
+}
+
+void TestPolyArea::draggingAVertexIsLimitedByWidthAndHeight()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    stage.frameItem()->setPos(40, 30);
+    stage.view()->setSceneRect(0, 0, 380, 300);
+    stage.press(square.at(2));
+    stage.move(QPointF(350, 260)); // inside the image as it lies now
+    QCOMPARE(stage.itemOf(object)->polyPoints.at(2)->scenePos(), QPointF(320, 240));
+    stage.move(QPointF(20, 10));
+    QCOMPARE(stage.itemOf(object)->polyPoints.at(2)->scenePos(), QPointF(40, 30));
+    stage.release(QPointF(20, 10));
+    QCOMPARE(object->keyFrames.at(0)->polygon.at(2), QPointF(40, 30));
+}
+
+void TestPolyArea::draggingAVertexMakesAutomaticVisible_data()
+{
+    addTypeRows();
+}
+
+void TestPolyArea::draggingAVertexMakesAutomaticVisible()
+{
+    QFETCH(KeyFrame::Type, before);
+    QFETCH(KeyFrame::Type, after);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, before);
+    stage.drag({square.at(0), QPointF(90, 95)});
+    QCOMPARE(object->keyFrames.at(0)->polygon.at(0), QPointF(90, 95));
+    QCOMPARE(object->keyFrames.at(0)->type, after);
+}
+
+void TestPolyArea::aClickOnAHandleStoresTheSameOutline()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.drag({square.at(0), square.at(0)});
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+    QCOMPARE(flagsOf(changes), QList<int>({1, 2}));
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Visible);
+}
+
+void TestPolyArea::otherButtonsDoNotDragAVertex_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::newRow("right") << Qt::RightButton;
+    QTest::newRow("middle") << Qt::MiddleButton;
+}
+
+void TestPolyArea::otherButtonsDoNotDragAVertex()
+{
+    QFETCH(Qt::MouseButton, button);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.drag({square.at(0), QPointF(50, 60), QPointF(20, 30)}, Qt::NoModifier, button);
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+    QCOMPARE(stage.itemOf(object)->polygon(), square);
+    QCOMPARE(stage.itemOf(object)->pos(), QPointF(0, 0));
+    QCOMPARE(changes.size(), 0);
+}
+
+void TestPolyArea::draggingInAScaledViewFollowsTheMouse()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    for (const double scale : {0.8, 1.25}) {
+        stage.view()->setTransform(QTransform::fromScale(scale, scale));
+        object->keyFrames.at(0)->setNewPolygon(square);
+        const QPoint start = stage.at(square.at(2));
+        const QPoint end = start + QPoint(13, -6);
+        MouseDriver::drag(stage.viewport(), {start, start + QPoint(4, 4), end});
+        const QPointF expected = stage.view()->mapToScene(end);
+        const QPointF stored = object->keyFrames.at(0)->polygon.at(2);
+        QVERIFY(QLineF(stored, expected).length() < 1e-6);
+    }
+}
+
+void TestPolyArea::pressingSetsTheBoundsOfTheDrag_data()
+{
+    QTest::addColumn<QPointF>("framePos");
+    QTest::addColumn<QRectF>("bounds");
+    // The mouse is 30 right of and 20 below the polygon's top left, 30 left of and 20 above its bottom right.
+    QTest::newRow("frame at the origin") << QPointF(0, 0) << QRectF(QPointF(30, 20), QPointF(290, 220));
+    QTest::newRow("frame elsewhere") << QPointF(50, 25) << QRectF(QPointF(30, 20), QPointF(340, 245));
+}
+
+void TestPolyArea::pressingSetsTheBoundsOfTheDrag()
+{
+    QFETCH(QPointF, framePos);
+    QFETCH(QRectF, bounds);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    PolyAreaGraphicsItem *item = stage.itemOf(object);
+    stage.frameItem()->setPos(framePos);
+    item->dragOffset = QPointF(3, 4);
+    stage.press(inSquare);
+    QCOMPARE(item->dragBounds, bounds);
+    QCOMPARE(item->dragOffset, QPointF(0, 0));
+    stage.release(inSquare);
+}
+
+void TestPolyArea::draggingThePolygonMovesItAtTheEnd()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    KeyFrame *keyFrame = object->keyFrames.at(0);
+    PolyAreaGraphicsItem *item = stage.itemOf(object);
+    const QList<PolyPointGraphicsItem *> handles = item->polyPoints;
+    const QSignalSpy changes(keyFrame, &KeyFrame::hasChanged);
+
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(10, 5));
+    stage.move(inSquare + QPointF(-20, 30));
+    QCOMPARE(item->dragOffset, QPointF(-20, 30));
+    QCOMPARE(item->pos(), QPointF(-20, 30));
+    QCOMPARE(item->polyPoints, handles);
+    for (int i = 0; i < handles.size(); ++i)
+        QCOMPARE(handles.at(i)->scenePos(), square.at(i) + QPointF(-20, 30));
+    QCOMPARE(keyFrame->polygon, square);
+    QCOMPARE(changes.size(), 0);
+
+    stage.release(inSquare + QPointF(-20, 30));
+    const QPolygonF expected = square.translated(-20, 30);
+    QCOMPARE(sorted(keyFrame->polygon), sorted(expected));
+    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(keyFrame->type, KeyFrame::Visible);
+    QCOMPARE(item->dragOffset, QPointF(0, 0));
+    QCOMPARE(item->pos(), QPointF(0, 0));
+    QCOMPARE(item->polygon(), keyFrame->polygon);
+    QCOMPARE(handlePoints(item), keyFrame->polygon);
+
+    // A second drag starts from there.
+    stage.drag({inSquare + QPointF(-20, 30), inSquare, inSquare + QPointF(1, 2)});
+    QCOMPARE(sorted(keyFrame->polygon), sorted(square.translated(1, 2)));
+}
+
+void TestPolyArea::draggingThePolygonStopsAtTheFrame_data()
+{
+    QTest::addColumn<QPointF>("way");
+    QTest::addColumn<QPointF>("moved");
+    QTest::newRow("left") << QPointF(-138, 3) << QPointF(-100, 3);
+    QTest::newRow("right") << QPointF(197, 3) << QPointF(160, 3);
+    QTest::newRow("up") << QPointF(3, -128) << QPointF(3, -100);
+    QTest::newRow("down") << QPointF(3, 126) << QPointF(3, 100);
+    QTest::newRow("down and right") << QPointF(197, 126) << QPointF(160, 100);
+    QTest::newRow("within the frame") << QPointF(90, 70) << QPointF(90, 70);
+}
+
+void TestPolyArea::draggingThePolygonStopsAtTheFrame()
+{
+    QFETCH(QPointF, way);
+    QFETCH(QPointF, moved);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    stage.press(inSquare);
+    stage.move(inSquare + way / 2);
+    stage.move(inSquare + way);
+    QCOMPARE(stage.itemOf(object)->dragOffset, moved);
+    stage.release(inSquare + way);
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(moved)));
+}
+
+void TestPolyArea::draggingThePolygonIgnoresTheFramesOwnLeftAndTop()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    stage.frameItem()->setPos(40, 30);
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(-135, -125));
+    QCOMPARE(stage.itemOf(object)->dragOffset, QPointF(-100, -100)); // to the origin
+    stage.move(inSquare + QPointF(260, 170));
+    QCOMPARE(stage.itemOf(object)->dragOffset, QPointF(200, 130)); // to the right and bottom edge
+    stage.move(inSquare);
+    stage.release(inSquare);
+}
+
+void TestPolyArea::theMouseComingBackTakesThePolygonAlongAtOnce()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    stage.press(inSquare);
+    stage.move(QPointF(400, 120)); // far past the limit at 290
+    stage.move(QPointF(300, 120));
+    QCOMPARE(stage.itemOf(object)->dragOffset, QPointF(160, 0));
+    stage.move(QPointF(280, 120));
+    QCOMPARE(stage.itemOf(object)->dragOffset, QPointF(150, 0));
+    stage.release(QPointF(280, 120));
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(150, 0)));
+}
+
+void TestPolyArea::draggingThePolygonMakesAutomaticVisible_data()
+{
+    addTypeRows();
+}
+
+void TestPolyArea::draggingThePolygonMakesAutomaticVisible()
+{
+    QFETCH(KeyFrame::Type, before);
+    QFETCH(KeyFrame::Type, after);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, before);
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(4, 5));
+    QCOMPARE(object->keyFrames.at(0)->type, before);
+    stage.release(inSquare + QPointF(4, 5));
+    QCOMPARE(object->keyFrames.at(0)->type, after);
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(4, 5)));
+}
+
+void TestPolyArea::otherObjectsPolygonsCannotBeDragged()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const TrackedObject *current = stage.addObject(another);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(20, 20));
+    QCOMPARE(stage.itemOf(object)->pos(), QPointF(0, 0));
+    QCOMPARE(stage.itemOf(object)->dragOffset, QPointF(0, 0));
+    stage.release(inSquare + QPointF(20, 20));
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+    QCOMPARE(current->keyFrames.at(0)->polygon, another);
+    QVERIFY(current->isCurrent());
+}
+
+void TestPolyArea::losingTheSelectionDuringADragDropsIt()
+{
+    Stage stage;
+    const TrackedObject *other = stage.addObject(another);
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    PolyAreaGraphicsItem *item = stage.itemOf(object);
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(20, 20));
+    g_state->setCurrentObject(other->id);
+    stage.move(inSquare + QPointF(40, 40));
+    QCOMPARE(item->dragOffset, QPointF(20, 20));
+    stage.release(inSquare + QPointF(40, 40));
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Automatic);
+    QCOMPARE(item->dragOffset, QPointF(0, 0));
+    QCOMPARE(item->pos(), QPointF(0, 0));
+}
+
+void TestPolyArea::otherButtonsDoNotDragThePolygon_data()
+{
+    otherButtonsDoNotDragAVertex_data();
+}
+
+void TestPolyArea::otherButtonsDoNotDragThePolygon()
+{
+    QFETCH(Qt::MouseButton, button);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.drag({inSquare, inSquare + QPointF(10, 10), inSquare + QPointF(30, 10)}, Qt::NoModifier, button);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(stage.itemOf(object)->pos(), QPointF(0, 0));
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+}
+
+void TestPolyArea::aPlainClickDoesNothing()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const TrackedObject *current = stage.addObject(another, KeyFrame::Automatic);
+    const QSignalSpy stateChanges(g_state, &DataState::hasChanged);
+    for (const TrackedObject *clicked : {object, current}) {
+        const QSignalSpy changes(clicked->keyFrames.at(0), &KeyFrame::hasChanged);
+        const QPointF inside = clicked == object ? inSquare : QPointF(220, 140);
+        stage.drag({inside, inside});
+        QCOMPARE(changes.size(), 0);
+        QCOMPARE(clicked->keyFrames.at(0)->type, KeyFrame::Automatic);
+    }
+    stage.drag({inSquare, inSquare}, Qt::ShiftModifier);
+    QCOMPARE(stateChanges.size(), 0);
+    QVERIFY(current->isCurrent());
+}
+
+void TestPolyArea::ctrlClickMakesTheObjectCurrent()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const TrackedObject *before = stage.addObject(another);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.drag({inSquare, inSquare}, Qt::ControlModifier);
+    QCOMPARE(g_state->currentObjectId, object->id);
+    QCOMPARE(stage.itemOf(object)->zValue(), 1.0);
+    QCOMPARE(visibleHandles(stage.itemOf(object)), 4);
+    QCOMPARE(stage.itemOf(before)->zValue(), 0.0);
+    QCOMPARE(visibleHandles(stage.itemOf(before)), 0);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Automatic);
+    // It can be dragged now.
+    stage.drag({inSquare, inSquare + QPointF(9, 9)});
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(9, 9)));
+}
+
+void TestPolyArea::ctrlDragMovesAndSelectsNothing()
+{
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    const QSignalSpy stateChanges(g_state, &DataState::hasChanged);
+    stage.drag({inSquare, inSquare + QPointF(9, 9)}, Qt::ControlModifier);
+    QCOMPARE(stateChanges.size(), 0);
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(9, 9)));
+}
+
+void TestPolyArea::theSmallestMovementCounts_data()
+{
+    QTest::addColumn<QPointF>("offset");
+    QTest::addColumn<bool>("moves");
+    QTest::newRow("none") << QPointF(0, 0) << false;
+    QTest::newRow("at the tolerance") << QPointF(1e-12, -1e-12) << false;
+    QTest::newRow("to the right") << QPointF(1.5e-12, 0) << true;
+    QTest::newRow("up") << QPointF(0, -1.5e-12) << true;
+}
+
+void TestPolyArea::theSmallestMovementCounts()
+{
+    QFETCH(QPointF, offset);
+    QFETCH(bool, moves);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    const QSignalSpy selections(g_state, &DataState::hasChanged);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.press(inSquare, Qt::ControlModifier);
+    stage.itemOf(object)->dragOffset = offset;
+    stage.release(inSquare, Qt::ControlModifier);
+    QCOMPARE(flagsOf(selections), moves ? QList<int>() : QList<int>({1}));
+    QCOMPARE(flagsOf(changes), moves ? QList<int>({1}) : QList<int>());
+}
+
+void TestPolyArea::movePolygonMovesTheKeyFrameAndResetsNothing_data()
+{
+    addTypeRows();
+}
+
+void TestPolyArea::movePolygonMovesTheKeyFrameAndResetsNothing()
+{
+    QFETCH(KeyFrame::Type, before);
+    QFETCH(KeyFrame::Type, after);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, before);
+    PolyAreaGraphicsItem *item = stage.itemOf(object);
+    item->dragOffset = QPointF(11, -7);
+    item->setPos(2, 3);
+    QVERIFY(QMetaObject::invokeMethod(item, "movePolygon"));
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(11, -7)));
+    QCOMPARE(object->keyFrames.at(0)->type, after);
+    QCOMPARE(item->dragOffset, QPointF(11, -7));
+    QCOMPARE(item->pos(), QPointF(2, 3));
+}
+
+void TestPolyArea::theDeclaredSignalsAreNeverEmitted()
+{
+    Stage stage;
+    const TrackedObject *other = stage.addObject(another);
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    PolyAreaGraphicsItem *item = stage.itemOf(object);
+    const QSignalSpy moved(item, &PolyAreaGraphicsItem::moved);
+    const QSignalSpy changed(item, &PolyAreaGraphicsItem::changed);
+    const QSignalSpy clicked(item, &PolyAreaGraphicsItem::clicked);
+    QVERIFY(moved.isValid() && changed.isValid() && clicked.isValid());
+    stage.drag({inSquare, inSquare + QPointF(10, 0)});
+    stage.drag({inSquare, inSquare}, Qt::ControlModifier);
+    stage.drag({QPointF(110, 100), QPointF(90, 90)});
+    item->movePolygon();
+    g_state->setCurrentObject(other->id);
+    stage.drag({inSquare, inSquare}, Qt::ControlModifier);
+    QVERIFY(object->isCurrent());
+    QVERIFY(object->keyFrames.at(0)->polygon.contains(QPointF(90, 90)));
+    QCOMPARE(moved.size() + changed.size() + clicked.size(), 0);
+}
+
+void TestPolyArea::theOutlineIsDrawnWhereTheVerticesAre()
+{
+    Stage stage;
+    TrackedObject *plain = stage.addObject(square);
+    TrackedObject *current = stage.addObject(another);
+    plain->color = QColor(250, 20, 20);
+    current->color = QColor(20, 20, 250);
+    stage.project().viewer()->reload(); // fits the frame into the view
+    const QImage image = stage.viewport()->grab().toImage();
+    QVERIFY(stage.view()->transform().m11() > 1.2);
+    const auto colorAt = [&](QPointF scenePoint) { return image.pixelColor(stage.at(scenePoint)); };
+    const auto isDrawn = [&](QPointF scenePoint, QColor color) {
+        const QPoint centre = stage.at(scenePoint);
+        for (int x = -1; x <= 1; ++x) {
+            for (int y = -1; y <= 1; ++y) {
+                if (ProjectWindow::similar(image.pixelColor(centre + QPoint(x, y)), color, 40))
+                    return true;
+            }
+        }
+        return false;
+    };
+    const QColor frameColor = ProjectWindow::frameColor(0);
+    for (int i = 0; i < 4; ++i) {
+        QVERIFY2(isDrawn(square.at(i), plain->color), "the outline of another object at a vertex");
+        QVERIFY2(ProjectWindow::similar(colorAt(another.at(i)), Qt::green), "the current object's handles");
+        QVERIFY(isDrawn((square.at(i) + square.at((i + 1) % 4)) / 2, plain->color));
+        QVERIFY(isDrawn((another.at(i) + another.at((i + 1) % 4)) / 2, current->color));
+    }
+    for (const QPointF &away : {inSquare, QPointF(220, 140), QPointF(90, 120), QPointF(180, 150),
+                                QPointF(10, 10), QPointF(310, 230), QPointF(225, 180)})
+        QVERIFY2(ProjectWindow::similar(colorAt(away), frameColor), "the frame itself");
+}
+
+QTEST_MAIN(TestPolyArea)
+#include "tst_polyarea.moc"
