@@ -16,6 +16,5 @@ FrameSpan::FrameSpan(TrackedObject *owner, FrameSpan::Type spanType, int first, 
 void FrameSpan::setType(FrameSpan::Type newType)
 {
     type = newType;
-    emit
-    hasChanged(TypeChanged);
+    emit hasChanged(TypeChanged);
 }

@@ -25,13 +25,11 @@ void KeyFrame::setNewPolygon(QPolygonF newPolygon)
         const std::lock_guard<std::mutex> lock(m_polygonMutex);
         polygon = newPolygon;
     }
-    emit
-    hasChanged(PolygonChanged);
+    emit hasChanged(PolygonChanged);
 }
 
 void KeyFrame::setType(KeyFrame::Type newType)
 {
     type = newType;
-    emit
-    hasChanged(TypeChanged);
+    emit hasChanged(TypeChanged);
 }

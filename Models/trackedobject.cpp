@@ -4,6 +4,8 @@
 
 #include "core/datastate.h"
 
+#include <limits>
+
 qint32 TrackedObject::newID = 0;
 
 bool TrackedObject::TrackedObjectLess::operator()(const TrackedObject *a, const TrackedObject *b) const
@@ -13,9 +15,11 @@ bool TrackedObject::TrackedObjectLess::operator()(const TrackedObject *a, const 
 
 TrackedObject::TrackedObject(QObject *parent)
     : QObject(parent)
-    , id(newID++)
+    , id(newID)
 {
-    name = QStringLiteral("new object %1").arg(id + 1);
+    if (newID < std::numeric_limits<qint32>::max())
+        ++newID;
+    name = QStringLiteral("new object %1").arg(qint64(id) + 1);
     const VideoContainer *video = state()->video;
     const int frameCount = video ? video->frameCount : 0;
     keyFrames.reserve(frameCount);
@@ -23,7 +27,9 @@ TrackedObject::TrackedObject(QObject *parent)
     auto *wholeVideo = new FrameSpan(this, FrameSpan::Hidden, 0, frameCount - 1);
     for (int frame = 0; frame < frameCount; ++frame) {
         auto *keyFrame = new KeyFrame(this, frame, KeyFrame::None);
-        connect(keyFrame, &KeyFrame::hasChanged, this, &TrackedObject::keyFrameChanged);
+        // Not to the slot: its sender() searches all connections of this object.
+        connect(keyFrame, &KeyFrame::hasChanged, this,
+                [this, keyFrame](int flags) { handleKeyFrameChange(*keyFrame, flags); });
         keyFrames.append(keyFrame);
         frameSpans.append(wholeVideo);
     }
@@ -34,8 +40,7 @@ TrackedObject::TrackedObject(QObject *parent)
 void TrackedObject::changeName(QString newName)
 {
     name = newName;
-    emit
-    hasChanged(NameChanged);
+    emit hasChanged(NameChanged);
 }
 
 KeyFrame *TrackedObject::getCurrentKeyFrame() const
@@ -81,16 +86,21 @@ bool TrackedObject::isCurrent() const
 
 void TrackedObject::keyFrameChanged(int flags)
 {
-    const auto *keyFrame = qobject_cast<KeyFrame *>(sender());
-    if (!keyFrame || !(flags & KeyFrame::TypeChanged))
+    if (const auto *keyFrame = qobject_cast<KeyFrame *>(sender()))
+        handleKeyFrameChange(*keyFrame, flags);
+}
+
+void TrackedObject::handleKeyFrameChange(const KeyFrame &keyFrame, int flags)
+{
+    if (!(flags & KeyFrame::TypeChanged))
         return;
-    switch (keyFrame->type) {
+    switch (keyFrame.type) {
     case KeyFrame::Visible:
     case KeyFrame::Occluded:
-        userKeyFrameSet(keyFrame->frame);
+        userKeyFrameSet(keyFrame.frame);
         break;
     case KeyFrame::None:
-        keyFrameRemoved(keyFrame->frame);
+        keyFrameRemoved(keyFrame.frame);
         break;
     case KeyFrame::Automatic: // automatic polygons never change the spans
         break;
@@ -138,8 +148,7 @@ void TrackedObject::userKeyFrameSet(int frame)
         clearBetween(frameSpans.at(frame - 1)->start, frame);
     if (hasRight)
         clearBetween(frame, frameSpans.at(frame)->end);
-    emit
-    hasChanged(SpansChanged);
+    emit hasChanged(SpansChanged);
 }
 
 // before   [a -------- f][f ------ b]
@@ -159,8 +168,7 @@ void TrackedObject::keyFrameRemoved(int frame)
     if (frame == keyFrames.size() - 1 || keyFrames.at(span->end)->type == KeyFrame::None)
         span->setType(FrameSpan::Hidden);
     clearBetween(span->start, span->end);
-    emit
-    hasChanged(SpansChanged);
+    emit hasChanged(SpansChanged);
 }
 
 void TrackedObject::splitSpanAt(int frame)

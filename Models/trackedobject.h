@@ -79,6 +79,7 @@ signals:
 
 private:
     DataState *state() const;
+    void handleKeyFrameChange(const KeyFrame &keyFrame, int flags);
     bool isEdge(int frame) const;
     bool isBoundary(int frame) const;
     bool isUserKeyFrame(int frame) const;

@@ -90,10 +90,10 @@ void VideoContainer::videoToFrames(int &chunkEnd)
     // starts with a repeat of the frame before it.
     capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);
     bool writable = true;
+    cv::Mat image;
     for (int frame = start; frame < chunkEnd; ++frame) {
         if (m_cancel.load(std::memory_order_relaxed))
             break;
-        cv::Mat image;
         capture.read(image);
         if (image.rows == 0 || image.cols == 0)
             continue;

@@ -30,8 +30,7 @@ void DataState::setFrame(int frame)
     if (!videoLoaded || frame < 0 || frame >= video->frameCount || frame == currentFrame)
         return;
     currentFrame = frame;
-    emit
-    hasChanged(FrameChanged);
+    emit hasChanged(FrameChanged);
 }
 
 void DataState::nextFrame()
@@ -39,8 +38,7 @@ void DataState::nextFrame()
     if (!video || currentFrame >= video->frameCount - 1)
         return;
     ++currentFrame;
-    emit
-    hasChanged(FrameChanged);
+    emit hasChanged(FrameChanged);
 }
 
 void DataState::prevFrame()
@@ -48,8 +46,7 @@ void DataState::prevFrame()
     if (currentFrame < 1)
         return;
     --currentFrame;
-    emit
-    hasChanged(FrameChanged);
+    emit hasChanged(FrameChanged);
 }
 
 void DataState::addObject()
@@ -57,8 +54,7 @@ void DataState::addObject()
     auto *object = new TrackedObject(this);
     objects.append(object);
     currentObjectId = object->id;
-    emit
-    hasChanged(ObjectListChanged | ObjectSelectionChanged);
+    emit hasChanged(ObjectListChanged | ObjectSelectionChanged);
 }
 
 TrackedObject *DataState::getCurrentObject()
@@ -69,8 +65,7 @@ TrackedObject *DataState::getCurrentObject()
 void DataState::setCurrentObject(int id)
 {
     currentObjectId = id;
-    emit
-    hasChanged(ObjectSelectionChanged);
+    emit hasChanged(ObjectSelectionChanged);
 }
 
 TrackedObject *DataState::getObjectById(int id)
@@ -97,8 +92,7 @@ void DataState::deleteObject(int id)
         currentObjectId = objects.at(skipFirst ? 1 : 0)->id;
     }
     const bool selectionChanged = wasCurrent || objects.isEmpty();
-    emit
-    hasChanged(selectionChanged ? ObjectListChanged | ObjectSelectionChanged : ObjectListChanged);
+    emit hasChanged(selectionChanged ? ObjectListChanged | ObjectSelectionChanged : ObjectListChanged);
 }
 
 QList<TrackedObject *> DataState::getZOrderSortedList(int frame)

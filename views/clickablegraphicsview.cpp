@@ -31,15 +31,13 @@ void ClickableGraphicsView::mousePressEvent(QMouseEvent *event)
 void ClickableGraphicsView::mouseMoveEvent(QMouseEvent *event)
 {
     if (pressed)
-        emit
-    clicked(rounded(event->localPos()));
+        emit clicked(rounded(event->localPos()));
 }
 
 void ClickableGraphicsView::mouseReleaseEvent(QMouseEvent *event)
 {
     pressed = false;
-    emit
-    clicked(rounded(event->localPos()));
+    emit clicked(rounded(event->localPos()));
     QGraphicsView::mouseReleaseEvent(event);
 }
 

@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QGridLayout>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QSlider>
 #include <QSpinBox>
 
@@ -157,8 +158,12 @@ void FrameNav::reload()
     // The value before the maximum: beyond the old maximum it is cut to that one until the next reload.
     spinBox->setValue(g_state->currentFrame + 1);
     spinBox->setMaximum(frameCount);
-    slider->setMinimum(1);
-    slider->setMaximum(frameCount);
+    {
+        // The old value may lie outside the new range; cutting it off must not change the frame.
+        const QSignalBlocker blocker(slider);
+        slider->setMinimum(1);
+        slider->setMaximum(frameCount);
+    }
     slider->setValue(g_state->currentFrame + 1);
 }
 

@@ -86,8 +86,7 @@ void switchOrder(TrackedObject *object, TrackedObject *other, int firstFrame)
 {
     for (int frame = firstFrame; frame < object->keyFrames.size(); ++frame)
         std::swap(object->keyFrames.at(frame)->zOrder, other->keyFrames.at(frame)->zOrder);
-    emit
-    object->hasChanged(TrackedObject::ZOrderChanged);
+    emit object->hasChanged(TrackedObject::ZOrderChanged);
 }
 
 } // namespace
@@ -127,6 +126,12 @@ void KeyFrameGraphicsItem::loadStyle()
     }
     setRect(cornerFactor * radius, cornerFactor * radius, sizeFactor * radius, sizeFactor * radius);
     setVisible(keyFrame->type != KeyFrame::None);
+}
+
+QRectF KeyFrameGraphicsItem::boundingRect() const
+{
+    constexpr double penMargin = 1.0; // pixels
+    return rect().adjusted(-penMargin, -penMargin, penMargin, penMargin);
 }
 
 void KeyFrameGraphicsItem::reload()

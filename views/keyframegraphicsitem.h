@@ -19,6 +19,9 @@ public:
     /// Not owned.
     KeyFrame *keyFrame;
 
+    /// Without the base class's stroking of the outline, which is slow for the many items of a long video.
+    QRectF boundingRect() const override;
+
     /// Sets pen, brush, size and visibility after the key frame's type.
     void loadStyle();
 

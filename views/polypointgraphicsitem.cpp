@@ -57,14 +57,12 @@ void PolyPointGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
     const QPointF delta = target - scenePos();
     offset += delta;
     setPos(pos() + delta);
-    emit
-    moving();
+    emit moving();
 }
 
 void PolyPointGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
 {
     point += offset; // the drag is over; this handle is replaced as soon as the outline is taken over
     QGraphicsEllipseItem::mouseReleaseEvent(event);
-    emit
-    moved();
+    emit moved();
 }

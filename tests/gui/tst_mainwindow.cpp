@@ -167,6 +167,8 @@ private slots:
     void debugActionReducesTheCurrentKeyFrame();
     void everyActionSurvivesANullCurrentObject_data();
     void everyActionSurvivesANullCurrentObject();
+    void endingTheProgramWhileATextIsEdited_data();
+    void endingTheProgramWhileATextIsEdited();
 
 private:
     /// Two objects on six frames; the second one is current.
@@ -943,6 +945,38 @@ void TestMainWindow::everyActionSurvivesANullCurrentObject()
     // Drawing, with nobody to draw for.
     m_program->doubleClickFrame(QPointF(5, 5));
     QVERIFY(projectBytes() == before);
+}
+
+void TestMainWindow::endingTheProgramWhileATextIsEdited_data()
+{
+    QTest::addColumn<bool>("nameEdit");
+    QTest::addColumn<bool>("closed");
+    QTest::newRow("frame number, window closed") << false << true;
+    QTest::newRow("frame number, window still open") << false << false;
+    QTest::newRow("name, window closed") << true << true;
+    QTest::newRow("name, window still open") << true << false;
+}
+
+void TestMainWindow::endingTheProgramWhileATextIsEdited()
+{
+    QFETCH(bool, nameEdit);
+    QFETCH(bool, closed);
+    startProjectWithTwoObjects();
+    QWidget *field = (*m_program)->frameNav()->spinBox;
+    if (nameEdit) {
+        firstLabel()->toggleEdit();
+        field = firstLabel()->nameEdit;
+    }
+    field->setFocus();
+    QVERIFY(field->hasFocus());
+    QTest::keyClicks(field, "3");
+    LogCapture log;
+    if (closed)
+        (*m_program)->close();
+    // The text is finished while the window goes away, after the project state.
+    m_program.reset();
+    QVERIFY(!g_state);
+    QCOMPARE(log.warnings(), QStringList());
 }
 
 QTEST_MAIN(TestMainWindow)

@@ -200,8 +200,8 @@ private slots:
     void flippedBits();
     void randomDamage();
     void randomBytes();
-    void hugeCountsOfALongVideo_data();
-    void hugeCountsOfALongVideo();
+    void hugeObjectCounts_data();
+    void hugeObjectCounts();
     void aHalfReadObjectIsStillWhole();
     void objectsCanBeAddedAfterTheGreatestNextId();
 };
@@ -285,22 +285,27 @@ void TestProjectFileDamage::randomBytes()
     QCOMPARE(reader.files, 2000);
 }
 
-void TestProjectFileDamage::hugeCountsOfALongVideo_data()
+void TestProjectFileDamage::hugeObjectCounts_data()
 {
+    QTest::addColumn<int>("frames");
     QTest::addColumn<int>("objects");
-    QTest::newRow("a thousand") << 1000;
-    QTest::newRow("a hundred thousand") << 100000;
-    QTest::newRow("the greatest number") << 0x7fffffff;
+    // Every object costs one key frame per frame of the video, whatever the file holds.
+    QTest::newRow("a thousand in a long video") << 20000 << 1000;
+    QTest::newRow("a hundred thousand in a long video") << 20000 << 100000;
+    QTest::newRow("the greatest number in a long video") << 20000 << 0x7fffffff;
+    // On a single frame, objects made of nothing but zeros would be sound.
+    QTest::newRow("a hundred thousand on one frame") << 1 << 100000;
+    QTest::newRow("the greatest number on one frame") << 1 << 0x7fffffff;
 }
 
-void TestProjectFileDamage::hugeCountsOfALongVideo()
+void TestProjectFileDamage::hugeObjectCounts()
 {
-    // Every object costs one key frame per frame of the video, whatever the file holds.
+    QFETCH(int, frames);
     QFETCH(int, objects);
-    constexpr int frames = 20000;
     ProjectImage image(frames);
     image.addObject(QStringLiteral("a"), 0);
     image.objectCount = objects;
+    image.nextId = 0; // what follows the first object reads as zeros too
     const QByteArray bytes = image.bytes();
     const long before = peakMemory();
     QElapsedTimer timer;

@@ -506,8 +506,7 @@ void TestTrackedObject::aPolygonChangeLeavesSpansAlone()
     SignalRecorder recorder;
     recorder.watch(object);
     key->setNewPolygon(outline);
-    emit
-    key->hasChanged(1 | 4);
+    emit key->hasChanged(1 | 4);
     QCOMPARE(recorder.log, QStringList({"key 50: 1", "key 50: 5"}));
     QCOMPARE(chainText(object), QStringLiteral("0-99 Hidden"));
     QCOMPARE(key->polygon, outline);
@@ -519,8 +518,7 @@ void TestTrackedObject::flagsAreTestedAsBits()
     TrackedObject *object = project.addObject();
     KeyFrame *key = object->keyFrames.at(50);
     key->type = KeyFrame::Visible;
-    emit
-    key->hasChanged(1 | 2);
+    emit key->hasChanged(1 | 2);
     QCOMPARE(chainText(object), QStringLiteral("0-50 Hidden, 50-99 Hidden"));
 }
 

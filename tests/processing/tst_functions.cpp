@@ -209,6 +209,8 @@ void TestFunctions::angleTurnsFromTheSecondVectorToTheFirst_data()
     QTest::newRow("eighth of a turn") << QPointF(5, 5) << QPointF(3, 0) << 45.0;
     QTest::newRow("zero vectors") << QPointF(0, 0) << QPointF(0, 0) << 0.0;
     QTest::newRow("zero vector points along x") << QPointF(0, 0) << QPointF(0, -1) << 90.0;
+    QTest::newRow("a hair below zero") << QPointF(1, -1e-20) << QPointF(1, 0) << 0.0;
+    QTest::newRow("the two signs of zero") << QPointF(-1, 0.0) << QPointF(-1, -0.0) << 0.0;
     QTest::newRow("infinite coordinate") << QPointF(0, infinite) << QPointF(1, 0) << 90.0;
     QTest::newRow("not a number") << QPointF(notANumber, 0) << QPointF(1, 0) << notANumber;
 }

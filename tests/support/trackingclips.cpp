@@ -141,9 +141,11 @@ TrackingClips::Clip TrackingClips::plainBlock()
 {
     Clip clip = blockClip([](int frame) {
         Pose pose;
-        pose.position = QPointF(120 + 4.0 * frame, 110 + 2.0 * frame);
+        pose.position = QPointF(50 + 3 * frame, 50 + frame);
         return pose;
     });
+    clip.size = QSize(160, 120);
+    clip.bodies.first().outline = blockOutline(60, 50);
     clip.bodies.first().textured = false;
     clip.textured = false;
     clip.noise = 6;

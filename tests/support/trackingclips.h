@@ -34,7 +34,7 @@ struct Body {
     std::function<Pose(int)> path;
     int seed = 1; ///< of the texture
     bool textured = true;
-    cv::Scalar color = cv::Scalar(40, 60, 220); ///< of a body without texture
+    cv::Scalar color = cv::Scalar(190, 220, 240); ///< of a body without texture
 
     /// True outline on `frame`, in frame pixels.
     QPolygonF outlineAt(int frame) const;
@@ -46,8 +46,8 @@ struct Clip {
     QVector<Body> bodies;
     int seed = 7; ///< of the background's texture
     bool textured = true;
-    cv::Scalar color = cv::Scalar(90, 160, 70); ///< of a background without texture
-    double noise = 0;                           ///< standard deviation of the grey levels, new on every frame
+    cv::Scalar color = cv::Scalar(60, 90, 50); ///< of a background without texture
+    double noise = 0;                          ///< standard deviation of the grey levels, new on every frame
 
     /// 8-bit BGR.
     cv::Mat render(int frame) const;
@@ -64,7 +64,7 @@ Clip blockClip(const std::function<Pose(int)> &path);
 Clip translation(int frames);
 /// From left to right on a bow, in whole pixels.
 Clip curve(int frames);
-/// A block of one colour before a background of another one.
+/// A small block of one colour, with some grain, before a background of another one.
 Clip plainBlock();
 
 /// Writes the images of all frames of `video` as high quality JPEG files.

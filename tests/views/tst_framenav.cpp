@@ -77,18 +77,18 @@ QString playingProblem(ProjectWindow &project)
     return QString();
 }
 
-/// Calls `act` once while playback runs, as soon as at least `frames` frame changes were shown. Playback that
+/// Calls `act` once while playback runs, as soon as frame `fromFrame` or a later one is shown. Playback that
 /// has not ended some seconds later is stopped.
 class WhilePlaying : public QObject
 {
 public:
-    WhilePlaying(FrameNav *nav, int frames, std::function<void()> act)
+    WhilePlaying(FrameNav *nav, int fromFrame, std::function<void()> act)
         : m_act(std::move(act))
     {
-        connect(&m_timer, &QTimer::timeout, this, [this, nav, frames] {
+        connect(&m_timer, &QTimer::timeout, this, [this, nav, fromFrame] {
             if (nav->paused)
                 return;
-            if (!acted && g_state->currentFrame >= frames) {
+            if (!acted && g_state->currentFrame >= fromFrame) {
                 acted = true;
                 m_act();
             } else if (m_age.hasExpired(5000)) {
@@ -273,8 +273,7 @@ void TestFrameNav::reloadsForFrameChangesOnly()
     QFETCH(bool, reloads);
     TestProject project(10);
     const FrameNav nav;
-    emit
-    project->hasChanged(flags);
+    emit project->hasChanged(flags);
     QCOMPARE(nav.isEnabled(), reloads);
     QCOMPARE(nav.spinBox->maximum(), reloads ? 10 : 99);
 }

@@ -313,8 +313,7 @@ void TestFrameViewer::reloadsForFrameAndListChangesOnly()
     QFETCH(bool, reloads);
     ProjectWindow project(2);
     const QPointer<QGraphicsWidget> item = witness(project.viewer()->scene);
-    emit
-    g_state->hasChanged(flags);
+    emit g_state->hasChanged(flags);
     QCOMPARE(item.isNull(), reloads);
 }
 

@@ -325,8 +325,7 @@ void TestPolyArea::followsPolygonChangesOnly()
     TrackedObject *object = stage.addObject(square);
     KeyFrame *keyFrame = object->keyFrames.at(0);
     keyFrame->polygon = another;
-    emit
-    keyFrame->hasChanged(flags);
+    emit keyFrame->hasChanged(flags);
     QCOMPARE(stage.itemOf(object)->polygon(), follows ? another : square);
     QCOMPARE(handlePoints(stage.itemOf(object)), follows ? another : square);
 }
@@ -353,8 +352,7 @@ void TestPolyArea::followsSelectionChangesOnly()
     auto *item = new PolyAreaGraphicsItem(&scene, object->keyFrames.at(0));
     object->color = QColor(1, 2, 3);
     project->currentObjectId = -1;
-    emit
-    project->hasChanged(flags);
+    emit project->hasChanged(flags);
     QCOMPARE(item->pen().color() == QColor(1, 2, 3), follows);
     QCOMPARE(item->zValue(), follows ? 0.0 : 1.0);
     QCOMPARE(visibleHandles(item), follows ? 0 : 4);

@@ -710,8 +710,7 @@ void TestTimeLine::reactsToListAndFrameChanges()
     const QPointer<QGraphicsWidget> item = witness(timeLine->bodyScene);
     g_state->objects.append(new TrackedObject(g_state)); // unannounced
     g_state->currentFrame = 2;
-    emit
-    g_state->hasChanged(flags);
+    emit g_state->hasChanged(flags);
     QCOMPARE(item.isNull(), reloads);
     QCOMPARE(timeLine->objectConnections.size(), reloads ? 2 : 1);
     QCOMPARE(labelsOf(timeLine).size(), reloads ? 2 : 1);
@@ -757,11 +756,9 @@ void TestTimeLine::connectToObjectsReplacesItsConnections()
         QVERIFY(!connection);
     QCOMPARE(timeLine->objectConnections.size(), 1);
     const QPointer<QGraphicsWidget> item = witness(timeLine->bodyScene);
-    emit
-    removed->hasChanged(1);
+    emit removed->hasChanged(1);
     QVERIFY(item);
-    emit
-    g_state->objects.first()->hasChanged(1);
+    emit g_state->objects.first()->hasChanged(1);
     QVERIFY(!item);
     g_state->objects.clear();
     timeLine->connectToObjects();
@@ -775,8 +772,7 @@ void TestTimeLine::anyObjectChangeReloads()
     TrackedObject *object = project.addObject();
     for (const int flags : {0, 1, 2, 4, 8}) {
         const QPointer<QGraphicsWidget> item = witness(project.timeLine()->bodyScene);
-        emit
-        object->hasChanged(flags);
+        emit object->hasChanged(flags);
         QVERIFY(!item);
     }
 }
@@ -977,12 +973,10 @@ void TestTimeLine::aLabelIsRedForTheCurrentObject()
     // Other changes do not bring the colour up to date.
     project->currentObjectId = b->id;
     for (const int flags : {0, 2, 4, 6}) {
-        emit
-        project->hasChanged(flags);
+        emit project->hasChanged(flags);
         QVERIFY(isSolidInAllGroups(&labelA, Qt::red));
     }
-    emit
-    project->hasChanged(5);
+    emit project->hasChanged(5);
     QVERIFY(isSolidInAllGroups(&labelA, Qt::white));
 }
 

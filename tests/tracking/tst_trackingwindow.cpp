@@ -1,0 +1,408 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "processing/aoitracking.h"
+#include "processing/imageprocess.h"
+#include "processing/morph.h"
+#include "tests/support/dialogdriver.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/mousedriver.h"
+#include "tests/support/projectwindow.h"
+#include "tests/support/trackingclips.h"
+#include "tests/tracking/plainsegmentation.h"
+#include "views/framegraphicsview.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QStatusBar>
+#include <QtTest>
+#include <QWindow>
+
+namespace
+{
+
+constexpr int frames = 13;
+const char interactiveDone[] = "Interactive AOI tracking complete.";
+const char automaticDone[] = "Automatic AOI tracking complete.";
+const char userRequired[] = "User interaction required!";
+
+/// The shown main window on a rendered clip with one object, which is the current one.
+class ClipWindow
+{
+public:
+    ClipWindow()
+        : project(frames)
+        , clip(TrackingClips::curve(frames))
+    {
+        TrackingClips::write(video(), clip);
+        object = project.addObject();
+        project.window().reload();
+        if (!project.show())
+            qFatal("the window does not get active");
+    }
+
+    const VideoContainer &video() const { return *g_state->video; }
+    KeyFrame *keyFrame(int frame) const { return object->keyFrames.at(frame); }
+    void annotateTruth(const QList<int> &keyFrames)
+    {
+        for (int frame : keyFrames)
+            annotate(object, frame, clip.truth(frame));
+        trigger(QStringLiteral("&morph"));
+    }
+    QList<QPolygonF> polygons() const
+    {
+        QList<QPolygonF> all;
+        for (const KeyFrame *key : qAsConst(object->keyFrames))
+            all.append(key->polygon);
+        return all;
+    }
+    void trigger(const QString &text)
+    {
+        for (QAction *action : project.window().findChildren<QAction *>()) {
+            if (action->text() == text) {
+                QVERIFY(action->isEnabled());
+                action->trigger();
+                return;
+            }
+        }
+        QFAIL("no such action");
+    }
+    /// Presses Ctrl and a key in the window and answers the message box with this text. Returns what went
+    /// wrong.
+    QString press(Qt::Key key, const QString &box = QString())
+    {
+        DialogDriver driver;
+        if (!box.isEmpty())
+            driver.clickButton(QMessageBox::Ok);
+        QTest::keyClick(project.window().windowHandle(), key, Qt::ControlModifier);
+        if (!driver.problem().isEmpty())
+            return driver.problem();
+        if (box.isEmpty())
+            return QString();
+        const DialogDriver::BoxSeen &seen = driver.boxes.constFirst();
+        if (seen.text != box)
+            return seen.text;
+        if (seen.icon != QMessageBox::Information || seen.hasParent)
+            return QStringLiteral("wrong kind of box");
+        return QString();
+    }
+    QString message() { return project.window().statusBar()->currentMessage(); }
+
+    ProjectWindow project;
+    TrackingClips::Clip clip;
+    TrackedObject *object = nullptr;
+};
+
+/// Counts the paint events of a widget.
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+};
+
+/// The thinned outline.
+QPolygonF thinned(TrackedObject *object, const QPolygonF &polygon)
+{
+    KeyFrame scratch(object, 0, KeyFrame::Automatic);
+    scratch.setNewPolygon(polygon);
+    scratch.reducePolygonVertices();
+    return scratch.polygon;
+}
+
+} // namespace
+
+class TestTrackingWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void interactiveTrackingAsksForTheUser();
+    void correctedTrackingRunsToTheEnd();
+    void everyFrameInNeedIsAskedFor();
+    void firstRunDoesNotMorph();
+    void resumedRunMorphsFirst();
+    void otherSpansAreTrackedOnResuming();
+    void automaticTrackingSaysSo();
+    void segmentationSaysNothing();
+    void nothingHappensWithoutCurrentObject_data();
+    void nothingHappensWithoutCurrentObject();
+    void failedRunKeepsTheWindowAlive();
+    void windowTakesNoInputDuringAJob_data();
+    void windowTakesNoInputDuringAJob();
+};
+
+void TestTrackingWindow::interactiveTrackingAsksForTheUser()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    TrackingClips::makeFlat(w.video(), 4);
+    const QPolygonF before = w.keyFrame(4)->polygon;
+    QVERIFY(thinned(w.object, before).size() < before.size());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    QCOMPARE(g_state->currentFrame, 0);
+
+    QCOMPARE(w.press(Qt::Key_I), QString());
+    QCOMPARE(w.message(), QString(userRequired));
+    QCOMPARE(w.project.window().trackingStopFrame, 4);
+    QCOMPARE(g_state->currentFrame, 4);
+    QCOMPARE(w.keyFrame(4)->type, KeyFrame::Visible);
+    QCOMPARE(w.keyFrame(4)->polygon, thinned(w.object, before));
+    // It splits the span, which empties the frames around.
+    QCOMPARE(w.object->frameSpans.at(0)->end, 4);
+    QCOMPARE(w.object->frameSpans.at(4)->start, 4);
+    QVERIFY(w.keyFrame(3)->polygon.isEmpty());
+    QVERIFY(w.keyFrame(5)->polygon.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(w.message().isEmpty(), 4000);
+}
+
+void TestTrackingWindow::correctedTrackingRunsToTheEnd()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    TrackingClips::makeFlat(w.video(), 4);
+    QCOMPARE(w.press(Qt::Key_I), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, 4);
+
+    // The user takes a corner to its place.
+    FrameGraphicsView *view = w.project.viewer()->view;
+    const QPolygonF asked = w.keyFrame(4)->polygon;
+    const QPoint from = view->mapFromScene(asked.at(1));
+    const QPoint to = from + QPoint(-11, 9);
+    MouseDriver::drag(view->viewport(), {from, from + QPoint(-4, 3), to});
+    const QPolygonF corrected = w.keyFrame(4)->polygon;
+    QCOMPARE(corrected.size(), asked.size());
+    const QPointF expected = view->mapToScene(to) + asked.at(1) - view->mapToScene(from);
+    QVERIFY((corrected.at(1) - expected).manhattanLength() < 2);
+    QCOMPARE(corrected.at(0), asked.at(0));
+    QCOMPARE(corrected.at(2), asked.at(2));
+
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.message(), QString(interactiveDone));
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    QCOMPARE(w.keyFrame(4)->polygon, corrected);
+    QCOMPARE(w.keyFrame(4)->type, KeyFrame::Visible);
+    for (int frame : {1, 2, 3, 5, 6, 11}) {
+        QVERIFY(!w.keyFrame(frame)->polygon.isEmpty());
+        QCOMPARE(w.keyFrame(frame)->type, KeyFrame::Automatic);
+    }
+}
+
+void TestTrackingWindow::everyFrameInNeedIsAskedFor()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    TrackingClips::makeFlat(w.video(), 4);
+    // Frame 4 has no neighbour that matches; 3 (from behind) and 5 are in need of the user as well. After
+    // every question one run fills the emptied frames and the next one tracks them.
+    QList<int> asked;
+    for (int stop : {4, 3, 5}) {
+        QCOMPARE(w.press(Qt::Key_I), QString());
+        QCOMPARE(w.project.window().trackingStopFrame, stop);
+        QCOMPARE(g_state->currentFrame, stop);
+        annotate(w.object, stop, w.clip.truth(stop));
+        QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+        asked.append(stop);
+    }
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    for (int frame = 0; frame < frames; ++frame) {
+        QVERIFY2(TrackingClips::overlap(w.keyFrame(frame)->polygon, w.clip.truth(frame), w.clip.size) > 0.7,
+                 qPrintable(QString::number(frame)));
+    }
+}
+
+void TestTrackingWindow::firstRunDoesNotMorph()
+{
+    ClipWindow w;
+    annotate(w.object, 0, w.clip.truth(0));
+    annotate(w.object, 12, w.clip.truth(12));
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    QVERIFY(w.keyFrame(5)->polygon.isEmpty());
+    QCOMPARE(w.keyFrame(5)->type, KeyFrame::None);
+}
+
+void TestTrackingWindow::resumedRunMorphsFirst()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    const QList<QPolygonF> morphed = w.polygons();
+    for (int frame = 1; frame < 12; ++frame)
+        w.keyFrame(frame)->setNewPolygon(QPolygonF());
+    w.project.window().trackingStopFrame = 6;
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    // The spans to track were collected before the frames were filled.
+    QCOMPARE(firstDifference(w.polygons(), morphed), QString());
+}
+
+void TestTrackingWindow::otherSpansAreTrackedOnResuming()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 6, 12});
+    const QList<QPolygonF> morphed = w.polygons();
+    for (int frame = 7; frame < 12; ++frame)
+        w.keyFrame(frame)->setNewPolygon(QPolygonF());
+    w.project.window().trackingStopFrame = 8;
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QVERIFY(!firstDifference(w.polygons().mid(1, 5), morphed.mid(1, 5)).isEmpty());
+    QCOMPARE(firstDifference(w.polygons().mid(6), morphed.mid(6)), QString());
+}
+
+void TestTrackingWindow::automaticTrackingSaysSo()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    TrackingClips::makeFlat(w.video(), 4); // is no reason to stop
+    const QList<QPolygonF> morphed = w.polygons();
+    w.project.window().trackingStopFrame = 9;
+    QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
+    QCOMPARE(w.message(), QString(automaticDone));
+    QCOMPARE(w.project.window().trackingStopFrame, 9); // is none of its business
+    QCOMPARE(g_state->currentFrame, 0);
+    QCOMPARE(w.keyFrame(4)->type, KeyFrame::Automatic);
+    QVERIFY(!firstDifference(w.polygons(), morphed).isEmpty());
+}
+
+void TestTrackingWindow::segmentationSaysNothing()
+{
+    ClipWindow w;
+    const TrackingClips::Clip plain = TrackingClips::plainBlock();
+    for (int frame : {2, 3}) {
+        cv::Mat image(240, 320, CV_8UC3, plain.color);
+        plain.render(frame).copyTo(image(cv::Rect(0, 0, 160, 120)));
+        TrackingClips::writeFrame(w.video(), frame, image);
+        annotate(w.object, frame, plain.truth(frame).translated(3, 3));
+    }
+    QList<QPolygonF> wanted;
+    for (int frame : {2, 3}) {
+        cv::setRNGSeed(frame);
+        wanted.append(plainSegmentation(ImageProcess(w.video().getFramePath(frame)).image,
+                                        w.keyFrame(frame)->polygon, 2));
+    }
+    DialogDriver driver; // complains about any message box
+    w.trigger(QStringLiteral("segmentation"));
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(driver.boxes.isEmpty());
+    QVERIFY(w.message().isEmpty());
+    QCOMPARE(firstDifference({w.keyFrame(2)->polygon, w.keyFrame(3)->polygon}, wanted), QString());
+}
+
+void TestTrackingWindow::nothingHappensWithoutCurrentObject_data()
+{
+    QTest::addColumn<int>("id");
+    QTest::newRow("none") << -1;
+    QTest::newRow("one that does not exist") << 77;
+}
+
+void TestTrackingWindow::nothingHappensWithoutCurrentObject()
+{
+    QFETCH(int, id);
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    const QList<QPolygonF> before = w.polygons();
+    g_state->setCurrentObject(id);
+    LogCapture log;
+    for (int stopFrame : {-1, 5}) {
+        w.project.window().trackingStopFrame = stopFrame;
+        QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+        QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
+        DialogDriver driver;
+        w.trigger(QStringLiteral("segmentation"));
+        w.trigger(QStringLiteral("&morph"));
+        QCOMPARE(driver.problem(), QString());
+    }
+    QCOMPARE(firstDifference(w.polygons(), before), QString());
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestTrackingWindow::failedRunKeepsTheWindowAlive()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    QVERIFY(QFile::remove(w.video().getFramePath(3)));
+    LogCapture log;
+    QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY(w.keyFrame(6)->polygon.size() > 3);
+    w.project.window().onActionNextFrame();
+    QCOMPARE(g_state->currentFrame, 1);
+}
+
+void TestTrackingWindow::windowTakesNoInputDuringAJob_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("box");
+    QTest::newRow("iTrack") << QStringLiteral("&iTrack") << QString(interactiveDone);
+    QTest::newRow("aTrack") << QStringLiteral("&aTrack") << QString(automaticDone);
+    QTest::newRow("segmentation") << QStringLiteral("segmentation") << QString();
+}
+
+void TestTrackingWindow::windowTakesNoInputDuringAJob()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, box);
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    g_state->setFrame(6);
+    QCoreApplication::processEvents();
+    QWindow *window = w.project.window().windowHandle();
+    FrameGraphicsView *view = w.project.viewer()->view;
+    const QPoint vertex =
+        view->viewport()->mapTo(&w.project.window(), view->mapFromScene(w.keyFrame(6)->polygon.at(0)));
+
+    // The same input works when no job is running.
+    QTest::keyClick(window, Qt::Key_Right);
+    QCOMPARE(g_state->currentFrame, 7);
+    QTest::keyClick(window, Qt::Key_Left);
+    QCOMPARE(g_state->currentFrame, 6);
+
+    PaintCounter paints(view->viewport());
+    int paintsBefore = 0;
+    int framesDuring = -1;
+    bool typeKept = false;
+    int repaints = 0;
+    ProgressWatch watch;
+    watch.onShown = [&] {
+        QTest::keyClick(window, Qt::Key_Right);
+        QTest::keyClick(window, Qt::Key_M, Qt::ControlModifier);
+        // Grabbing a vertex would make the key frame the user's own.
+        QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, vertex);
+        QTest::mouseMove(window, vertex + QPoint(20, 20));
+        QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, vertex + QPoint(20, 20));
+        framesDuring = g_state->currentFrame;
+        typeKept = w.keyFrame(6)->type == KeyFrame::Automatic;
+        paintsBefore = paints.count;
+        QCoreApplication::processEvents();
+        view->viewport()->update();
+        QElapsedTimer timer;
+        timer.start();
+        while (paints.count == paintsBefore && timer.elapsed() < 2000)
+            QCoreApplication::processEvents();
+        repaints = paints.count - paintsBefore;
+    };
+    DialogDriver driver;
+    if (!box.isEmpty())
+        driver.clickButton(QMessageBox::Ok);
+    w.trigger(action);
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(watch.seen);
+    QCOMPARE(framesDuring, 6);
+    QVERIFY(typeKept);
+    QVERIFY(repaints > 0);
+    QVERIFY(w.project.window().isVisible());
+
+    // And works again afterwards.
+    QTest::keyClick(window, Qt::Key_Right);
+    QCOMPARE(g_state->currentFrame, 7);
+}
+
+QTEST_MAIN(TestTrackingWindow)
+#include "tst_trackingwindow.moc"
