@@ -8,8 +8,6 @@
 #include <QIODevice>
 #include <QSize>
 
-#include <cmath>
-
 namespace
 {
 
@@ -72,10 +70,6 @@ QPolygonF readPolygon(QDataStream &stream)
         double x = 0;
         double y = 0;
         stream >> x >> y;
-        if (!std::isfinite(x) || !std::isfinite(y)) {
-            setCorrupt(stream);
-            return polygon;
-        }
         polygon.append(QPointF(x, y));
     }
     return polygon;

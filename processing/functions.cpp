@@ -21,15 +21,6 @@ bool almostEqual(QPointF a, QPointF b)
     return std::abs(a.x() - b.x()) <= pointTolerance && std::abs(a.y() - b.y()) <= pointTolerance;
 }
 
-int roundToInt(double value)
-{
-    constexpr double least = std::numeric_limits<int>::min();
-    constexpr double greatest = std::numeric_limits<int>::max();
-    if (std::isnan(value))
-        return 0;
-    return static_cast<int>(std::clamp(std::round(value), least, greatest));
-}
-
 } // namespace
 
 bool Functions::isCounterClockwise(QPolygonF poly)
@@ -129,6 +120,15 @@ QPolygonF Functions::transformPolygonAffine(QPolygonF poly, Eigen::Affine2d t)
                                    m(1, 0) * p.x() + m(1, 1) * p.y() + m(1, 2)));
     }
     return transformed;
+}
+
+int Functions::roundToInt(double value)
+{
+    constexpr double least = std::numeric_limits<int>::min();
+    constexpr double greatest = std::numeric_limits<int>::max();
+    if (std::isnan(value))
+        return 0;
+    return static_cast<int>(std::clamp(std::round(value), least, greatest));
 }
 
 QPolygonF Functions::clippedToRect(QPolygonF poly, QRectF rect)

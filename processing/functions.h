@@ -39,6 +39,9 @@ QPolygonF getQPolygonF(std::vector<cv::Point> pts);
 /// The polygon with every vertex moved by `t`.
 QPolygonF transformPolygonAffine(QPolygonF poly, Eigen::Affine2d t);
 
+/// `value` rounded to the nearest whole number, halves away from zero; cut to the range of int, 0 for NaN.
+int roundToInt(double value);
+
 /// The part of the polygon inside `rect`, again with every vertex once; empty when nothing is left.
 QPolygonF clippedToRect(QPolygonF poly, QRectF rect);
 

@@ -12,7 +12,6 @@
 #endif
 
 #include <algorithm>
-#include <cmath>
 #include <vector>
 
 namespace
@@ -22,14 +21,9 @@ using Contour = std::vector<cv::Point>;
 
 constexpr double bandRatio = 0.2; // thickness of the uncertain band over the greater side of the bounding box
 
-int rounded(double value)
-{
-    return static_cast<int>(std::round(value));
-}
-
 int bandThickness(const QRectF &box)
 {
-    return std::max(1, rounded(std::max(box.width(), box.height()) * bandRatio));
+    return std::max(1, Functions::roundToInt(std::max(box.width(), box.height()) * bandRatio));
 }
 
 /// The contour with the most points, the first of several; not the one with the largest area.
@@ -85,7 +79,8 @@ QPolygonF GrabCut::getObjectBondary() const
 cv::Rect GrabCut::seedRectangle() const
 {
     const QRectF box = polygon.boundingRect();
-    return cv::Rect(rounded(box.left()), rounded(box.top()), rounded(box.width()), rounded(box.height()));
+    return cv::Rect(Functions::roundToInt(box.left()), Functions::roundToInt(box.top()),
+                    Functions::roundToInt(box.width()), Functions::roundToInt(box.height()));
 }
 
 /// Definite foreground inside the polygon, probable foreground in a band along its outline, definite

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "processing/imageprocess.h"
 
-#include <opencv2/imgcodecs.hpp>
+#include "processing/functions.h"
 
-#include <cmath>
+#include <opencv2/imgcodecs.hpp>
 
 namespace
 {
@@ -25,11 +25,6 @@ void clampUpper(double &limit, int size)
         limit = size;
 }
 
-int rounded(double value)
-{
-    return static_cast<int>(std::round(value));
-}
-
 } // namespace
 
 ImageProcess::ImageProcess(QString path)
@@ -44,7 +39,8 @@ cv::Mat ImageProcess::crop(QPolygonF polygon) const
     double yMin = 0;
     double yMax = 0;
     getBoundingRect(polygon, xMin, xMax, yMin, yMax);
-    const cv::Rect region(rounded(xMin), rounded(yMin), rounded(xMax - xMin), rounded(yMax - yMin));
+    const cv::Rect region(Functions::roundToInt(xMin), Functions::roundToInt(yMin),
+                          Functions::roundToInt(xMax - xMin), Functions::roundToInt(yMax - yMin));
     // Position and size are rounded apart from each other and can reach one pixel over the border together.
     return cv::Mat(image, region & cv::Rect(cv::Point(), image.size()));
 }

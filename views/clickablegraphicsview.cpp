@@ -2,17 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "views/clickablegraphicsview.h"
 
+#include "processing/functions.h"
+
 #include <QContextMenuEvent>
 #include <QMouseEvent>
-
-#include <cmath>
 
 namespace
 {
 
 QPoint rounded(QPointF position)
 {
-    return QPoint(static_cast<int>(std::lround(position.x())), static_cast<int>(std::lround(position.y())));
+    return QPoint(Functions::roundToInt(position.x()), Functions::roundToInt(position.y()));
 }
 
 } // namespace

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "views/framegraphicsview.h"
 
-#include <QMouseEvent>
+#include "processing/functions.h"
 
-#include <cmath>
+#include <QMouseEvent>
 
 FrameGraphicsView::FrameGraphicsView(QWidget *parent)
     : QGraphicsView(parent)
@@ -21,7 +21,6 @@ void FrameGraphicsView::resizeEvent(QResizeEvent *event)
 void FrameGraphicsView::mouseDoubleClickEvent(QMouseEvent *event)
 {
     const QPointF position = event->localPos();
-    emit doubleClicked(static_cast<int>(std::lround(position.x())),
-                       static_cast<int>(std::lround(position.y())),
+    emit doubleClicked(Functions::roundToInt(position.x()), Functions::roundToInt(position.y()),
                        event->modifiers().testFlag(Qt::ShiftModifier));
 }

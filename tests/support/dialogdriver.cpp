@@ -101,7 +101,8 @@ void DialogDriver::answer(QWidget *dialog)
                 closeBecauseOf(dialog, QStringLiteral("%1 takes too long").arg(describe(dialog)));
         } else if (box && m_tolerant) {
             answerBox(box, box->standardButton(box->buttons().constFirst()));
-        } else {
+        } else if (m_sinceProgress.elapsed() > closingTime) {
+            // Not at once: a file dialog shows up again for a moment behind a question of its own.
             closeBecauseOf(dialog, QStringLiteral("%1 was not expected").arg(describe(dialog)));
         }
         return;

@@ -70,6 +70,8 @@ public:
     /// wrong.
     QString press(Qt::Key key, const QString &box = QString())
     {
+        if (!activate())
+            return QStringLiteral("the window does not get active");
         DialogDriver driver;
         if (!box.isEmpty())
             driver.clickButton(QMessageBox::Ok);
@@ -84,6 +86,12 @@ public:
         if (seen.icon != QMessageBox::Information || seen.hasParent)
             return QStringLiteral("wrong kind of box");
         return QString();
+    }
+    /// Gives the focus back to the window; a closed dialog takes it along on this platform.
+    bool activate()
+    {
+        project.window().activateWindow();
+        return QTest::qWaitForWindowActive(&project.window());
     }
     QString message() { return project.window().statusBar()->currentMessage(); }
 
@@ -106,6 +114,17 @@ protected:
         return false;
     }
 };
+
+/// The warnings but those of the platform.
+QStringList warningsIn(const LogCapture &log)
+{
+    QStringList warnings;
+    for (const QString &warning : log.warnings()) {
+        if (!warning.startsWith(QStringLiteral("This plugin")))
+            warnings.append(warning);
+    }
+    return warnings;
+}
 
 /// The thinned outline.
 QPolygonF thinned(TrackedObject *object, const QPolygonF &polygon)
@@ -207,10 +226,10 @@ void TestTrackingWindow::everyFrameInNeedIsAskedFor()
         QCOMPARE(w.project.window().trackingStopFrame, stop);
         QCOMPARE(g_state->currentFrame, stop);
         annotate(w.object, stop, w.clip.truth(stop));
-        QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+        qInfo("stop %d", stop);QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
         asked.append(stop);
     }
-    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    {auto z=w.press(Qt::Key_I, QString(interactiveDone));qInfo("%d",w.project.window().trackingStopFrame); QCOMPARE(z, QString());}
     QCOMPARE(w.project.window().trackingStopFrame, -1);
     for (int frame = 0; frame < frames; ++frame) {
         QVERIFY2(TrackingClips::overlap(w.keyFrame(frame)->polygon, w.clip.truth(frame), w.clip.size) > 0.7,
@@ -320,7 +339,7 @@ void TestTrackingWindow::nothingHappensWithoutCurrentObject()
         QCOMPARE(driver.problem(), QString());
     }
     QCOMPARE(firstDifference(w.polygons(), before), QString());
-    QCOMPARE(log.warnings(), QStringList());
+    QCOMPARE(warningsIn(log), QStringList());
 }
 
 void TestTrackingWindow::failedRunKeepsTheWindowAlive()
@@ -330,7 +349,8 @@ void TestTrackingWindow::failedRunKeepsTheWindowAlive()
     QVERIFY(QFile::remove(w.video().getFramePath(3)));
     LogCapture log;
     QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
-    QCOMPARE(log.warnings().size(), 1);
+    QCOMPARE(warningsIn(log).size(), 1);
+    QVERIFY(warningsIn(log).constFirst().contains(QStringLiteral("frame 3")));
     QVERIFY(w.keyFrame(6)->polygon.size() > 3);
     w.project.window().onActionNextFrame();
     QCOMPARE(g_state->currentFrame, 1);
@@ -359,6 +379,7 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
         view->viewport()->mapTo(&w.project.window(), view->mapFromScene(w.keyFrame(6)->polygon.at(0)));
 
     // The same input works when no job is running.
+    QVERIFY(w.activate());
     QTest::keyClick(window, Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
     QTest::keyClick(window, Qt::Key_Left);
@@ -400,6 +421,13 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     QVERIFY(w.project.window().isVisible());
 
     // And works again afterwards.
+    QVERIFY(w.activate());
+    const QPoint movedVertex =
+        view->viewport()->mapTo(&w.project.window(), view->mapFromScene(w.keyFrame(6)->polygon.at(0)));
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, movedVertex);
+    QTest::mouseMove(window, movedVertex + QPoint(9, 9));
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, movedVertex + QPoint(9, 9));
+    QCOMPARE(w.keyFrame(6)->type, KeyFrame::Visible);
     QTest::keyClick(window, Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
 }
