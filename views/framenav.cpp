@@ -197,6 +197,8 @@ void FrameNav::onButtonPrevClicked()
 
 void FrameNav::onSpinBoxEditingFinished()
 {
+    if (!g_state) // the program is ending and the field loses its focus
+        return;
     g_state->setFrame(spinBox->value() - 1);
 }
 

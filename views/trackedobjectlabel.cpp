@@ -104,7 +104,8 @@ void TrackedObjectLabel::toggleEdit()
 void TrackedObjectLabel::changeName()
 {
     const QString name = nameEdit->text();
-    if (name == nameLabel->text())
+    if (!g_state ||
+        name == nameLabel->text()) // no state: the program is ending and the field loses its focus
         return;
     nameLabel->setText(name); // losing the focus finishes the editing a second time
     if (TrackedObject *object = g_state->getObjectById(objectId))

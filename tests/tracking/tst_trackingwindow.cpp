@@ -213,24 +213,22 @@ void TestTrackingWindow::correctedTrackingRunsToTheEnd()
     }
 }
 
+// A frame that nothing matches puts both its neighbours in need of the user. The run after a question fills
+// the frames that the answer emptied, and tracks the other spans meanwhile; the next run tracks the filled
+// ones.
 void TestTrackingWindow::everyFrameInNeedIsAskedFor()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
     TrackingClips::makeFlat(w.video(), 4);
-    // Frame 4 has no neighbour that matches; 3 (from behind) and 5 are in need of the user as well. After
-    // every question one run fills the emptied frames and the next one tracks them.
-    QList<int> asked;
-    for (int stop : {4, 3, 5}) {
-        QCOMPARE(w.press(Qt::Key_I), QString());
+    for (int stop : {4, -1, 3, 5, -1, -1}) {
+        QCOMPARE(w.press(Qt::Key_I, stop == -1 ? QString(interactiveDone) : QString()), QString());
         QCOMPARE(w.project.window().trackingStopFrame, stop);
-        QCOMPARE(g_state->currentFrame, stop);
-        annotate(w.object, stop, w.clip.truth(stop));
-        qInfo("stop %d", stop);QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
-        asked.append(stop);
+        if (stop != -1) {
+            QCOMPARE(g_state->currentFrame, stop);
+            w.keyFrame(stop)->setNewPolygon(w.clip.truth(stop));
+        }
     }
-    {auto z=w.press(Qt::Key_I, QString(interactiveDone));qInfo("%d",w.project.window().trackingStopFrame); QCOMPARE(z, QString());}
-    QCOMPARE(w.project.window().trackingStopFrame, -1);
     for (int frame = 0; frame < frames; ++frame) {
         QVERIFY2(TrackingClips::overlap(w.keyFrame(frame)->polygon, w.clip.truth(frame), w.clip.size) > 0.7,
                  qPrintable(QString::number(frame)));
