@@ -270,6 +270,7 @@ private slots:
     void nothingToTrackReturnsAtOnce();
     void threadsDoNotMatter_data();
     void threadsDoNotMatter();
+    void chainOfShortSpansIsTrackedInOrder();
     void polygonsOutsideTheImageStay_data();
     void polygonsOutsideTheImageStay();
     void unreadableImageEndsTheRun_data();
@@ -763,6 +764,23 @@ void TestAOItracking::threadsDoNotMatter()
             QCOMPARE(firstDifference(outcome.polygons, plain.polygons), QString());
         }
     }
+}
+
+// Each of these spans moves the first frame of the next one.
+void TestAOItracking::chainOfShortSpansIsTrackedInOrder()
+{
+    TrackingProject project(TrackingClips::curve(17), 17);
+    project.annotateTruth({0, 2, 4, 6, 8, 10, 12, 14, 16});
+    for (KeyFrame *keyFrame : qAsConst(project.object->keyFrames)) {
+        const int frame = keyFrame->frame;
+        keyFrame->setNewPolygon(keyFrame->polygon.translated(frame % 3 - 1, (frame * 5) % 4 - 2));
+    }
+    const FramePairs pairs = AOItracking(project.state(), false, matchDistance).framePairs;
+    QCOMPARE(pairs.size(), 8);
+    const Outcome plain = plainOutcome(project, pairs, false);
+    const PoolThreads pool(4);
+    for (int repeat = 0; repeat < 5; ++repeat)
+        QCOMPARE(firstDifference(outcomeOf(project, false).polygons, plain.polygons), QString());
 }
 
 void TestAOItracking::polygonsOutsideTheImageStay_data()
