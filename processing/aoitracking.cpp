@@ -126,7 +126,7 @@ public:
     /// Steps from frame `from` down to frame `to`.
     BackwardHead(const AOItracking &tracking, int from, int to)
         : m_pass(tracking)
-        , m_object(*tracking.m_object)
+        , m_object(*tracking.object())
         , m_interactive(tracking.interactive)
     {
         if (from - to < leastParallelSteps)
@@ -223,23 +223,29 @@ AOItracking::AOItracking(DataState *dataState, bool interactiveMode, int distanc
     : maxDistance(distance)
     , interactive(interactiveMode)
     , state(dataState)
-    , m_object(dataState->getCurrentObject())
 {
     framePairs = getFramePairs();
     for (int i = 0; i < framePairs.size(); ++i)
         frameIndices.append(i);
 }
 
+/// The object worked on: always the project's current one; null if there is none.
+TrackedObject *AOItracking::object() const
+{
+    return state->getCurrentObject();
+}
+
 QList<QPair<int, int>> AOItracking::getFramePairs() const
 {
     QList<QPair<int, int>> pairs;
-    const QList<FrameSpan *> spans = m_object ? m_object->getFrameSpans() : QList<FrameSpan *>();
+    const TrackedObject *tracked = object();
+    const QList<FrameSpan *> spans = tracked ? tracked->getFrameSpans() : QList<FrameSpan *>();
     for (const FrameSpan *span : spans) {
         if (span->type != FrameSpan::Visible || span->start >= span->end - 1)
             continue;
         bool covered = true;
         for (int frame = span->start; frame <= span->end && covered; ++frame)
-            covered = !m_object->keyFrames.at(frame)->polygonSnapshot().isEmpty();
+            covered = !tracked->keyFrames.at(frame)->polygonSnapshot().isEmpty();
         if (covered)
             pairs.append(qMakePair(span->start, span->end));
     }
@@ -295,7 +301,7 @@ void AOItracking::aoiFitting(int &pairIndex)
 {
     const int first = framePairs.at(pairIndex).first;
     const int last = framePairs.at(pairIndex).second;
-    if (first == -1 || last == -1 || mustStop(pairIndex))
+    if (first == -1 || last == -1 || !object() || mustStop(pairIndex))
         return;
     const int middleFrame = first + (last - first) / 2;
 
@@ -320,9 +326,10 @@ void AOItracking::aoiFitting(int &pairIndex)
 /// One step of a pass.
 void AOItracking::moveAlong(Pass &pass, int pairIndex, int from, int to)
 {
-    KeyFrame *target = m_object->keyFrames.at(to);
+    const QList<KeyFrame *> &keyFrames = object()->keyFrames;
+    KeyFrame *target = keyFrames.at(to);
     const std::optional<QPointF> offset =
-        pass.step(from, m_object->keyFrames.at(from)->polygonSnapshot(), to, target->polygonSnapshot());
+        pass.step(from, keyFrames.at(from)->polygonSnapshot(), to, target->polygonSnapshot());
     if (offset)
         target->transformPolygon(shift(*offset));
     else if (interactive && target->type == KeyFrame::Automatic)
@@ -331,11 +338,12 @@ void AOItracking::moveAlong(Pass &pass, int pairIndex, int from, int to)
 
 bool AOItracking::transformAOI(int from, int to)
 {
-    if (from == -1 || to == -1 || !m_object)
+    if (from == -1 || to == -1 || !object())
         return false;
-    KeyFrame *target = m_object->keyFrames.at(to);
-    const std::optional<QPointF> offset = Pass(*this).step(
-        from, m_object->keyFrames.at(from)->polygonSnapshot(), to, target->polygonSnapshot());
+    const QList<KeyFrame *> &keyFrames = object()->keyFrames;
+    KeyFrame *target = keyFrames.at(to);
+    const std::optional<QPointF> offset =
+        Pass(*this).step(from, keyFrames.at(from)->polygonSnapshot(), to, target->polygonSnapshot());
     if (offset)
         target->transformPolygon(shift(*offset));
     return offset.has_value();
@@ -385,9 +393,10 @@ void AOItracking::stopAt(int pairIndex, int frame)
 QList<QPolygonF> AOItracking::polygons() const
 {
     QList<QPolygonF> all;
-    if (!m_object)
+    const TrackedObject *tracked = object();
+    if (!tracked)
         return all;
-    for (const KeyFrame *keyFrame : qAsConst(m_object->keyFrames))
+    for (const KeyFrame *keyFrame : tracked->keyFrames)
         all.append(keyFrame->polygonSnapshot());
     return all;
 }
@@ -398,7 +407,7 @@ void AOItracking::restoreBehindStop(const QList<QPolygonF> &before)
 {
     for (int i = m_stopPair + 1; i < framePairs.size(); ++i) {
         for (int frame = framePairs.at(i).first + 1; frame <= framePairs.at(i).second; ++frame) {
-            KeyFrame *keyFrame = m_object->keyFrames.at(frame);
+            KeyFrame *keyFrame = object()->keyFrames.at(frame);
             if (keyFrame->polygonSnapshot() != before.at(frame))
                 keyFrame->setNewPolygon(before.at(frame));
         }

@@ -76,6 +76,7 @@ private:
     class Pass;
     class BackwardHead;
 
+    TrackedObject *object() const;
     void run(const QString &label);
     void moveAlong(Pass &pass, int pairIndex, int from, int to);
     bool startsWherePreviousMoves(int pairIndex) const;
@@ -84,7 +85,6 @@ private:
     QList<QPolygonF> polygons() const;
     void restoreBehindStop(const QList<QPolygonF> &before);
 
-    TrackedObject *m_object;
     mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
     int m_stopPair = -1;            // frame pair that stopped; the lowest one counts
 };

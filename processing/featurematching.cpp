@@ -28,11 +28,12 @@ bool hasData(const cv::Mat &matrix)
 /// where the polygon reaches past the image and the crop does not.
 std::vector<cv::KeyPoint> keyPointsInside(const cv::Mat &image, const QPolygonF &polygon)
 {
+    constexpr int leastSide = 2; // pixels; the detector cannot make its pyramid of less
+    std::vector<cv::KeyPoint> inside;
+    if (polygon.isEmpty() || image.cols < leastSide || image.rows < leastSide)
+        return inside;
     std::vector<cv::KeyPoint> detected;
     createORB()->detect(image, detected);
-    std::vector<cv::KeyPoint> inside;
-    if (polygon.isEmpty())
-        return inside;
     const QPointF corner = polygon.boundingRect().topLeft();
     for (const cv::KeyPoint &keyPoint : detected) {
         const QPointF point(keyPoint.pt.x + corner.x(), keyPoint.pt.y + corner.y());
