@@ -18,11 +18,6 @@ constexpr qint64 keyFrameMinSize = 16;  // bytes: frame, type, point count, stac
 constexpr qint64 spanSize = 12;         // bytes: type, start, end
 constexpr qint64 objectHeadMinSize = 8; // bytes: length of the name, id
 
-QString formatVersion()
-{
-    return QStringLiteral("0.0.5");
-}
-
 qint64 bytesLeft(const QDataStream &stream)
 {
     return stream.device() ? stream.device()->bytesAvailable() : 0;
@@ -154,11 +149,6 @@ void readObjects(QDataStream &stream, DataState &state)
     }
 }
 
-QString fileName(const QString &path)
-{
-    return path.section(QLatin1Char('/'), -1);
-}
-
 } // namespace
 
 QDataStream &operator<<(QDataStream &stream, const TrackedObject &object)
@@ -221,7 +211,7 @@ void ProjectFile::write(QDataStream &stream, const DataState &state)
 {
     stream.setVersion(streamVersion);
     const VideoContainer &video = *state.video;
-    stream << fileName(video.videoPath) << formatVersion() << static_cast<qint32>(video.frameCount)
+    stream << video.fileName() << DataState::formatVersion() << static_cast<qint32>(video.frameCount)
            << QSize(video.width, video.height);
     stream << state;
 }
@@ -250,7 +240,7 @@ bool ProjectFile::read(QDataStream &stream, DataState &state)
     QSize size;
     stream >> frameCount >> size;
     const VideoContainer *video = state.video;
-    const bool matches = !isCorrupt(stream) && video && version == formatVersion() &&
+    const bool matches = !isCorrupt(stream) && video && version == DataState::formatVersion() &&
                          frameCount == video->frameCount && size == QSize(video->width, video->height);
     if (!matches) // what follows was written for another format or video and means nothing here
         return false;

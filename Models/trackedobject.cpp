@@ -10,7 +10,9 @@ qint32 TrackedObject::newID = 0;
 
 bool TrackedObject::TrackedObjectLess::operator()(const TrackedObject *a, const TrackedObject *b) const
 {
-    return a->keyFrames.at(frame)->zOrder < b->keyFrames.at(frame)->zOrder;
+    const KeyFrame *keyFrameA = a->keyFrames.value(frame);
+    const KeyFrame *keyFrameB = b->keyFrames.value(frame);
+    return keyFrameA && keyFrameB && keyFrameA->zOrder < keyFrameB->zOrder;
 }
 
 TrackedObject::TrackedObject(QObject *parent)
@@ -202,7 +204,7 @@ void TrackedObject::showIfHidden(FrameSpan *span, int otherEnd)
         span->setType(FrameSpan::Visible);
 }
 
-// Re-enters keyFrameChanged() for every frame, which returns at once for frames inside a span.
+// Re-enters handleKeyFrameChange() for every frame, which returns at once for frames inside a span.
 void TrackedObject::clearBetween(int first, int last)
 {
     for (int i = first + 1; i < last; ++i) {

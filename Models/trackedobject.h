@@ -70,7 +70,8 @@ public:
     QColor color;
 
 public slots:
-    /// Rebuilds the spans after one of the object's key frames (the sender) changed its type.
+    /// Rebuilds the spans after the sending key frame changed its type. The object's own key frames take a
+    /// shorter way to the same rules.
     void keyFrameChanged(int flags);
 
 signals:

@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace
 {
@@ -26,6 +27,27 @@ bool writeImage(const QString &path, const cv::Mat &image)
     } catch (const cv::Exception &) {
         return false;
     }
+}
+
+/// FFmpeg alone: for a file that is no video, OpenCV would go on to look for cameras and image sequences.
+cv::VideoCapture openVideo(const QString &path)
+{
+    return cv::VideoCapture(path.toUtf8().toStdString(), cv::CAP_FFMPEG);
+}
+
+/// A property cut to a whole number; 0 for what no int can hold.
+int wholeProperty(const cv::VideoCapture &capture, int property)
+{
+    const double value = capture.get(property);
+    const bool fits = std::abs(value) <= std::numeric_limits<int>::max(); // false for NaN
+    return fits ? static_cast<int>(value) : 0;
+}
+
+int workerCount()
+{
+    constexpr int countIfUnknown = 4;
+    const int threads = QThread::idealThreadCount();
+    return threads == -1 ? countIfUnknown : threads;
 }
 
 } // namespace
@@ -54,27 +76,31 @@ bool VideoContainer::loadFile(QString path)
         return false;
     }
 
-    cv::VideoCapture capture(videoPath.toUtf8().toStdString());
+    cv::VideoCapture capture = openVideo(videoPath);
     fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0)) {
         qWarning("invalid fps");
         return false;
     }
-    frameCount = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_COUNT));
+    frameCount = wholeProperty(capture, cv::CAP_PROP_FRAME_COUNT);
     if (frameCount <= 0) {
         qWarning("invalid framecount");
         return false;
     }
     length = frameCount / fps;
-    height = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_HEIGHT));
-    width = static_cast<int>(capture.get(cv::CAP_PROP_FRAME_WIDTH));
+    height = wholeProperty(capture, cv::CAP_PROP_FRAME_HEIGHT);
+    width = wholeProperty(capture, cv::CAP_PROP_FRAME_WIDTH);
     capture.release();
 
-    const int threads = QThread::idealThreadCount();
-    chunkEnds.append(splitIntoChunks(frameCount, threads == -1 ? 4 : threads));
+    chunkEnds.append(splitIntoChunks(frameCount, workerCount()));
     const bool extracted = ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
                                          videoToFramesWrapper{this}, [this] { setCancel(); });
     return extracted && !m_cancel.load(std::memory_order_relaxed);
+}
+
+QString VideoContainer::fileName() const
+{
+    return videoPath.section(QLatin1Char('/'), -1);
 }
 
 QString VideoContainer::getFramePath(int frame) const
@@ -84,7 +110,7 @@ QString VideoContainer::getFramePath(int frame) const
 
 void VideoContainer::videoToFrames(int &chunkEnd)
 {
-    cv::VideoCapture capture(videoPath.toUtf8().toStdString());
+    cv::VideoCapture capture = openVideo(videoPath);
     const int start = chunkStart(chunkEnd);
     // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
     // starts with a repeat of the frame before it.

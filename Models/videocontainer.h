@@ -28,6 +28,8 @@ public:
     /// Returns false, with a warning in the log, when the file cannot be copied or is no usable video, and
     /// false without one when the user aborted. A frame that cannot be decoded leaves its image out.
     bool loadFile(QString path);
+    /// Name of the video file without its folder.
+    QString fileName() const;
     /// Path of the image of `frame` (from 0); neither the number nor the file is checked.
     QString getFramePath(int frame) const;
     /// Extracts the frames of the chunk that ends before `chunkEnd`. Runs on a pool thread.

@@ -34,8 +34,11 @@ public:
 
     bool hasObjects() const { return !objects.isEmpty(); }
 
-    /// Format version written into project files.
-    QString version = QStringLiteral("0.0.5");
+    /// Version of the project files that this program writes and reads.
+    static QString formatVersion() { return QStringLiteral("0.0.5"); }
+
+    /// Format version of the project.
+    QString version = formatVersion();
     /// True once a video has been loaded successfully.
     bool videoLoaded = false;
     /// The loaded video, owned; null until one is chosen. Its frame count is the one of the whole model.

@@ -86,21 +86,22 @@ void MainWindow::createDocks()
     m_windowsMenu->addAction(m_timeLine->toggleViewAction());
 }
 
-void MainWindow::createActions()
+struct MainWindow::ActionRow {
+    const char *text;
+    const char *icon;
+    QList<QKeySequence> shortcuts;
+    QMenu *menu;
+    bool onToolBar;
+    bool enabled;
+    void (MainWindow::*slot)();
+    QAction **kept;
+    const char *toolTip;
+};
+
+std::vector<MainWindow::ActionRow> MainWindow::actionRows()
 {
-    struct Row {
-        const char *text;
-        const char *icon;
-        QList<QKeySequence> shortcuts;
-        QMenu *menu;
-        bool onToolBar;
-        bool enabled;
-        void (MainWindow::*slot)();
-        QAction **kept;
-        const char *toolTip;
-    };
     const QList<QKeySequence> none;
-    const Row rows[] = {
+    return {
         {QT_TR_NOOP("&New"),
          "new",
          {QKeySequence::New},
@@ -192,7 +193,11 @@ void MainWindow::createActions()
         {QT_TR_NOOP("About Palu"), nullptr, none, m_helpMenu, false, true, &MainWindow::onActionHelpAbout,
          nullptr, nullptr},
     };
-    for (const Row &row : rows) {
+}
+
+void MainWindow::createActions()
+{
+    for (const ActionRow &row : actionRows()) {
         auto *action = new QAction(tr(row.text), this);
         if (row.icon)
             action->setIcon(QIcon(QStringLiteral(":icons/%1.ico").arg(QLatin1String(row.icon))));

@@ -6,6 +6,8 @@
 #include <QList>
 #include <QMainWindow>
 
+#include <vector>
+
 class DataState;
 class FrameNav;
 class FrameViewer;
@@ -56,9 +58,12 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    struct ActionRow;
+
     void createMenus();
     void createDocks();
     void createActions();
+    std::vector<ActionRow> actionRows();
     bool loadVideo(const QString &path);
     void saveProject(const QString &path);
     void readProject(QDataStream &stream);

@@ -145,7 +145,7 @@ private:
     {
         m_xml.writeStartElement(QStringLiteral("data"));
         m_xml.writeStartElement(QStringLiteral("sourcefile"));
-        attribute("filename", m_state.video->videoPath.section(QLatin1Char('/'), -1));
+        attribute("filename", m_state.video->fileName());
         writeInformation();
         for (const TrackedObject *object : m_state.objects)
             writeObject(*object);

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "processing/functions.h"
 
-#include <QtMath>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -15,6 +13,13 @@ constexpr double degreesPerRadian = 57.29577951308232;
 constexpr double fullTurn = 6.283185307179586; // radians
 
 constexpr double pointTolerance = 1e-12; // pixels per coordinate
+
+/// Qt's polygon intersection crashes on coordinates that are not finite or absurdly large.
+double tameCoordinate(double value)
+{
+    constexpr double greatest = 1e9; // pixels
+    return std::isnan(value) ? 0 : std::clamp(value, -greatest, greatest);
+}
 
 bool almostEqual(QPointF a, QPointF b)
 {
@@ -57,7 +62,7 @@ double Functions::degAngleCounterClockwise(QPointF v1, QPointF v2)
 double Functions::vecLengthSquared(QPointF v)
 {
     // The way through the root is kept: the last bits differ from the plain sum of squares.
-    const double length = std::sqrt(v.x() * v.x() + v.y() * v.y());
+    const double length = vecLength(v);
     return length * length;
 }
 
@@ -133,6 +138,8 @@ int Functions::roundToInt(double value)
 
 QPolygonF Functions::clippedToRect(QPolygonF poly, QRectF rect)
 {
+    for (QPointF &p : poly)
+        p = QPointF(tameCoordinate(p.x()), tameCoordinate(p.y()));
     const QPolygonF corners({rect.topLeft(), rect.topRight(), rect.bottomRight(), rect.bottomLeft()});
     QPolygonF clipped = poly.intersected(corners);
     if (clipped.size() > 1 && almostEqual(clipped.first(), clipped.last()))

@@ -14,23 +14,17 @@ namespace
 
 const QPair<int, int> nothingToMorph(-1, -1);
 
-/// Vertices of one outline, each with the point of the other outline that it goes with.
-struct Correspondences {
-    QList<double> keys;   ///< vertex indices, ascending
-    QList<double> values; ///< outline parameters on the other outline
-
-    explicit Correspondences(const QMap<double, double> &map)
-        : keys(map.keys())
-        , values(map.values())
-    {
-    }
-    bool isEmpty() const { return keys.isEmpty(); }
-};
-
 QPointF boxCentre(const QPolygonF &polygon)
 {
     const QRectF box = polygon.boundingRect();
     return QPointF(box.left() + box.width() * 0.5, box.top() + box.height() * 0.5);
+}
+
+/// `value` cut to a whole number and to the range of the result; 0 for NaN.
+qint64 wholePart(double value)
+{
+    constexpr double greatest = 9e18;
+    return std::isnan(value) ? 0 : static_cast<qint64>(std::clamp(value, -greatest, greatest));
 }
 
 /// Twice the signed area with the running sum cut to a whole number after every edge; other than
@@ -41,7 +35,7 @@ qint64 wholeSignedArea(const QPolygonF &polygon)
     for (int i = 0; i < polygon.size(); ++i) {
         const QPointF p = polygon.at(i);
         const QPointF next = polygon.at((i + 1) % polygon.size());
-        sum = static_cast<qint64>(static_cast<double>(sum) + (next.x() - p.x()) * (p.y() + next.y()));
+        sum = wholePart(static_cast<double>(sum) + (next.x() - p.x()) * (p.y() + next.y()));
     }
     return sum;
 }
@@ -90,6 +84,19 @@ void rotateLeft(QList<double> &values, int count)
 }
 
 } // namespace
+
+/// Vertices of one outline, each with the point of the other outline that it goes with.
+struct Morph::Correspondences {
+    QList<double> keys;   ///< vertex indices, ascending
+    QList<double> values; ///< outline parameters on the other outline
+
+    explicit Correspondences(const QMap<double, double> &map)
+        : keys(map.keys())
+        , values(map.values())
+    {
+    }
+    bool isEmpty() const { return keys.isEmpty(); }
+};
 
 Morph::Morph(DataState *state)
     : m_state(state)
@@ -145,12 +152,8 @@ QList<QPair<int, int>> Morph::getFramePairs(int first, int last)
 
 QList<QPolygonF> Morph::getMorphedPolygons(QPolygonF from, QPolygonF to, int count)
 {
-    QList<QPolygonF> polygons;
-    if (from.isEmpty() || to.isEmpty()) {
-        for (int i = 0; i < count; ++i)
-            polygons.append(QPolygonF());
-        return polygons;
-    }
+    if (from.isEmpty() || to.isEmpty())
+        return blended(PointPairs(), count);
 
     const QPointF offset = boxCentre(to) - boxCentre(from);
     const QPolygonF a = oriented(from.translated(offset));
@@ -168,28 +171,39 @@ QList<QPolygonF> Morph::getMorphedPolygons(QPolygonF from, QPolygonF to, int cou
     rotateLeft(listB.keys, smallestB);
     rotateLeft(listB.values, smallestB);
 
-    // Both lists now follow a's outline; merged, they give the vertices of both outlines in that order.
-    QPolygonF pointsA;
-    QPolygonF pointsB;
+    PointPairs pairs = merged(a, listA, b, listB);
+    pairs.from.translate(-offset);
+    return blended(pairs, count);
+}
+
+/// The vertices of both outlines in the order of `a`, each with its point on the other one.
+Morph::PointPairs Morph::merged(const QPolygonF &a, Correspondences listA, const QPolygonF &b,
+                                Correspondences listB)
+{
+    PointPairs pairs;
     while (!listA.isEmpty() || !listB.isEmpty()) {
         const bool takeB =
             listA.isEmpty() || (!listB.isEmpty() && listB.values.first() <= listA.keys.first());
         if (takeB) {
-            pointsA.append(pointFromAssignment(a, listB.values.takeFirst()));
-            pointsB.append(pointFromAssignment(b, listB.keys.takeFirst()));
+            pairs.from.append(pointFromAssignment(a, listB.values.takeFirst()));
+            pairs.to.append(pointFromAssignment(b, listB.keys.takeFirst()));
         } else {
-            pointsA.append(pointFromAssignment(a, listA.keys.takeFirst()));
-            pointsB.append(pointFromAssignment(b, listA.values.takeFirst()));
+            pairs.from.append(pointFromAssignment(a, listA.keys.takeFirst()));
+            pairs.to.append(pointFromAssignment(b, listA.values.takeFirst()));
         }
     }
-    pointsA.translate(-offset);
+    return pairs;
+}
 
+QList<QPolygonF> Morph::blended(const PointPairs &pairs, int count)
+{
+    QList<QPolygonF> polygons;
     for (double k = 1.0; k <= count; k += 1.0) {
         const double weight = k / (count + 1);
         QPolygonF polygon;
-        polygon.reserve(pointsA.size());
-        for (int i = 0; i < pointsA.size(); ++i)
-            polygon.append(pointsA.at(i) + (pointsB.at(i) - pointsA.at(i)) * weight);
+        polygon.reserve(pairs.from.size());
+        for (int i = 0; i < pairs.from.size(); ++i)
+            polygon.append(pairs.from.at(i) + (pairs.to.at(i) - pairs.from.at(i)) * weight);
         polygons.append(polygon);
     }
     return polygons;
@@ -226,6 +240,8 @@ QMap<double, double> Morph::assign(QPolygonF p, QPolygonF q)
 
 QPointF Morph::pointFromAssignment(QPolygonF polygon, double parameter)
 {
+    if (polygon.isEmpty())
+        return QPointF();
     const int edge = static_cast<int>(std::floor(parameter));
     const QPointF start = polygon.at(edge % polygon.size());
     const QPointF end = polygon.at((edge + 1) % polygon.size());

@@ -31,9 +31,19 @@ public:
     /// end of the last edge is the number of vertices, not 0.
     QMap<double, double> assign(QPolygonF p, QPolygonF q);
 
-    /// The point of the outline at edge index plus fraction.
+    /// The point of the outline at edge index plus fraction; the origin for an empty outline.
     QPointF pointFromAssignment(QPolygonF polygon, double parameter);
 
 private:
+    struct Correspondences;
+    /// Points of two outlines that go with each other.
+    struct PointPairs {
+        QPolygonF from;
+        QPolygonF to;
+    };
+
+    PointPairs merged(const QPolygonF &a, Correspondences listA, const QPolygonF &b, Correspondences listB);
+    static QList<QPolygonF> blended(const PointPairs &pairs, int count);
+
     DataState *m_state;
 };
