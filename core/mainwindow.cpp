@@ -23,7 +23,7 @@ namespace
 
 constexpr QSize windowSize(1024, 768);
 constexpr QSize toolIconSize(48, 48);
-constexpr int timeLineHeight = 190; // pixels: three rows
+constexpr int timeLineHeight = 205; // pixels: three rows
 constexpr int messageTime = 5000;   // milliseconds
 
 const char videoFilter[] = QT_TRANSLATE_NOOP(
@@ -98,7 +98,8 @@ struct MainWindow::ActionRow {
     const char *toolTip;
 };
 
-// clang-format off: one row per line
+// One row per line, or the table cannot be read.
+// clang-format off
 std::vector<MainWindow::ActionRow> MainWindow::actionRows()
 {
     using W = MainWindow;
@@ -206,14 +207,22 @@ void MainWindow::onActionNew()
         this, tr("Video file"), QDir::homePath(), tr(videoFilter), nullptr, QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     if (path.isEmpty()) {
-        setDisabled(false);
+        enableAgain();
         reload();
         return;
     }
     if (loadVideo(path)) {
-        setDisabled(false);
+        enableAgain();
         reload();
     }
+}
+
+/// Disabling took the focus from whatever had it.
+void MainWindow::enableAgain()
+{
+    setDisabled(false);
+    if (!focusWidget())
+        m_frameViewer->setFocus();
 }
 
 /// Replaces the project by an empty one on the video at `path`. Returns false, with an empty project without

@@ -30,9 +30,6 @@ public:
     FrameNav *frameNav() const { return m_frameNav; }
     TimeLine *timeLine() const { return m_timeLine; }
 
-    /// Discards the project and starts an empty one.
-    void recreateDataState();
-
     /// Frame at which interactive tracking last stopped for the user, from 0; -1 when no run is pending.
     qint32 trackingStopFrame = -1;
 
@@ -53,6 +50,8 @@ public slots:
     void onActionTmpDebugAction();
     /// Reloads the views and brings the actions' enabled states in line with the project.
     void reload();
+    /// Discards the project and starts an empty one.
+    void recreateDataState();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -64,6 +63,7 @@ private:
     void createDocks();
     void createActions();
     std::vector<ActionRow> actionRows();
+    void enableAgain();
     bool loadVideo(const QString &path);
     void saveProject(const QString &path);
     void readProject(QDataStream &stream);

@@ -54,6 +54,7 @@ void MainWindow::onActionSave()
 {
     if (!g_state->videoLoaded)
         return;
+    m_frameNav->stopPlayback();
     const QString name =
         QFileDialog::getSaveFileName(this, tr("Save File"), QDir::homePath(), tr(projectFilter));
     if (name.isEmpty())
@@ -93,7 +94,7 @@ void MainWindow::onActionOpen()
                                      nullptr, QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     if (name.isEmpty()) {
-        setDisabled(false);
+        enableAgain();
         return;
     }
     QFile file(name);
@@ -107,7 +108,7 @@ void MainWindow::onActionOpen()
                                                            nullptr, QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     if (videoPath.isEmpty()) {
-        setDisabled(false);
+        enableAgain();
         return;
     }
     if (loadVideo(videoPath))
@@ -118,7 +119,8 @@ void MainWindow::readProject(QDataStream &stream)
 {
     bool accepted = false;
     {
-        // The views would show every object while it is still being read.
+        // The views would show every object while it is still being read; reload() below stands in for all
+        // that the state would have announced.
         const QSignalBlocker blocker(g_state);
         accepted = ProjectFile::read(stream, *g_state);
     }
@@ -131,7 +133,7 @@ void MainWindow::readProject(QDataStream &stream)
         return;
     }
     m_timeLine->connectToObjects();
-    setDisabled(false);
+    enableAgain();
     reload();
 }
 
@@ -144,6 +146,7 @@ void MainWindow::onActionLinearMorphing()
 // now and tracked by the next run.
 void MainWindow::onActionInteractiveTracking()
 {
+    m_frameNav->stopPlayback();
     AOItracking tracking(g_state, true, goodMatchDistance);
     if (trackingStopFrame != -1) // an earlier run stopped for the user
         Morph(g_state).linearMorphing(0, -1);
@@ -174,17 +177,20 @@ void MainWindow::announceTrackingEnd(const QString &text)
 
 void MainWindow::onActionAutomaticTracking()
 {
+    m_frameNav->stopPlayback();
     AOItracking(g_state, false, goodMatchDistance).automaticTracking();
     announceTrackingEnd(tr("Automatic AOI tracking complete."));
 }
 
 void MainWindow::onActionSegmentation()
 {
+    m_frameNav->stopPlayback();
     AoiCutSegmentation(g_state).runSegmenation();
 }
 
 void MainWindow::onActionExportXML()
 {
+    m_frameNav->stopPlayback();
     QString filter;
     const QString name = QFileDialog::getSaveFileName(
         this, tr("QFileDialog::getSaveFileName()"), QString(),
@@ -206,6 +212,7 @@ void MainWindow::onActionExportXML()
 
 void MainWindow::onActionHelpLicense()
 {
+    m_frameNav->stopPlayback();
     const QString page =
         tr("<h3>Palu %1 alpha</h3>"
            "<p>Copyright 2026 the Palu developers.</p>"
@@ -223,6 +230,7 @@ void MainWindow::onActionHelpLicense()
 
 void MainWindow::onActionHelpAbout()
 {
+    m_frameNav->stopPlayback();
     const QString page =
         tr("<h3>Palu %1</h3>"
            "<p>Annotates video with polygons: outlines on a few key frames, the frames "

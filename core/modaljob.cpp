@@ -97,5 +97,7 @@ bool ModalJob::run(const QString &label, QList<int> &items, const std::function<
     dialog.exec();
     const bool succeeded = waitForEnd(future);
     handedOver.load(std::memory_order_acquire);
+    // What the work items announced reaches the window before the caller goes on.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
     return succeeded;
 }

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QGridLayout>
+#include <QKeyEvent>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
@@ -40,7 +41,10 @@ protected:
     {
         if (event->type() != QEvent::Shortcut)
             return QObject::eventFilter(watched, event);
-        static_cast<QPushButton *>(watched)->click();
+        auto *button = static_cast<QPushButton *>(watched);
+        // A key held down toggles once.
+        button->setShortcutAutoRepeat(static_cast<QShortcutEvent *>(event)->shortcutId(), false);
+        button->click();
         return true;
     }
 };
@@ -132,7 +136,7 @@ void FrameNav::createConnections()
     connect(buttonLast, &QPushButton::clicked, this, &FrameNav::onButtonLastClicked);
     connect(buttonPlay, &QPushButton::clicked, this, &FrameNav::onButtonPlayClicked);
     connect(slider, &QSlider::valueChanged, this, &FrameNav::onSliderValueChanged);
-    connect(g_state, &DataState::hasChanged, this, &FrameNav::filterStateChange);
+    connectToState();
 }
 
 void FrameNav::connectToState()
@@ -200,6 +204,8 @@ void FrameNav::onSpinBoxEditingFinished()
     if (!g_state) // the program is ending and the field loses its focus
         return;
     g_state->setFrame(spinBox->value() - 1);
+    if (spinBox->hasFocus()) // after Return: the arrow keys are to step frames again
+        spinBox->clearFocus();
 }
 
 void FrameNav::onButtonNextClicked()
@@ -234,7 +240,9 @@ void FrameNav::onButtonPlayClicked()
     paused = !paused;
     if (!paused) {
         buttonPlay->setIcon(pauseIcon());
-        buttonPlay->setFocus(); // else the focus of a button now disabled would go to the spin box
+        // Else the focus of a button now disabled would go to the spin box. A number half typed there is
+        // taken over.
+        buttonPlay->setFocus();
         setButtonPlaying();
         play();
     }

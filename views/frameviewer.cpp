@@ -90,6 +90,8 @@ FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
     view = new FrameGraphicsView(this);
     view->setObjectName(QStringLiteral("frameView"));
     view->setFrameStyle(0);
+    view->setAccessibleName(tr("Frame"));
+    setFocusProxy(view);
     connect(view, &FrameGraphicsView::resized, this, qOverload<>(&FrameViewer::resize));
     connect(view, &FrameGraphicsView::doubleClicked, this, &FrameViewer::doubleClicked);
 

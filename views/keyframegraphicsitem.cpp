@@ -3,6 +3,7 @@
 #include "views/keyframegraphicsitem.h"
 
 #include "core/datastate.h"
+#include "views/disc.h"
 
 #include <QActionGroup>
 #include <QBrush>
@@ -19,8 +20,6 @@
 namespace
 {
 
-constexpr double cornerFactor = -1.414;
-constexpr double sizeFactor = 2.824;
 constexpr int hiddenRadius = 1; // pixels
 constexpr int userRadius = 5;
 constexpr int automaticRadius = 3;
@@ -124,7 +123,7 @@ void KeyFrameGraphicsItem::loadStyle()
         radius = automaticRadius;
         break;
     }
-    setRect(cornerFactor * radius, cornerFactor * radius, sizeFactor * radius, sizeFactor * radius);
+    setRect(discRect(radius));
     setVisible(keyFrame->type != KeyFrame::None);
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/datastate.h"
 #include "core/framebounds.h"
+#include "views/disc.h"
 #include "views/polypointgraphicsitem.h"
 
 #include <QGraphicsScene>
@@ -21,6 +22,7 @@ constexpr double otherZ = 0.0;
 constexpr int outlineWidth = 2;             // screen pixels
 constexpr double movementTolerance = 1e-12; // scene pixels
 
+/// Unlike Functions::clampToFrame(), with the right and bottom edges as upper limits.
 QPointF clampedTo(const QRectF &bounds, QPointF p)
 {
     return QPointF(std::min(std::max(p.x(), bounds.left()), bounds.right()),
@@ -110,8 +112,8 @@ void PolyAreaGraphicsItem::movePolygon()
 
 void PolyAreaGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
 {
-    if (event->button() == Qt::RightButton || event->button() == Qt::MiddleButton) {
-        event->ignore(); // only the left button drags
+    if (!isDragButton(event->button())) {
+        event->ignore();
         return;
     }
     QGraphicsPolygonItem::mousePressEvent(event);
@@ -140,6 +142,8 @@ void PolyAreaGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
 void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
 {
     QGraphicsPolygonItem::mouseReleaseEvent(event);
+    if (!isDragButton(event->button()))
+        return;
     const bool stayed =
         std::abs(dragOffset.x()) <= movementTolerance && std::abs(dragOffset.y()) <= movementTolerance;
     if (stayed) {
@@ -147,8 +151,12 @@ void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
             g_state->setCurrentObject(keyFrame->object->id);
         return;
     }
-    if (keyFrame->object->isCurrent())
+    if (keyFrame->object->isCurrent()) {
         movePolygon();
+    } else {
+        for (PolyPointGraphicsItem *handle : qAsConst(polyPoints))
+            handle->moveBy(-dragOffset.x(), -dragOffset.y());
+    }
     dragOffset = QPointF();
     setPos(QPointF());
 }

@@ -4,6 +4,7 @@
 
 #include "core/framebounds.h"
 #include "processing/functions.h"
+#include "views/disc.h"
 
 #include <QBrush>
 #include <QGraphicsRectItem>
@@ -14,8 +15,6 @@ namespace
 {
 
 constexpr double anchorZ = 2.0; // above all polygons
-constexpr double cornerFactor = -1.414;
-constexpr double sizeFactor = 2.824;
 
 } // namespace
 
@@ -30,7 +29,7 @@ PolyPointGraphicsItem::PolyPointGraphicsItem(QGraphicsScene *scene, QPointF vert
     setFlag(ItemIsMovable);
     setFlag(ItemIgnoresTransformations);
     setBrush(QBrush(Qt::green));
-    setRect(cornerFactor * radius, cornerFactor * radius, sizeFactor * radius, sizeFactor * radius);
+    setRect(discRect(radius));
 }
 
 void PolyPointGraphicsItem::discard()
@@ -45,10 +44,10 @@ void PolyPointGraphicsItem::discard()
 
 void PolyPointGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
 {
-    if (event->button() == Qt::RightButton || event->button() == Qt::MiddleButton)
-        event->ignore(); // only the left button drags
-    else
+    if (isDragButton(event->button()))
         QGraphicsEllipseItem::mousePressEvent(event);
+    else
+        event->ignore();
 }
 
 void PolyPointGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
@@ -62,6 +61,10 @@ void PolyPointGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
 
 void PolyPointGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
 {
+    if (!isDragButton(event->button())) {
+        QGraphicsEllipseItem::mouseReleaseEvent(event);
+        return;
+    }
     point += offset; // the drag is over; this handle is replaced as soon as the outline is taken over
     QGraphicsEllipseItem::mouseReleaseEvent(event);
     emit moved();

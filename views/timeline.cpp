@@ -102,11 +102,14 @@ void TimeLine::Init()
     addButton->setIconSize(QSize(addIconExtent, addIconExtent));
     addButton->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
     labelArea = createLabelArea();
+    labelArea->setAccessibleName(tr("Objects"));
     headerScene = new QGraphicsScene(this);
     headerView = createView(headerScene);
     headerView->setFixedHeight(headerHeight);
+    headerView->setAccessibleName(tr("Frame numbers"));
     bodyScene = new QGraphicsScene(this);
     bodyView = createView(bodyScene);
+    bodyView->setAccessibleName(tr("Key frames and spans"));
 
     auto *container = new QWidget;
     auto *grid = new QGridLayout(container);
@@ -125,8 +128,7 @@ void TimeLine::Init()
     connect(addButton, &QPushButton::clicked, this, &TimeLine::addObject);
     connect(headerView, &ClickableGraphicsView::clicked, this, &TimeLine::viewClicked);
     connect(bodyView, &ClickableGraphicsView::clicked, this, &TimeLine::viewClicked);
-    connect(g_state, &DataState::hasChanged, this, &TimeLine::filterStateChange);
-    connectToObjects();
+    connectToState();
     setDisabled(true);
 }
 
@@ -137,10 +139,13 @@ void TimeLine::reload()
         return;
     }
     setDisabled(false);
+    QScrollBar *rows = bodyView->verticalScrollBar();
+    const int top = rows->value();
     reloadList();
     reloadHeader();
     reloadBody();
     reloadMarkers();
+    rows->setValue(top);
 }
 
 void TimeLine::reloadHeader()
@@ -248,7 +253,11 @@ void TimeLine::reloadMarkers()
     const int x = frameWidth * g_state->currentFrame;
     headerMarker->setPos(x, 0);
     bodyMarker->setPos(x, 0);
+    // The marker is as tall as all rows: following it must not move the rows that the user looks at.
+    QScrollBar *rows = bodyView->verticalScrollBar();
+    const int top = rows->value();
     bodyView->ensureVisible(bodyMarker, markerMargin, markerMargin);
+    rows->setValue(top);
 }
 
 void TimeLine::addObject()

@@ -49,7 +49,7 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     nameLabel->setText(name);
     nameLabel->setTextFormat(Qt::PlainText);
     nameLabel->setIndent(textIndent);
-    nameLabel->setToolTip(name);
+    nameLabel->setToolTip(name.toHtmlEscaped());
     // A long name is cut off instead of pushing the buttons out of sight.
     nameLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     nameEdit->setText(name);
@@ -69,6 +69,7 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     box->addWidget(deleteButton);
 
     connect(nameEdit, &QLineEdit::editingFinished, this, &TrackedObjectLabel::changeName);
+    connect(nameEdit, &QLineEdit::returnPressed, this, &TrackedObjectLabel::toggleEdit);
     connect(editButton, &QToolButton::clicked, this, &TrackedObjectLabel::toggleEdit);
     connect(deleteButton, &QToolButton::clicked, this, &TrackedObjectLabel::deleteObj);
 }
