@@ -52,8 +52,31 @@ void callCarryingErrors(const std::function<void(int &)> &work, int &item)
         work(item);
     } catch (const std::exception &error) {
         throw JobError(error.what());
+    } catch (...) {
+        throw JobError("unknown exception");
     }
 }
+
+/// What the work items of one run share. What the GUI thread wrote before is for them to read, and the other
+/// way round at the end; the thread pool sees to that too, but thread checkers cannot look into it.
+struct Shared {
+    const std::function<void(int &)> &work;
+    std::atomic<int> handedOver{0}; // written by the GUI thread first and by every work item last
+};
+
+void runItem(Shared &shared, int &item)
+{
+    shared.handedOver.load(std::memory_order_acquire);
+    const auto handBack =
+        qScopeGuard([&shared] { shared.handedOver.fetch_add(1, std::memory_order_release); });
+    callCarryingErrors(shared.work, item);
+}
+
+struct WorkItem {
+    Shared *shared;
+    // Unchecked because this object itself comes through the thread pool.
+    __attribute__((no_sanitize("thread"))) void operator()(int &item) const { runItem(*shared, item); }
+};
 
 bool waitForEnd(QFuture<void> future)
 {
@@ -83,20 +106,13 @@ bool ModalJob::run(const QString &label, QList<int> &items, const std::function<
     if (onCanceled)
         QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onCanceled);
 
-    // What this thread wrote so far is for the workers to read, and the other way round at the end; the
-    // thread pool sees to that too, but thread checkers cannot look into it.
-    std::atomic<int> handedOver{0};
-    handedOver.store(1, std::memory_order_release);
-    const QFuture<void> future = QtConcurrent::map(items, [&work, &handedOver](int &item) {
-        handedOver.load(std::memory_order_acquire);
-        const auto handBack =
-            qScopeGuard([&handedOver] { handedOver.fetch_add(1, std::memory_order_release); });
-        callCarryingErrors(work, item);
-    });
+    Shared shared{work};
+    shared.handedOver.store(1, std::memory_order_release);
+    const QFuture<void> future = QtConcurrent::map(items, WorkItem{&shared});
     watcher.setFuture(future);
     dialog.exec();
     const bool succeeded = waitForEnd(future);
-    handedOver.load(std::memory_order_acquire);
+    shared.handedOver.load(std::memory_order_acquire);
     // What the work items announced reaches the window before the caller goes on.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
     return succeeded;

@@ -133,11 +133,7 @@ public:
             return;
         m_last = to;
         m_started.store(true, std::memory_order_release);
-        m_future = QtConcurrent::run([this, from] {
-            m_started.load(std::memory_order_acquire);
-            work(from);
-            m_finished.store(true, std::memory_order_release);
-        });
+        m_future = QtConcurrent::run(this, &BackwardHead::work, from);
     }
 
     ~BackwardHead()
@@ -177,15 +173,22 @@ private:
 
     void work(int from)
     {
+        m_started.load(std::memory_order_acquire);
         try {
-            QPolygonF source = m_object.keyFrames.at(from)->polygonSnapshot();
-            for (int frame = from; frame > m_last && m_failedFrame == -1; --frame) {
-                if (m_abandoned.load(std::memory_order_relaxed))
-                    return;
-                source = movedTarget(frame, source);
-            }
+            step(from);
         } catch (...) {
             m_error = std::current_exception();
+        }
+        m_finished.store(true, std::memory_order_release);
+    }
+
+    void step(int from)
+    {
+        QPolygonF source = m_object.keyFrames.at(from)->polygonSnapshot();
+        for (int frame = from; frame > m_last && m_failedFrame == -1; --frame) {
+            if (m_abandoned.load(std::memory_order_relaxed))
+                return;
+            source = movedTarget(frame, source);
         }
     }
 

@@ -6,9 +6,11 @@
 
 #include <QMetaMethod>
 #include <QPointer>
+#include <QSet>
 #include <QtTest>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 
 class TestDataState : public QObject
@@ -28,6 +30,7 @@ private slots:
     void nextFrameStopsAtTheLastFrame();
     void previousFrameStopsAtTheFirstFrame();
     void steppingDoesNotAskForALoadedVideo();
+    void steppingWithoutAVideoDoesNothing();
 
     void addingAnObjectMakesItCurrent();
     void hasObjectsFollowsTheList();
@@ -49,6 +52,9 @@ private slots:
 
     void theStackingOrderIsThatOfTheFrame();
     void theStackingOrderIsACopy();
+    void theStackingOrderOutsideTheVideo_data();
+    void theStackingOrderOutsideTheVideo();
+    void objectsWithoutAVideo();
 
     void destructionTakesObjectsAndVideoAlong();
     void destructionWithoutVideo();
@@ -484,6 +490,71 @@ void TestDataState::theStackingOrderIsACopy()
     QCOMPARE(project->getZOrderSortedList(0), QList<TrackedObject *>({b, a}));
     QCOMPARE(project->objects, QList<TrackedObject *>({a, b}));
     QVERIFY(recorder.log.isEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestDataState::steppingWithoutAVideoDoesNothing()
+{
+    DataState state;
+    SignalRecorder recorder;
+    recorder.watch(&state);
+    state.nextFrame();
+    state.prevFrame();
+    for (const int frame : {-1, 0, 1})
+        state.setFrame(frame);
+    QCOMPARE(state.currentFrame, 0);
+    QCOMPARE(recorder.log, QStringList());
+}
+
+void TestDataState::theStackingOrderOutsideTheVideo_data()
+{
+    QTest::addColumn<int>("frame");
+    QTest::newRow("before the first frame") << -1;
+    QTest::newRow("behind the last frame") << 10;
+    QTest::newRow("far behind the last frame") << std::numeric_limits<int>::max();
+    QTest::newRow("far before the first frame") << std::numeric_limits<int>::min();
+}
+
+void TestDataState::theStackingOrderOutsideTheVideo()
+{
+    QFETCH(int, frame);
+    TestProject project(10);
+    QSet<TrackedObject *> expected;
+    for (int i = 0; i < 40; ++i) // enough that sorting takes its longer way
+        expected.insert(project.addObject());
+    const QList<TrackedObject *> sorted = project->getZOrderSortedList(frame);
+    QCOMPARE(sorted.size(), 40);
+    QCOMPARE(QSet<TrackedObject *>(sorted.begin(), sorted.end()), expected);
+    for (const TrackedObject *object : sorted) {
+        QVERIFY(object->getZOrderRank(frame) >= 0);
+        QVERIFY(object->getZOrderRank(frame) < 40);
+    }
+}
+
+void TestDataState::objectsWithoutAVideo()
+{
+    DataState state;
+    state.addObject();
+    state.addObject();
+    QCOMPARE(state.objects.size(), 2);
+    TrackedObject *first = state.objects.first();
+    TrackedObject *second = state.objects.last();
+    QCOMPARE(state.getCurrentObject(), second);
+    for (const TrackedObject *object : {first, second}) {
+        QVERIFY(object->keyFrames.isEmpty());
+        QVERIFY(object->frameSpans.isEmpty());
+        QVERIFY(object->getFrameSpans().isEmpty());
+        QCOMPARE(object->getCurrentKeyFrame(), nullptr);
+    }
+    for (const int frame : {-1, 0, 1}) {
+        const QList<TrackedObject *> sorted = state.getZOrderSortedList(frame);
+        QCOMPARE(sorted.size(), 2);
+        QVERIFY(sorted.contains(first) && sorted.contains(second));
+        QCOMPARE(first->getZOrderRank(frame) + second->getZOrderRank(frame), 1); // 0 and 1 in some order
+    }
+    state.deleteObject(second->id);
+    QCOMPARE(state.getCurrentObject(), first);
 }
 
 // ---------------------------------------------------------------------------------------------------------

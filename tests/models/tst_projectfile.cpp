@@ -7,6 +7,8 @@
 
 #include <QBuffer>
 #include <QDataStream>
+#include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryFile>
 #include <QtTest>
 
@@ -41,6 +43,28 @@ bool accepted(const QByteArray &bytes, int frames, int width = 640, int height =
 {
     TestProject project(frames, width, height);
     return readInto(*project, bytes);
+}
+
+/// The bytes of the example in the description of the format: hexadecimal words at the beginning of every
+/// line, each of whole code units, then a remark.
+QByteArray documentedBytes()
+{
+    QFile file(QStringLiteral(PALU_SOURCE_DIR "/docs/file-format.md"));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return QByteArray();
+    const QString document = QString::fromUtf8(file.readAll());
+    const QStringList blocks =
+        document.section(QStringLiteral("```palu-hex\n"), 1).split(QStringLiteral("```"));
+    static const QRegularExpression word(
+        QStringLiteral("\\G\\s*([0-9a-f]{16}|[0-9a-f]{8}|[0-9a-f]{4})(?=\\s|$)"));
+    QByteArray bytes;
+    const QStringList lines = blocks.first().split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        QRegularExpressionMatchIterator words = word.globalMatch(line);
+        while (words.hasNext())
+            bytes += QByteArray::fromHex(words.next().captured(1).toLatin1());
+    }
+    return bytes;
 }
 
 const QString unicodeName = QString::fromUtf8("Hände \xE6\x89\x8B \xF0\x9F\x96\x90");
@@ -153,6 +177,7 @@ class TestProjectFile : public QObject
 
 private slots:
     void theBytesOfAKnownFile();
+    void theExampleOfTheDocumentationHolds();
     void writingMakesTheBytesOfTheFormat_data();
     void writingMakesTheBytesOfTheFormat();
     void readingGivesBackWhatTheBytesSay_data();
@@ -819,6 +844,39 @@ void TestProjectFile::shortDataReadsAsZeros()
     if (objects > 0)
         QCOMPARE(project->objects.at(0)->keyFrames.at(0)->zOrder, missing < 5 ? 0x01010101 : 0);
     QCOMPARE(ModelChecks::stateProblem(*project), QString());
+}
+
+void TestProjectFile::theExampleOfTheDocumentationHolds()
+{
+    const QByteArray documented = documentedBytes();
+    QVERIFY(!documented.isEmpty());
+    const QPolygonF onePoint(QVector<QPointF>{QPointF(1.5, 2)});
+    {
+        TestProject project(2, 8, 6);
+        project->video->videoPath = QStringLiteral("/videos/a.avi");
+        project.addObject()->changeName(QStringLiteral("x"));
+        annotate(project->objects.first(), 0, onePoint);
+        project->setFrame(1);
+        QCOMPARE(written(*project).toHex(' '), documented.toHex(' '));
+    }
+
+    TestProject project(2, 8, 6);
+    project->video->videoPath = QStringLiteral("/elsewhere/a.avi");
+    QString videoName;
+    QVERIFY(readInto(*project, documented, &videoName));
+    QCOMPARE(videoName, QStringLiteral("a.avi"));
+    QCOMPARE(project->currentFrame, 1);
+    QCOMPARE(TrackedObject::newID, 1);
+    QCOMPARE(project->objects.size(), 1);
+    const TrackedObject *object = project->objects.first();
+    QCOMPARE(object->name, QStringLiteral("x"));
+    QCOMPARE(object->id, 0);
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Visible);
+    QVERIFY(object->keyFrames.at(0)->polygon == onePoint);
+    QCOMPARE(object->keyFrames.at(1)->type, KeyFrame::None);
+    QVERIFY(object->keyFrames.at(1)->polygon.isEmpty());
+    QCOMPARE(ModelChecks::chainText(object), QStringLiteral("0-1 Hidden"));
+    QCOMPARE(written(*project).toHex(' '), documented.toHex(' '));
 }
 
 QTEST_GUILESS_MAIN(TestProjectFile)

@@ -1,14 +1,21 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "export/exportxml.h"
 #include "Models/projectfile.h"
+#include "processing/morph.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/projectimage.h"
 #include "tests/support/testproject.h"
 
 #include <QDataStream>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QtTest>
+#include <QXmlStreamReader>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 #include <random>
 
@@ -182,6 +189,39 @@ QByteArray damaged(QByteArray bytes, std::mt19937 &random)
     return bytes;
 }
 
+/// Exports with polygons and with boxes; returns what is wrong with the documents.
+QString exportProblem(DataState *state, int outlines)
+{
+    const QTemporaryDir folder;
+    for (const bool boxes : {false, true}) {
+        QFile file(folder.filePath(QStringLiteral("export.xml")));
+        if (!ExportXML(state, &file, boxes).saveXML())
+            return QStringLiteral("not exported");
+        file.close();
+        file.open(QIODevice::ReadOnly);
+        QXmlStreamReader xml(&file);
+        int found = 0;
+        while (!xml.atEnd()) {
+            xml.readNext();
+            const bool isOutline = xml.isStartElement() && (xml.name() == QLatin1String("bbox") ||
+                                                            xml.name() == QLatin1String("polygone"));
+            found += isOutline ? 1 : 0;
+        }
+        if (xml.hasError())
+            return xml.errorString();
+        if (found != outlines)
+            return QStringLiteral("%1 outlines instead of %2").arg(found).arg(outlines);
+    }
+    return QString();
+}
+
+int outlineCount(const TrackedObject *object)
+{
+    return static_cast<int>(
+        std::count_if(object->keyFrames.begin(), object->keyFrames.end(),
+                      [](const KeyFrame *keyFrame) { return !keyFrame->polygon.isEmpty(); }));
+}
+
 QByteArray problemText(const QString &what, const QString &problem)
 {
     return QStringLiteral("%1: %2").arg(what, problem).toUtf8();
@@ -204,6 +244,8 @@ private slots:
     void hugeObjectCounts();
     void aHalfReadObjectIsStillWhole();
     void objectsCanBeAddedAfterTheGreatestNextId();
+    void brokenCoordinatesSurviveEditing_data();
+    void brokenCoordinatesSurviveEditing();
 };
 
 void TestProjectFileDamage::theSoundFileIsAccepted()
@@ -350,6 +392,81 @@ void TestProjectFileDamage::objectsCanBeAddedAfterTheGreatestNextId()
         return;
     for (int i = 0; i < 3; ++i)
         QVERIFY(project->colors.contains(project.addObject()->color));
+}
+
+void TestProjectFileDamage::brokenCoordinatesSurviveEditing_data()
+{
+    QTest::addColumn<QPolygonF>("broken");
+    const double notANumber = std::numeric_limits<double>::quiet_NaN();
+    const double infinite = std::numeric_limits<double>::infinity();
+    QPolygonF square = rectangle(100, 100, 50, 50);
+    square[1] = QPointF(notANumber, 150);
+    QTest::newRow("one x that is not a number") << square;
+    square[1] = QPointF(infinite, 150);
+    QTest::newRow("one infinite x") << square;
+    square[1] = QPointF(1e300, -1e300);
+    QTest::newRow("one vertex far away") << square;
+    QTest::newRow("all in one place far away") << QPolygonF(QVector<QPointF>(4, QPointF(1e300, 1e300)));
+    QTest::newRow("around the frame, far away") << rectangle(-1e160, -1e160, 2e160, 2e160);
+    QTest::newRow("nothing but what is not a number")
+        << QPolygonF(QVector<QPointF>(4, QPointF(notANumber, notANumber)));
+    QTest::newRow("signalling bits") << QPolygonF(
+        QVector<QPointF>(3, QPointF(std::numeric_limits<double>::signaling_NaN(), -notANumber)));
+}
+
+void TestProjectFileDamage::brokenCoordinatesSurviveEditing()
+{
+    QFETCH(QPolygonF, broken);
+    ProjectImage image(videoFrames);
+    ProjectImage::ObjectRecord &record = image.addObject(QStringLiteral("object"), 0);
+    record.spans = {{1, 0, 4}, {2, 4, 8}, {0, 8, 11}};
+    for (const int frame : {0, 4, 10}) {
+        record.keyFrames[frame].type = 1;
+        record.keyFrames[frame].polygon = broken;
+    }
+    record.keyFrames[8].type = 2;
+    record.keyFrames[8].polygon = rectangle(200, 120, 60, 40);
+    const QByteArray bytes = image.bytes();
+    {
+        Reader reader;
+        QCOMPARE(reader.read(bytes), QString());
+        QCOMPARE(reader.accepted, 1);
+    }
+
+    TestProject project(videoFrames);
+    QDataStream stream(bytes);
+    ProjectFile::readVideoName(stream);
+    QVERIFY(ProjectFile::read(stream, *project));
+    const TrackedObject *object = project->getCurrentObject();
+    QVERIFY(object);
+    QCOMPARE(object->keyFrames.at(0)->polygon.size(), broken.size());
+    QCOMPARE(exportProblem(project.state(), 4), QString());
+
+    Morph(project.state()).linearMorphing(0, -1);
+    QCOMPARE(outlineCount(object), 10); // 0 to 8 and 10
+    QCOMPARE(object->keyFrames.at(6)->type, KeyFrame::Automatic);
+    QCOMPARE(exportProblem(project.state(), 10), QString());
+
+    for (KeyFrame *keyFrame : object->keyFrames) {
+        const int vertices = keyFrame->polygon.size();
+        keyFrame->reducePolygonVertices();
+        QVERIFY(keyFrame->polygon.size() <= vertices);
+    }
+    QCOMPARE(outlineCount(object), 10); // reducing leaves two vertices at least
+    QCOMPARE(exportProblem(project.state(), 10), QString());
+
+    constexpr double tolerance = 1e-5; // pixels: sides a billion pixels long meet the frame
+    const QRectF frame = QRectF(0, 0, 640, 480).adjusted(-tolerance, -tolerance, tolerance, tolerance);
+    for (KeyFrame *keyFrame : object->keyFrames) {
+        keyFrame->transformPolygon(Eigen::Affine2d(Eigen::Translation2d(5, 5)));
+        for (const QPointF &point : qAsConst(keyFrame->polygon)) {
+            QVERIFY(std::isfinite(point.x()) && std::isfinite(point.y()));
+            QVERIFY(frame.contains(point));
+        }
+    }
+    QCOMPARE(object->keyFrames.at(8)->polygon.boundingRect(), QRectF(205, 125, 60, 40));
+    QCOMPARE(exportProblem(project.state(), outlineCount(object)), QString());
+    QCOMPARE(ModelChecks::stateProblem(*project), QString());
 }
 
 QTEST_GUILESS_MAIN(TestProjectFileDamage)

@@ -95,6 +95,7 @@ private slots:
     // Which changes count
     void aPolygonChangeLeavesSpansAlone();
     void flagsAreTestedAsBits();
+    void theSlotActsOnItsSender();
     void automaticKeyFramesLeaveSpansAlone_data();
     void automaticKeyFramesLeaveSpansAlone();
 
@@ -520,6 +521,39 @@ void TestTrackedObject::flagsAreTestedAsBits()
     key->type = KeyFrame::Visible;
     emit key->hasChanged(1 | 2);
     QCOMPARE(chainText(object), QStringLiteral("0-50 Hidden, 50-99 Hidden"));
+}
+
+void TestTrackedObject::theSlotActsOnItsSender()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    auto *handMade = new KeyFrame(object, 5, KeyFrame::None);
+    connect(handMade, &KeyFrame::hasChanged, object, &TrackedObject::keyFrameChanged);
+    fill(object, {3, 5, 7});
+
+    SignalRecorder recorder;
+    recorder.watch(object);
+    object->keyFrameChanged(KeyFrame::TypeChanged); // no signal leads here
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+    QCOMPARE(recorder.log, QStringList());
+    QCOMPARE(framesWithPolygon(object), QStringLiteral("3 5 7"));
+
+    FrameSpan notAKeyFrame(object, FrameSpan::Hidden, 5, 6);
+    connect(&notAKeyFrame, &FrameSpan::hasChanged, object, &TrackedObject::keyFrameChanged);
+    notAKeyFrame.setType(FrameSpan::Visible);
+    emit handMade->hasChanged(KeyFrame::PolygonChanged);
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+    QCOMPARE(recorder.log, QStringList());
+
+    handMade->setType(KeyFrame::Visible);
+    QCOMPARE(chainText(object), QStringLiteral("0-5 Hidden, 5-9 Hidden"));
+    QCOMPARE(framesWithPolygon(object), QStringLiteral("5"));
+    QCOMPARE(recorder.log.count(QStringLiteral("object: 2")), 1);
+    handMade->setType(KeyFrame::None);
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+    QCOMPARE(recorder.log.count(QStringLiteral("object: 2")), 2);
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(ModelChecks::objectProblem(object, 10), QString());
 }
 
 void TestTrackedObject::automaticKeyFramesLeaveSpansAlone_data()

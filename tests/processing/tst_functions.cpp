@@ -84,6 +84,10 @@ private slots:
     void pointsAreClampedToOriginAndSize();
     void outlinesAreClippedToTheRectangle_data();
     void outlinesAreClippedToTheRectangle();
+    void outlinesOfAnySizeAreClippedWithoutHarm_data();
+    void outlinesOfAnySizeAreClippedWithoutHarm();
+    void everyNumberIsRoundedToAnInt_data();
+    void everyNumberIsRoundedToAnInt();
 };
 
 void TestFunctions::orientationIsTheSignOfTheEdgeSum_data()
@@ -568,6 +572,95 @@ void TestFunctions::outlinesAreClippedToTheRectangle()
     QCOMPARE(clipped.boundingRect(), box);
     if (vertices > 0)
         QVERIFY(clipped.first() != clipped.last());
+}
+
+void TestFunctions::outlinesOfAnySizeAreClippedWithoutHarm_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QRectF>("box");
+    // The rectangle goes from (-5, 5) to (15, 30).
+    const QRectF whole(-5, 5, 20, 25);
+    QTest::newRow("ordinary") << poly({QPointF(2, 8), QPointF(2, 18), QPointF(12, 18), QPointF(12, 8)})
+                              << QRectF(2, 8, 10, 10);
+    // What is not a number counts as 0.
+    QTest::newRow("one x that is not a number")
+        << poly({QPointF(notANumber, 8), QPointF(0, 18), QPointF(12, 18), QPointF(12, 8)})
+        << QRectF(0, 8, 12, 10);
+    QTest::newRow("one y that is not a number")
+        << poly({QPointF(2, notANumber), QPointF(2, 18), QPointF(12, 18), QPointF(12, 0)})
+        << QRectF(2, 5, 10, 13);
+    QTest::newRow("nothing but what is not a number")
+        << QPolygonF(QVector<QPointF>(4, QPointF(notANumber, notANumber))) << QRectF();
+    QTest::newRow("side at infinity")
+        << poly({QPointF(2, 8), QPointF(2, 18), QPointF(infinite, 18), QPointF(infinite, 8)})
+        << QRectF(2, 8, 13, 10);
+    QTest::newRow("side at minus infinity")
+        << poly({QPointF(2, -infinite), QPointF(2, 18), QPointF(12, 18), QPointF(12, -infinite)})
+        << QRectF(2, 5, 10, 13);
+    QTest::newRow("all infinite") << poly({QPointF(-infinite, -infinite), QPointF(-infinite, infinite),
+                                           QPointF(infinite, infinite), QPointF(infinite, -infinite)})
+                                  << whole;
+    QTest::newRow("all in one place far away")
+        << QPolygonF(QVector<QPointF>(4, QPointF(1e300, 1e300))) << QRectF();
+    QTest::newRow("around the rectangle, far away") << poly({QPointF(-1e160, -1e160), QPointF(-1e160, 1e160),
+                                                             QPointF(1e160, 1e160), QPointF(1e160, -1e160)})
+                                                    << whole;
+    QTest::newRow("beside the rectangle, far away") << poly({QPointF(1e160, -1e160), QPointF(1e160, 1e160),
+                                                             QPointF(1e161, 1e160), QPointF(1e161, -1e160)})
+                                                    << QRectF();
+    QTest::newRow("greatest of all") << poly({QPointF(std::numeric_limits<double>::lowest(), 8),
+                                              QPointF(std::numeric_limits<double>::lowest(), 18),
+                                              QPointF(std::numeric_limits<double>::max(), 18),
+                                              QPointF(std::numeric_limits<double>::max(), 8)})
+                                     << QRectF(-5, 8, 20, 10);
+}
+
+void TestFunctions::outlinesOfAnySizeAreClippedWithoutHarm()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(QRectF, box);
+    constexpr double tolerance = 1e-6; // pixels: sides a billion pixels long meet the rectangle
+    const QPolygonF clipped = Functions::clippedToRect(polygon, QRectF(-5, 5, 20, 25));
+    for (const QPointF &point : clipped)
+        QVERIFY(std::isfinite(point.x()) && std::isfinite(point.y()));
+    QCOMPARE(clipped.isEmpty(), box.isEmpty());
+    const QRectF actual = clipped.boundingRect();
+    QVERIFY(std::abs(actual.left() - box.left()) < tolerance);
+    QVERIFY(std::abs(actual.top() - box.top()) < tolerance);
+    QVERIFY(std::abs(actual.right() - box.right()) < tolerance);
+    QVERIFY(std::abs(actual.bottom() - box.bottom()) < tolerance);
+}
+
+void TestFunctions::everyNumberIsRoundedToAnInt_data()
+{
+    QTest::addColumn<double>("value");
+    QTest::addColumn<int>("rounded");
+    const int least = std::numeric_limits<int>::min();
+    const int most = std::numeric_limits<int>::max();
+    QTest::newRow("half") << 0.5 << 1;
+    QTest::newRow("minus half") << -0.5 << -1;
+    QTest::newRow("even half") << 2.5 << 3;
+    QTest::newRow("even half below zero") << -2.5 << -3;
+    QTest::newRow("largest number below one half") << 0.49999999999999994 << 0;
+    QTest::newRow("not a number") << notANumber << 0;
+    QTest::newRow("infinite") << infinite << most;
+    QTest::newRow("minus infinite") << -infinite << least;
+    QTest::newRow("greatest int") << 2147483647.0 << most;
+    QTest::newRow("less than half above the greatest int") << 2147483647.25 << most;
+    QTest::newRow("one above the greatest int") << 2147483648.0 << most;
+    QTest::newRow("half below the greatest int") << 2147483646.5 << most;
+    QTest::newRow("one below the greatest int") << 2147483646.25 << most - 1;
+    QTest::newRow("least int") << -2147483648.0 << least;
+    QTest::newRow("one below the least int") << -2147483649.0 << least;
+    QTest::newRow("far above") << 1e300 << most;
+    QTest::newRow("far below") << -1e300 << least;
+}
+
+void TestFunctions::everyNumberIsRoundedToAnInt()
+{
+    QFETCH(double, value);
+    QFETCH(int, rounded);
+    QCOMPARE(Functions::roundToInt(value), rounded);
 }
 
 QTEST_APPLESS_MAIN(TestFunctions)

@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinite = std::numeric_limits<double>::infinity();
 
 // Spells out the vertices; QPolygonF itself takes a list of two points for a rectangle.
 QPolygonF poly(const QVector<QPointF> &vertices)
@@ -126,6 +127,8 @@ private slots:
     void reductionIsNoSlot();
     void transformCanBeCalledThroughTheMetaObject();
     void transformsAddUp();
+    void transformOfAnOutlineWithBrokenCoordinates_data();
+    void transformOfAnOutlineWithBrokenCoordinates();
 
 private:
     KeyFrame *keyFrame() const { return m_object->keyFrames.at(1); }
@@ -540,6 +543,57 @@ void TestKeyFramePolygon::transformsAddUp()
     for (int step = 0; step < 10; ++step)
         keyFrame()->transformPolygon(shift(3, 2));
     QVERIFY(sameRing(keyFrame()->polygon, rectangle(40, 30, 50, 50)));
+}
+
+void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<Eigen::Affine2d>("transform");
+    QTest::addColumn<QRectF>("box"); // inside the frame of 640 by 480 pixels
+    const Eigen::Affine2d rest = Eigen::Affine2d::Identity();
+    const QPolygonF square = rectangle(100, 100, 50, 50);
+    const auto withFirst = [square](QPointF point) {
+        QPolygonF outline = square;
+        outline.first() = point;
+        return outline;
+    };
+    // Even a transform that moves nothing mixes the coordinates, so that the whole vertex is lost and counts
+    // as the origin.
+    QTest::newRow("one x that is not a number, at rest")
+        << withFirst(QPointF(notANumber, 100)) << rest << QRectF(0, 0, 150, 150);
+    QTest::newRow("one x that is not a number, moved")
+        << withFirst(QPointF(notANumber, 100)) << shift(10, 20) << QRectF(0, 0, 160, 170);
+    QTest::newRow("nothing but what is not a number")
+        << QPolygonF(QVector<QPointF>(4, QPointF(notANumber, notANumber))) << shift(10, 20) << QRectF();
+    QTest::newRow("all in one place far away")
+        << QPolygonF(QVector<QPointF>(4, QPointF(1e300, 1e300))) << shift(10, 20) << QRectF();
+    QTest::newRow("around the frame, far away")
+        << rectangle(-1e160, -1e160, 2e160, 2e160) << shift(10, 20) << QRectF(0, 0, 640, 480);
+    QTest::newRow("from the frame to far away")
+        << rectangle(100, 100, 1e300, 50) << shift(10, 20) << QRectF(110, 120, 530, 50);
+    QTest::newRow("moved infinitely far") << square << shift(infinite, 0) << QRectF();
+    QTest::newRow("scaled beyond all numbers")
+        << square << Eigen::Affine2d(Eigen::Scaling(1e300, 1e300)) << QRectF();
+    QTest::newRow("moved by what is not a number") << square << shift(notANumber, notANumber) << QRectF();
+}
+
+void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(Eigen::Affine2d, transform);
+    QFETCH(QRectF, box);
+    constexpr double tolerance = 1e-5; // pixels: sides a billion pixels long meet the frame
+    QSignalSpy changes(keyFrame(), &KeyFrame::hasChanged);
+    const QPolygonF result = transformed(polygon, transform);
+    QCOMPARE(changes.count(), 1);
+    for (const QPointF &point : result)
+        QVERIFY2(std::isfinite(point.x()) && std::isfinite(point.y()), text(result));
+    QVERIFY2(result.isEmpty() == box.isEmpty(), text(result));
+    const QRectF actual = result.boundingRect();
+    QVERIFY2(std::abs(actual.left() - box.left()) < tolerance, text(result));
+    QVERIFY2(std::abs(actual.top() - box.top()) < tolerance, text(result));
+    QVERIFY2(std::abs(actual.right() - box.right()) < tolerance, text(result));
+    QVERIFY2(std::abs(actual.bottom() - box.bottom()) < tolerance, text(result));
 }
 
 QTEST_APPLESS_MAIN(TestKeyFramePolygon)

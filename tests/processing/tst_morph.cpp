@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <random>
 #include <set>
 #include <vector>
@@ -298,6 +299,11 @@ private slots:
     void blendAgreesWithTheModel();
     void blendOfNearlyEqualOutlinesAgreesWithTheModel();
     void outlinesWithoutLengthStayFinite();
+    void outlinesWithBrokenCoordinatesAreBlended_data();
+    void outlinesWithBrokenCoordinatesAreBlended();
+    void hugeOutlinesKeepTheirOrientation_data();
+    void hugeOutlinesKeepTheirOrientation();
+    void noPointOfAnEmptyOutlineIsTheOrigin();
 };
 
 void TestMorph::assignFindsTheNearestPointOfTheOutline_data()
@@ -1001,6 +1007,92 @@ void TestMorph::outlinesWithoutLengthStayFinite()
             }
         }
     }
+}
+
+void TestMorph::outlinesWithBrokenCoordinatesAreBlended_data()
+{
+    QTest::addColumn<QPolygonF>("broken");
+    const double notANumber = std::numeric_limits<double>::quiet_NaN();
+    const double infinite = std::numeric_limits<double>::infinity();
+    const QPolygonF square = rectangle(100, 100, 50, 50);
+    const auto withSecond = [square](QPointF point) {
+        QPolygonF outline = square;
+        outline[1] = point;
+        return outline;
+    };
+    QTest::newRow("one x that is not a number") << withSecond(QPointF(notANumber, 150));
+    QTest::newRow("first vertex that is not a number")
+        << poly({QPointF(notANumber, notANumber), square[1], square[2], square[3]});
+    QTest::newRow("nothing but what is not a number")
+        << QPolygonF(QVector<QPointF>(4, QPointF(notANumber, notANumber)));
+    QTest::newRow("one infinite x") << withSecond(QPointF(infinite, 150));
+    QTest::newRow("one minus infinite y") << withSecond(QPointF(100, -infinite));
+    QTest::newRow("one vertex far away") << withSecond(QPointF(1e300, -1e300));
+    QTest::newRow("all in one place far away") << QPolygonF(QVector<QPointF>(4, QPointF(1e300, 1e300)));
+    QTest::newRow("square of 1e160 pixels") << rectangle(-1e160, -1e160, 2e160, 2e160);
+    QTest::newRow("one vertex that is not a number") << poly({QPointF(notANumber, 3)});
+}
+
+void TestMorph::outlinesWithBrokenCoordinatesAreBlended()
+{
+    QFETCH(QPolygonF, broken);
+    const QPolygonF square = rectangle(200, 120, 60, 40);
+    const auto check = [](const QPolygonF &from, const QPolygonF &to) {
+        const QList<QPolygonF> blends = Morph(nullptr).getMorphedPolygons(from, to, 3);
+        QCOMPARE(blends.size(), 3);
+        for (const QPolygonF &blend : blends) {
+            QCOMPARE(blend.size(), blends.first().size());
+            QVERIFY(blend.size() >= 1);
+            QVERIFY(blend.size() <= from.size() + to.size());
+        }
+    };
+    check(broken, square);
+    check(square, broken);
+    check(broken, broken);
+
+    // The same through the frames of an object; the outlines at the ends stay what they are.
+    TestProject project(6);
+    TrackedObject *object = project.addObject();
+    annotate(object, 0, broken);
+    annotate(object, 5, square);
+    Morph(project.state()).linearMorphing(0, -1);
+    for (int frame = 1; frame < 5; ++frame) {
+        QCOMPARE(object->keyFrames.at(frame)->type, KeyFrame::Automatic);
+        QVERIFY(!object->keyFrames.at(frame)->polygon.isEmpty());
+    }
+    QCOMPARE(object->keyFrames.at(0)->polygon.size(), broken.size());
+    QVERIFY(object->keyFrames.at(5)->polygon == square);
+}
+
+void TestMorph::hugeOutlinesKeepTheirOrientation_data()
+{
+    QTest::addColumn<double>("side"); // pixels
+    QTest::newRow("sum within 64 bits") << 1e9;
+    QTest::newRow("sum beyond 64 bits") << 1e10;
+    QTest::newRow("sum far beyond 64 bits") << 1e100;
+}
+
+void TestMorph::hugeOutlinesKeepTheirOrientation()
+{
+    QFETCH(double, side);
+    const QPolygonF square = rectangle(0, 0, side, side);
+    // Blended with itself the other way round, a square collapses unless one of the two is turned back.
+    for (const QPolygonF &blend : Morph(nullptr).getMorphedPolygons(square, reversed(square), 3)) {
+        QCOMPARE(blend.size(), 4);
+        double area = 0;
+        for (int i = 0; i < blend.size(); ++i) {
+            const QPointF p = blend.at(i) / side;
+            const QPointF next = blend.at((i + 1) % blend.size()) / side;
+            area += (next.x() - p.x()) * (p.y() + next.y()) / 2;
+        }
+        QVERIFY2(std::abs(std::abs(area) - 1) < 1e-9, text(blend));
+    }
+}
+
+void TestMorph::noPointOfAnEmptyOutlineIsTheOrigin()
+{
+    for (const double parameter : {0.0, 0.5, 3.0})
+        QVERIFY(Morph(nullptr).pointFromAssignment(QPolygonF(), parameter) == QPointF(0, 0));
 }
 
 QTEST_APPLESS_MAIN(TestMorph)

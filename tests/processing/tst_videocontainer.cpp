@@ -24,10 +24,12 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <vector>
 
 namespace
@@ -170,6 +172,8 @@ private slots:
     void chunkBeginsAtTheEndBefore_data();
     void chunkBeginsAtTheEndBefore();
     void cancellingIsASlot();
+    void fileNameIsTheLastPart_data();
+    void fileNameIsTheLastPart();
 
     void importMakesAnImageOfEveryFrame_data();
     void importMakesAnImageOfEveryFrame();
@@ -188,10 +192,14 @@ private slots:
 
     void dialogIsBusyAndModal();
     void abortEndsTheImport();
+    void closingTheDialogAbortsToo_data();
+    void closingTheDialogAbortsToo();
     void cancelledWorkerWritesNothing();
 
     void failuresAreLogged_data();
     void failuresAreLogged();
+    void absurdFrameCountsAreRejected_data();
+    void absurdFrameCountsAreRejected();
     void secondImportFailsOnTheFramesFolder();
     void withoutTemporaryFolderTheProcessEnds();
     void fullDiskIsLogged();
@@ -319,6 +327,33 @@ void TestVideoContainer::chunkBeginsAtTheEndBefore()
 void TestVideoContainer::cancellingIsASlot()
 {
     QVERIFY(VideoContainer::staticMetaObject.indexOfSlot("setCancel()") >= 0);
+}
+
+void TestVideoContainer::fileNameIsTheLastPart_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("no video yet") << ""
+                                  << "";
+    QTest::newRow("in a folder") << "/tmp/palu-x/clip.avi"
+                                 << "clip.avi";
+    QTest::newRow("blanks and dots") << "/my videos/a b.c.avi"
+                                     << "a b.c.avi";
+    QTest::newRow("without folder") << "clip.avi"
+                                    << "clip.avi";
+    QTest::newRow("without ending") << "/tmp/clip"
+                                    << "clip";
+    QTest::newRow("backslashes belong to the name") << "/tmp/a\\b.avi"
+                                                    << "a\\b.avi";
+}
+
+void TestVideoContainer::fileNameIsTheLastPart()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, name);
+    VideoContainer container;
+    container.videoPath = path;
+    QCOMPARE(container.fileName(), name);
 }
 
 void TestVideoContainer::importMakesAnImageOfEveryFrame_data()
@@ -621,6 +656,35 @@ void TestVideoContainer::abortEndsTheImport()
     QVERIFY(!QFile::exists(root));
 }
 
+void TestVideoContainer::closingTheDialogAbortsToo_data()
+{
+    QTest::addColumn<bool>("byKey");
+    QTest::newRow("Escape key") << true;
+    QTest::newRow("window closed") << false;
+}
+
+void TestVideoContainer::closingTheDialogAbortsToo()
+{
+    QFETCH(bool, byKey);
+    constexpr int frames = 150;
+    QVERIFY(TestClips::encode(clip("closed.avi"), TestClips::Scene(), frames, 25, "MJPG"));
+    VideoContainer container;
+    ProgressDialogWatcher watcher([&container, byKey](QProgressDialog *dialog) {
+        if (frameFiles(container).size() < 2 || !dialog->isActiveWindow())
+            return false;
+        if (byKey)
+            QTest::keyClick(dialog, Qt::Key_Escape);
+        else
+            dialog->close();
+        return true;
+    });
+    const LogCapture log;
+    QVERIFY(!container.loadFile(clip("closed.avi")));
+    QVERIFY(watcher.done);
+    QCOMPARE(log.warnings(), QStringList());
+    QVERIFY(frameFiles(container).size() < frames);
+}
+
 void TestVideoContainer::cancelledWorkerWritesNothing()
 {
     VideoContainer container;
@@ -685,6 +749,29 @@ void TestVideoContainer::failuresAreLogged()
         QVERIFY(!QFile::exists(container.getFramePath(0)));
     }
     QVERIFY(!QFile::exists(root));
+}
+
+void TestVideoContainer::absurdFrameCountsAreRejected_data()
+{
+    QTest::addColumn<quint32>("frames");
+    QTest::newRow("one more than an int holds") << 0x80000000U;
+    QTest::newRow("greatest number of the header") << 0xffffffffU;
+}
+
+void TestVideoContainer::absurdFrameCountsAreRejected()
+{
+    QFETCH(quint32, frames);
+    QByteArray avi = contents(clip("mjpg.avi"));
+    QVERIFY(claimFrames(avi, frames));
+    QVERIFY(writeFile(clip("absurd.avi"), avi));
+    cv::VideoCapture capture(clip("absurd.avi").toStdString(), cv::CAP_FFMPEG);
+    if (!(std::abs(capture.get(cv::CAP_PROP_FRAME_COUNT)) > std::numeric_limits<int>::max()))
+        QSKIP("this back end does not believe the header");
+    VideoContainer container;
+    const LogCapture log;
+    QVERIFY(!container.loadFile(clip("absurd.avi")));
+    QCOMPARE(log.warnings(), QStringList("invalid framecount"));
+    QVERIFY(frameFiles(container).isEmpty());
 }
 
 void TestVideoContainer::secondImportFailsOnTheFramesFolder()

@@ -1,0 +1,473 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/modaljob.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/trackingclips.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QThread>
+#include <QThreadPool>
+#include <QTimer>
+#include <QtTest>
+
+#include <atomic>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr int timeLimit = 10000; // milliseconds that any wait here may take
+const QString label = QStringLiteral("Working. Please wait.");
+
+QList<int> itemList(int count)
+{
+    QList<int> items;
+    for (int i = 0; i < count; ++i)
+        items.append(i);
+    return items;
+}
+
+// Waits until `condition` holds; false when the time is up.
+bool waitFor(const std::function<bool()> &condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeLimit)
+            return false;
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+// Calls `action` once with the progress dialog, as soon as it is the active window and `isTime` holds.
+class DialogAction : public QObject
+{
+public:
+    DialogAction(std::function<bool()> isTime, std::function<void(QProgressDialog *)> action)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this, isTime, action] {
+            auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
+            if (!dialog || !dialog->isActiveWindow() || !isTime())
+                return;
+            m_timer.stop();
+            done = true;
+            action(dialog);
+        });
+        m_timer.start(1);
+    }
+
+    bool done = false;
+
+private:
+    QTimer m_timer;
+};
+
+void pressButton(QProgressDialog *dialog)
+{
+    dialog->findChild<QPushButton *>()->click();
+}
+
+void pressEscape(QProgressDialog *dialog)
+{
+    QTest::keyClick(dialog, Qt::Key_Escape);
+}
+
+void closeWindow(QProgressDialog *dialog)
+{
+    dialog->close();
+}
+
+using Thrower = void (*)();
+
+void throwRuntimeError()
+{
+    throw std::runtime_error("the disk is on fire");
+}
+
+void throwOutOfRange()
+{
+    throw std::out_of_range("index 7 of 3");
+}
+
+void throwNumber()
+{
+    throw 42;
+}
+
+void throwText()
+{
+    throw "a text";
+}
+
+void throwEmptyText()
+{
+    throw std::runtime_error("");
+}
+
+void throwPlain()
+{
+    throw std::exception();
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Thrower)
+using DialogStep = void (*)(QProgressDialog *);
+Q_DECLARE_METATYPE(DialogStep)
+
+class TestModalJob : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyItemIsWorkedOnce_data();
+    void everyItemIsWorkedOnce();
+    void workMayChangeItsItem();
+    void workRunsOnPoolThreads();
+    void noItemsEndAtOnce();
+    void dialogIsBusyAndModal();
+
+    void anExceptionEndsTheRunAndIsLogged_data();
+    void anExceptionEndsTheRunAndIsLogged();
+    void oneOfSeveralExceptionsIsLogged();
+    void aRunAfterAFailedOneSucceeds();
+
+    void abortCallsBackOnTheGuiThread_data();
+    void abortCallsBackOnTheGuiThread();
+    void abortSkipsWaitingItems_data();
+    void abortSkipsWaitingItems();
+    void abortNeedsNoCallback();
+    void escapeAbortsToo();
+    void withoutAbortNothingIsCalledBack();
+    void noWorkRunsAfterReturn_data();
+    void noWorkRunsAfterReturn();
+};
+
+void TestModalJob::everyItemIsWorkedOnce_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("threads");
+    QTest::newRow("one item") << 1 << 2;
+    QTest::newRow("one thread") << 50 << 1;
+    QTest::newRow("fewer items than threads") << 3 << 8;
+    QTest::newRow("many items") << 5000 << 4;
+}
+
+void TestModalJob::everyItemIsWorkedOnce()
+{
+    QFETCH(int, count);
+    QFETCH(int, threads);
+    const PoolThreads pool(threads);
+    std::vector<std::atomic<int>> counters(static_cast<std::size_t>(count));
+    QList<int> items = itemList(count);
+    const LogCapture log;
+    QVERIFY(
+        ModalJob::run(label, items, [&counters](int &item) { ++counters[static_cast<std::size_t>(item)]; }));
+    for (const std::atomic<int> &counter : counters)
+        QCOMPARE(counter.load(), 1);
+    QCOMPARE(items, itemList(count));
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestModalJob::workMayChangeItsItem()
+{
+    QList<int> items = itemList(20);
+    QVERIFY(ModalJob::run(label, items, [](int &item) { item *= 3; }));
+    for (int i = 0; i < items.size(); ++i)
+        QCOMPARE(items.at(i), 3 * i);
+}
+
+void TestModalJob::workRunsOnPoolThreads()
+{
+    std::atomic<int> onGuiThread{0};
+    QList<int> items = itemList(20);
+    QVERIFY(ModalJob::run(label, items, [&onGuiThread](int &) {
+        onGuiThread += QThread::currentThread() == qApp->thread() ? 1 : 0;
+    }));
+    QCOMPARE(onGuiThread.load(), 0);
+}
+
+void TestModalJob::noItemsEndAtOnce()
+{
+    // Were the dialog to stay, this would end it and be seen.
+    bool tooLate = false;
+    QTimer::singleShot(timeLimit, this, [&tooLate] {
+        tooLate = true;
+        if (auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget()))
+            dialog->reset();
+    });
+    int calls = 0;
+    int callbacks = 0;
+    QList<int> items;
+    const LogCapture log;
+    QVERIFY(ModalJob::run(
+        label, items, [&calls](int &) { ++calls; }, [&callbacks] { ++callbacks; }));
+    QVERIFY(!tooLate);
+    QCOMPARE(calls, 0);
+    QCOMPARE(callbacks, 0);
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestModalJob::dialogIsBusyAndModal()
+{
+    ProgressWatch watch;
+    std::atomic<bool> released{false};
+    watch.onShown = [&released] { released = true; };
+    QList<int> items{1};
+    bool inTime = false;
+    QVERIFY(ModalJob::run(label, items,
+                          [&](int &) { inTime = waitFor([&released] { return released.load(); }); }));
+    QVERIFY(inTime);
+    QVERIFY(watch.seen);
+    QCOMPARE(watch.label, label);
+    QCOMPARE(watch.button, QStringLiteral("Abort"));
+    QCOMPARE(watch.minimum, 0);
+    QCOMPARE(watch.maximum, 0);
+    QCOMPARE(watch.modality, Qt::WindowModal);
+    QVERIFY(!watch.hasParent);
+    QVERIFY(!QApplication::activeModalWidget());
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        QVERIFY(!qobject_cast<QProgressDialog *>(widget));
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestModalJob::anExceptionEndsTheRunAndIsLogged_data()
+{
+    QTest::addColumn<Thrower>("fail");
+    QTest::addColumn<QString>("warning"); // null when the exception has no text of its own
+    QTest::newRow("std::runtime_error") << &throwRuntimeError << "the disk is on fire";
+    QTest::newRow("std::out_of_range") << &throwOutOfRange << "index 7 of 3";
+    QTest::newRow("std::exception") << &throwPlain << QString::fromLatin1(std::exception().what());
+    QTest::newRow("empty text") << &throwEmptyText << QString();
+    QTest::newRow("number") << &throwNumber << QString();
+    QTest::newRow("characters") << &throwText << QString();
+}
+
+void TestModalJob::anExceptionEndsTheRunAndIsLogged()
+{
+    QFETCH(Thrower, fail);
+    QFETCH(QString, warning);
+    constexpr int failing = 3;
+    const PoolThreads pool(1); // so that the items come one after the other
+    QList<int> worked;
+    int callbacks = 0;
+    QList<int> items = itemList(200);
+    const LogCapture log;
+    const bool succeeded = ModalJob::run(
+        label, items,
+        [&](int &item) {
+            worked.append(item);
+            if (item == failing)
+                fail();
+        },
+        [&callbacks] { ++callbacks; });
+    QVERIFY(!succeeded);
+    QCOMPARE(worked, itemList(failing + 1));
+    QCOMPARE(callbacks, 0); // nobody pressed "Abort"
+    QCOMPARE(log.warnings().size(), 1);
+    if (!warning.isNull())
+        QCOMPARE(log.warnings().first(), warning);
+    const LogCapture::Message message = log.messages().last();
+    QCOMPARE(message.category, QStringLiteral("default"));
+    QVERIFY2(message.file.startsWith(QLatin1String("core/modaljob")), qPrintable(message.file));
+    QVERIFY(!QApplication::activeModalWidget());
+}
+
+void TestModalJob::oneOfSeveralExceptionsIsLogged()
+{
+    const PoolThreads pool(4);
+    std::atomic<int> inWork{0};
+    QList<int> items = itemList(4);
+    const LogCapture log;
+    QVERIFY(!ModalJob::run(label, items, [&inWork](int &item) {
+        ++inWork;
+        waitFor([&inWork] { return inWork == 4; });
+        throw std::runtime_error("item " + std::to_string(item));
+    }));
+    QCOMPARE(inWork.load(), 4);
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY2(log.warnings().first().startsWith(QLatin1String("item ")), qPrintable(log.warnings().first()));
+}
+
+void TestModalJob::aRunAfterAFailedOneSucceeds()
+{
+    QList<int> items = itemList(10);
+    {
+        const LogCapture log;
+        QVERIFY(!ModalJob::run(label, items, [](int &) { throwNumber(); }));
+    }
+    std::atomic<int> calls{0};
+    const LogCapture log;
+    QVERIFY(ModalJob::run(label, items, [&calls](int &) { ++calls; }));
+    QCOMPARE(calls.load(), 10);
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestModalJob::abortCallsBackOnTheGuiThread_data()
+{
+    QTest::addColumn<DialogStep>("step");
+    QTest::newRow("button") << &pressButton;
+    QTest::newRow("Escape key") << &pressEscape;
+    QTest::newRow("window closed") << &closeWindow;
+}
+
+void TestModalJob::abortCallsBackOnTheGuiThread()
+{
+    QFETCH(DialogStep, step);
+    const PoolThreads pool(1);
+    std::atomic<bool> started{false};
+    std::atomic<bool> released{false};
+    bool inTime = false;
+    QList<QThread *> threads;
+    DialogAction action([&started] { return started.load(); }, step);
+    QList<int> items = itemList(5);
+    const LogCapture log;
+    // An aborted run is no failed one.
+    QVERIFY(ModalJob::run(
+        label, items,
+        [&](int &) {
+            started = true;
+            inTime = waitFor([&released] { return released.load(); });
+        },
+        [&] {
+            threads.append(QThread::currentThread());
+            released = true; // the item in work ends only because of the call
+        }));
+    QVERIFY(action.done);
+    QVERIFY(inTime);
+    QCOMPARE(threads, QList<QThread *>{qApp->thread()});
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestModalJob::abortSkipsWaitingItems_data()
+{
+    QTest::addColumn<int>("threads");
+    QTest::newRow("one thread") << 1;
+    QTest::newRow("three threads") << 3;
+}
+
+void TestModalJob::abortSkipsWaitingItems()
+{
+    QFETCH(int, threads);
+    const PoolThreads pool(threads);
+    std::atomic<int> begun{0};
+    std::atomic<int> ended{0};
+    std::atomic<bool> released{false};
+    DialogAction action([&] { return begun == threads; }, &pressButton);
+    QList<int> items = itemList(1000);
+    QVERIFY(ModalJob::run(
+        label, items,
+        [&](int &) {
+            ++begun;
+            waitFor([&released] { return released.load(); });
+            ++ended;
+        },
+        [&released] { released = true; }));
+    QVERIFY(action.done);
+    QCOMPARE(begun.load(), threads);
+    QCOMPARE(ended.load(), threads); // what was in work is finished
+}
+
+void TestModalJob::abortNeedsNoCallback()
+{
+    const PoolThreads pool(1);
+    std::atomic<bool> released{false};
+    std::atomic<int> begun{0};
+    DialogAction action([&begun] { return begun > 0; },
+                        [&released](QProgressDialog *dialog) {
+                            pressButton(dialog);
+                            released = true;
+                        });
+    QList<int> items = itemList(1000);
+    QVERIFY(ModalJob::run(label, items, [&](int &) {
+        ++begun;
+        waitFor([&released] { return released.load(); });
+    }));
+    QVERIFY(action.done);
+    QCOMPARE(begun.load(), 1);
+}
+
+void TestModalJob::escapeAbortsToo()
+{
+    const PoolThreads pool(1);
+    std::atomic<int> begun{0};
+    std::atomic<bool> released{false};
+    DialogAction action([&begun] { return begun == 1; }, &pressEscape);
+    QList<int> items = itemList(1000);
+    QVERIFY(ModalJob::run(
+        label, items,
+        [&](int &) {
+            ++begun;
+            waitFor([&released] { return released.load(); });
+        },
+        [&released] { released = true; }));
+    QVERIFY(action.done);
+    QCOMPARE(begun.load(), 1);
+}
+
+void TestModalJob::withoutAbortNothingIsCalledBack()
+{
+    int callbacks = 0;
+    QList<int> items = itemList(10);
+    QVERIFY(ModalJob::run(
+        label, items, [](int &) { QThread::msleep(5); }, [&callbacks] { ++callbacks; }));
+    QCoreApplication::processEvents();
+    QCOMPARE(callbacks, 0);
+}
+
+void TestModalJob::noWorkRunsAfterReturn_data()
+{
+    QTest::addColumn<bool>("fails");
+    QTest::newRow("aborted") << false;
+    QTest::newRow("failed") << true;
+}
+
+void TestModalJob::noWorkRunsAfterReturn()
+{
+    QFETCH(bool, fails);
+    const PoolThreads pool(3);
+    std::atomic<int> begun{0};
+    std::atomic<int> inWork{0};
+    std::atomic<bool> leaving{false};
+    DialogAction action([&] { return !fails && begun >= 3; },
+                        [&leaving](QProgressDialog *dialog) {
+                            pressButton(dialog);
+                            leaving = true;
+                        });
+    QList<int> items = itemList(1000);
+    const LogCapture log;
+    const bool succeeded = ModalJob::run(label, items, [&](int &item) {
+        ++begun;
+        ++inWork;
+        if (fails && item == 0) {
+            waitFor([&begun] { return begun >= 3; });
+            leaving = true;
+            --inWork;
+            throwOutOfRange();
+        }
+        waitFor([&leaving] { return leaving.load(); });
+        QThread::msleep(100); // the others go on for a while
+        --inWork;
+    });
+    const int stillInWork = inWork;
+    const int begunAtReturn = begun;
+    QCOMPARE(succeeded, !fails);
+    QCOMPARE(action.done, !fails);
+    QCOMPARE(stillInWork, 0);
+    QVERIFY(begunAtReturn < 1000);
+    QVERIFY(QThreadPool::globalInstance()->waitForDone(timeLimit));
+    QCOMPARE(begun.load(), begunAtReturn);
+}
+
+QTEST_MAIN(TestModalJob)
+#include "tst_modaljob.moc"
