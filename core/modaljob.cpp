@@ -5,11 +5,11 @@
 #include "core/framebounds.h"
 #include "core/mainwindow.h"
 
-#include <QCoreApplication>
-#include <QException>
+#include <QApplication>
+#include <QEventLoop>
 #include <QFutureWatcher>
+#include <QPointer>
 #include <QProgressDialog>
-#include <QScopeGuard>
 #include <QtConcurrentMap>
 #include <QWindow>
 
@@ -19,22 +19,6 @@
 
 namespace
 {
-
-/// Carries the text of an exception from a pool thread; Qt hands on only exceptions that it can clone.
-class JobError : public QException
-{
-public:
-    explicit JobError(const char *text)
-        : m_text(text)
-    {
-    }
-    const char *what() const noexcept override { return m_text.c_str(); }
-    void raise() const override { throw *this; }
-    JobError *clone() const override { return new JobError(*this); }
-
-private:
-    std::string m_text;
-};
 
 // The dialog has no parent widget, so its window modality would block nothing. As a transient of the main
 // window it keeps the user from editing what the pool threads work on, while the window goes on repainting.
@@ -46,30 +30,39 @@ void blockMainWindow(QProgressDialog &dialog)
     dialog.windowHandle()->setTransientParent(g_mainWindow->windowHandle());
 }
 
-void callCarryingErrors(const std::function<void(int &)> &work, int &item)
-{
-    try {
-        work(item);
-    } catch (const std::exception &error) {
-        throw JobError(error.what());
-    } catch (...) {
-        throw JobError("unknown exception");
-    }
-}
-
 /// What the work items of one run share. What the GUI thread wrote before is for them to read, and the other
 /// way round at the end; the thread pool sees to that too, but thread checkers cannot look into it.
 struct Shared {
+    explicit Shared(const std::function<void(int &)> &function)
+        : work(function)
+    {
+    }
+
     const std::function<void(int &)> &work;
-    std::atomic<int> handedOver{0}; // written by the GUI thread first and by every work item last
+    std::atomic<int> handedOver{0};  // written by the GUI thread first and by every work item last
+    std::atomic<bool> failed{false}; // set by the first work item that fails, read by each before its work
+    std::string error;               // written by the one that set failed
 };
 
+void fail(Shared &shared, const char *error)
+{
+    if (!shared.failed.exchange(true))
+        shared.error = error;
+}
+
+// Exceptions do not cross the thread pool, which would lose their text.
 void runItem(Shared &shared, int &item)
 {
     shared.handedOver.load(std::memory_order_acquire);
-    const auto handBack =
-        qScopeGuard([&shared] { shared.handedOver.fetch_add(1, std::memory_order_release); });
-    callCarryingErrors(shared.work, item);
+    try {
+        if (!shared.failed)
+            shared.work(item);
+    } catch (const std::exception &exception) {
+        fail(shared, exception.what());
+    } catch (...) {
+        fail(shared, "unknown exception");
+    }
+    shared.handedOver.fetch_add(1, std::memory_order_release);
 }
 
 struct WorkItem {
@@ -78,15 +71,24 @@ struct WorkItem {
     __attribute__((no_sanitize("thread"))) void operator()(int &item) const { runItem(*shared, item); }
 };
 
-bool waitForEnd(QFuture<void> future)
+// After "Abort": the window goes on repainting but takes no input, which would only be acted on later.
+void waitForRunningItems(QFutureWatcher<void> &watcher)
 {
-    try {
-        future.waitForFinished();
-    } catch (const QException &error) {
-        qWarning("%s", error.what());
-        return false;
-    }
-    return true;
+    if (watcher.isFinished())
+        return;
+    const bool disable = g_mainWindow && g_mainWindow->isEnabled();
+    QPointer<QWidget> focus = QApplication::focusWidget();
+    if (disable)
+        g_mainWindow->setDisabled(true);
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    QEventLoop loop;
+    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
+    loop.exec();
+    QApplication::restoreOverrideCursor();
+    if (disable)
+        g_mainWindow->setDisabled(false);
+    if (disable && focus)
+        focus->setFocus();
 }
 
 } // namespace
@@ -106,14 +108,17 @@ bool ModalJob::run(const QString &label, QList<int> &items, const std::function<
     if (onCanceled)
         QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onCanceled);
 
-    Shared shared{work};
+    Shared shared(work);
     shared.handedOver.store(1, std::memory_order_release);
-    const QFuture<void> future = QtConcurrent::map(items, WorkItem{&shared});
+    QFuture<void> future = QtConcurrent::map(items, WorkItem{&shared});
     watcher.setFuture(future);
     dialog.exec();
-    const bool succeeded = waitForEnd(future);
+    waitForRunningItems(watcher);
+    future.waitForFinished();
     shared.handedOver.load(std::memory_order_acquire);
     // What the work items announced reaches the window before the caller goes on.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-    return succeeded;
+    if (shared.failed)
+        qWarning("%s", shared.error.c_str());
+    return !shared.failed;
 }

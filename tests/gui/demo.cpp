@@ -11,7 +11,10 @@
 #include "tests/support/dialogdriver.h"
 #include "tests/support/menudriver.h"
 #include "tests/support/modelchecks.h"
+#include "tests/support/mousedriver.h"
+#include "tests/support/trackingclips.h"
 #include "views/clickablegraphicsview.h"
+#include "views/framegraphicsview.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
 #include "views/timeline.h"
@@ -26,21 +29,33 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTextStream>
 #include <QToolButton>
 #include <QtTest>
 #include <QXmlStreamReader>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 
 namespace
 {
 
-const int keyFrames[] = {0, 30, DemoClip::frameCount - 1};
-constexpr int swapFrame = 30;
-constexpr double areaTolerance = 0.05; // a click is a whole pixel of the screen
-constexpr double morphTolerance = 6;   // pixels, about one frame's motion
+constexpr int swapFrame = DemoClip::turnFrame;
+const QVector<int> keyFrames{0, DemoClip::turnFrame, DemoClip::frameCount - 1};
+constexpr int bowFrame = DemoClip::turnFrame / 2; // where the paths are farthest off the straight line
+constexpr double areaTolerance = 0.05;            // a click is a whole pixel of the screen
+constexpr double morphTolerance = 1;              // pixels off the straight line from key frame to key frame
+constexpr double leastTrackedOverlap = 0.9;
+constexpr double leastSegmentedOverlap = 0.85;
+constexpr int dragTolerance = 2; // pixels of the screen
+constexpr int mostTrackingRuns = 8;
+constexpr int hexagon = 1; // shapes of the clip
+constexpr int kite = 2;
+const char automaticDone[] = "Automatic AOI tracking complete.";
+const char interactiveDone[] = "Interactive AOI tracking complete.";
+const char userRequired[] = "User interaction required!";
 
 double area(const QPolygonF &polygon)
 {
@@ -91,6 +106,13 @@ private:
     QString firstObject();
     QString secondObject();
     QString morph();
+    QString automaticTracking();
+    QString automaticOutlines();
+    QString interactiveStop();
+    QString correction();
+    QString interactiveTracking();
+    QString interactiveOutlines();
+    QString segmentation();
     QString zOrderMenu();
     QString zOrderSwapped();
     QString playback();
@@ -101,10 +123,28 @@ private:
     QString about();
     QString checkResults();
 
-    QString annotate(const DemoClip::Shape &shape);
+    QString annotate(int shape);
+    /// Makes the object of a shape the current one with a click on its label.
+    QString choose(int shape);
+    QString morphCurrentObject();
+    /// Runs interactive tracking once. Tells whether it came to its end instead of stopping for the user.
+    QString trackInteractively(bool &complete);
+    /// Drags every vertex of the current object on the current frame to the corner of the shape that is
+    /// nearest.
+    QString correctOutline(int shape);
+    QString dragVertex(int vertex, QPointF target);
+    /// Mean overlap of the current object's outlines with a shape, which it prints.
+    double reportOverlap(const char *after, int shape);
+    /// Reports the overlap after tracking, which must be a good one and better than the last one.
+    QString trackingProblem(const char *after, int shape);
     QString drawOn(int frame, const QPolygonF &outline);
     QString nameCurrentObject(const QString &name);
     int clipFrameShownOn(int frame) const;
+    /// Where a shape is in the image that the program shows as `frame`.
+    QPolygonF truth(int shape, int frame) const
+    {
+        return m_clip.shapes.at(shape).outlineAt(m_shownFrames.at(frame));
+    }
     TrackedObjectLabel *labelOf(const TrackedObject *object) const;
     void settle() const;
     /// The window, with a popup or dialog over it if there is one.
@@ -115,6 +155,8 @@ private:
 
     QDir m_folder;
     DemoClip m_clip;
+    QVector<int> m_shownFrames;   // of the clip, for every frame of the program
+    QMap<int, double> m_overlaps; // of the shapes, as last reported
     std::unique_ptr<ProgramFixture> m_program;
     QByteArray m_saved;
     QImage m_picture; // of this step, where it is not simply the window afterwards
@@ -130,6 +172,13 @@ QString Demo::run()
         {"first-object", &Demo::firstObject},
         {"second-object", &Demo::secondObject},
         {"morph", &Demo::morph},
+        {"automatic-tracking", &Demo::automaticTracking},
+        {"automatic-outlines", &Demo::automaticOutlines},
+        {"interactive-tracking-stop", &Demo::interactiveStop},
+        {"correction", &Demo::correction},
+        {"interactive-tracking", &Demo::interactiveTracking},
+        {"interactive-outlines", &Demo::interactiveOutlines},
+        {"segmentation", &Demo::segmentation},
         {"z-order-menu", &Demo::zOrderMenu},
         {"z-order-swapped", &Demo::zOrderSwapped},
         {"playback", &Demo::playback},
@@ -179,26 +228,28 @@ QString Demo::newProject()
         return problem;
     if (!g_state->videoLoaded || g_state->video->frameCount != DemoClip::frameCount)
         return QStringLiteral("the clip was not loaded");
+    for (int frame = 0; frame < DemoClip::frameCount; ++frame)
+        m_shownFrames.append(clipFrameShownOn(frame));
     return QString();
 }
 
 QString Demo::firstObject()
 {
-    return annotate(m_clip.shapes.at(1));
+    return annotate(hexagon);
 }
 
 QString Demo::secondObject()
 {
-    return annotate(m_clip.shapes.at(2));
+    return annotate(kite);
 }
 
-QString Demo::annotate(const DemoClip::Shape &shape)
+QString Demo::annotate(int shape)
 {
     m_program->click((*m_program)->timeLine()->addButton);
-    QString problem = nameCurrentObject(shape.name);
+    QString problem = nameCurrentObject(m_clip.shapes.at(shape).name);
     for (int frame : keyFrames) {
         if (problem.isEmpty())
-            problem = drawOn(frame, shape.outlineAt(clipFrameShownOn(frame)));
+            problem = drawOn(frame, truth(shape, frame));
     }
     m_program->clickFrameNumber(swapFrame);
     return problem;
@@ -256,25 +307,215 @@ QString Demo::drawOn(int frame, const QPolygonF &outline)
     return QString();
 }
 
+QString Demo::choose(int shape)
+{
+    settle();
+    for (TrackedObject *object : qAsConst(g_state->objects)) {
+        if (object->name != m_clip.shapes.at(shape).name)
+            continue;
+        m_program->click(labelOf(object), QPoint(10, 20));
+        if (object->isCurrent())
+            return QString();
+    }
+    return QStringLiteral("the click on the label did not choose the object");
+}
+
 QString Demo::morph()
 {
-    for (int i = 0; i < g_state->objects.size(); ++i) {
-        settle();
-        TrackedObject *object = g_state->objects.at(i);
-        m_program->click(labelOf(object), QPoint(10, 20));
-        if (!object->isCurrent())
-            return QStringLiteral("the click on the label did not choose the object");
-        m_program->key(Qt::Key_M, Qt::ControlModifier);
-        for (int frame = 0; frame < DemoClip::frameCount; ++frame) {
-            const QPolygonF truth = m_clip.shapes.at(i + 1).outlineAt(clipFrameShownOn(frame));
-            const QPolygonF polygon = object->keyFrames.at(frame)->polygon;
-            const QPointF offset = polygon.boundingRect().center() - truth.boundingRect().center();
-            if (polygon.isEmpty() || offset.manhattanLength() > morphTolerance)
+    for (int shape : {hexagon, kite}) {
+        QString problem = choose(shape);
+        if (problem.isEmpty())
+            problem = morphCurrentObject();
+        if (!problem.isEmpty())
+            return problem;
+        reportOverlap("morph", shape);
+    }
+    m_program->clickFrameNumber(bowFrame);
+    return QString();
+}
+
+/// The outlines between the key frames must lie on straight lines.
+QString Demo::morphCurrentObject()
+{
+    m_program->key(Qt::Key_M, Qt::ControlModifier);
+    const TrackedObject *object = g_state->getCurrentObject();
+    const auto centre = [object](int frame) {
+        return object->keyFrames.at(frame)->polygon.boundingRect().center();
+    };
+    for (int i = 1; i < keyFrames.size(); ++i) {
+        const int first = keyFrames.at(i - 1);
+        const int last = keyFrames.at(i);
+        for (int frame = first + 1; frame < last; ++frame) {
+            const double part = static_cast<double>(frame - first) / (last - first);
+            const QPointF expected = centre(first) + (centre(last) - centre(first)) * part;
+            if (object->keyFrames.at(frame)->polygon.isEmpty() ||
+                (centre(frame) - expected).manhattanLength() > morphTolerance)
                 return QStringLiteral("frame %1 of %2 is off").arg(frame).arg(object->name);
         }
     }
-    m_program->clickFrameNumber(20);
     return QString();
+}
+
+QString Demo::automaticTracking()
+{
+    const QString problem = choose(hexagon);
+    if (!problem.isEmpty())
+        return problem;
+    DialogDriver driver;
+    driver.clickButton(QMessageBox::Ok);
+    driver.beforeAnswer([this](QWidget *box) { m_picture = picture(box); });
+    m_program->key(Qt::Key_A, Qt::ControlModifier);
+    if (!driver.problem().isEmpty())
+        return driver.problem();
+    if (driver.boxes.constFirst().text != QLatin1String(automaticDone))
+        return driver.boxes.constFirst().text;
+    return QString();
+}
+
+QString Demo::automaticOutlines()
+{
+    m_program->clickFrameNumber(bowFrame);
+    return trackingProblem("automatic tracking", hexagon);
+}
+
+QString Demo::trackingProblem(const char *after, int shape)
+{
+    const double before = m_overlaps.value(shape);
+    const double tracked = reportOverlap(after, shape);
+    return tracked > qMax(before, leastTrackedOverlap)
+               ? QString()
+               : QStringLiteral("the tracked outlines do not fit better than the morphed ones");
+}
+
+QString Demo::trackInteractively(bool &complete)
+{
+    DialogDriver driver;
+    driver.clickButton(QMessageBox::Ok);
+    driver.beforeAnswer([this](QWidget *box) { m_picture = picture(box); });
+    m_program->key(Qt::Key_I, Qt::ControlModifier);
+    complete = !driver.boxes.isEmpty();
+    if (complete && !driver.problem().isEmpty())
+        return driver.problem();
+    const QString expected = QLatin1String(complete ? interactiveDone : userRequired);
+    if ((*m_program)->statusBar()->currentMessage() != expected)
+        return QStringLiteral("the status bar does not say: ") + expected;
+    if (complete && driver.boxes.constFirst().text != expected)
+        return driver.boxes.constFirst().text;
+    return QString();
+}
+
+QString Demo::interactiveStop()
+{
+    const QString problem = choose(kite);
+    if (!problem.isEmpty())
+        return problem;
+    m_program->clickFrameNumber(0);
+    bool complete = false;
+    const QString runProblem = trackInteractively(complete);
+    if (!runProblem.isEmpty())
+        return runProblem;
+    const KeyFrame *stop = g_state->getCurrentObject()->getCurrentKeyFrame();
+    if (complete || stop->frame != (*m_program)->trackingStopFrame || stop->type != KeyFrame::Visible)
+        return QStringLiteral("the tracking did not stop");
+    if (stop->polygon.isEmpty() || stop->polygon.size() >= m_clip.shapes.at(kite).outline.size())
+        return QStringLiteral("the outline was not thinned");
+    QTextStream(stdout) << "  stopped on frame " << stop->frame << Qt::endl;
+    return QString();
+}
+
+QString Demo::correction()
+{
+    return correctOutline(kite);
+}
+
+QString Demo::correctOutline(int shape)
+{
+    settle();
+    const KeyFrame *keyFrame = g_state->getCurrentObject()->getCurrentKeyFrame();
+    const QPolygonF target = truth(shape, keyFrame->frame);
+    const QPointF offset = target.boundingRect().center() - keyFrame->polygon.boundingRect().center();
+    for (int i = 0; i < keyFrame->polygon.size(); ++i) {
+        const QPointF wanted = keyFrame->polygon.at(i) + offset;
+        const auto nearer = [wanted](QPointF a, QPointF b) {
+            return QLineF(a, wanted).length() < QLineF(b, wanted).length();
+        };
+        const QString problem = dragVertex(i, *std::min_element(target.cbegin(), target.cend(), nearer));
+        if (!problem.isEmpty())
+            return problem;
+    }
+    return QString();
+}
+
+QString Demo::dragVertex(int vertex, QPointF target)
+{
+    const KeyFrame *keyFrame = g_state->getCurrentObject()->getCurrentKeyFrame();
+    const FrameGraphicsView *view = (*m_program)->frameViewer()->view;
+    const QPoint from = view->mapFromScene(keyFrame->polygon.at(vertex));
+    const QPoint to = view->mapFromScene(target);
+    MouseDriver::drag(view->viewport(), {from, (from + to) / 2, to});
+    settle();
+    const QPoint now = view->mapFromScene(keyFrame->polygon.at(vertex));
+    return (now - to).manhattanLength() <= dragTolerance
+               ? QString()
+               : QStringLiteral("vertex %1 was not dragged to its place").arg(vertex);
+}
+
+QString Demo::interactiveTracking()
+{
+    // A run morphs the spans that the correction has cut and tracks the others, the next one tracks them
+    // all.
+    int runs = 0;
+    int completeInARow = 0;
+    while (completeInARow < 2) {
+        if (++runs > mostTrackingRuns)
+            return QStringLiteral("the tracking does not come to an end");
+        bool complete = false;
+        QString problem = trackInteractively(complete);
+        if (problem.isEmpty() && !complete)
+            problem = correctOutline(kite);
+        if (!problem.isEmpty())
+            return problem;
+        completeInARow = complete ? completeInARow + 1 : 0;
+    }
+    QTextStream(stdout) << "  complete after " << runs << " further runs" << Qt::endl;
+    return QString();
+}
+
+QString Demo::interactiveOutlines()
+{
+    m_program->clickFrameNumber(bowFrame);
+    return trackingProblem("interactive tracking", kite);
+}
+
+QString Demo::segmentation()
+{
+    const QString problem = choose(hexagon);
+    if (!problem.isEmpty())
+        return problem;
+    m_program->action(QStringLiteral("segmentation"))->trigger();
+    m_program->clickFrameNumber(bowFrame);
+    return reportOverlap("segmentation", hexagon) > leastSegmentedOverlap
+               ? QString()
+               : QStringLiteral("the segmented outlines do not fit");
+}
+
+double Demo::reportOverlap(const char *after, int shape)
+{
+    const TrackedObject *object = g_state->getCurrentObject();
+    double sum = 0;
+    double least = 1;
+    for (int frame = 0; frame < DemoClip::frameCount; ++frame) {
+        const double overlap =
+            TrackingClips::overlap(object->keyFrames.at(frame)->polygon, truth(shape, frame), m_clip.size);
+        sum += overlap;
+        least = qMin(least, overlap);
+    }
+    const double mean = sum / DemoClip::frameCount;
+    m_overlaps[shape] = mean;
+    QTextStream(stdout) << "  " << object->name << " after " << after << ": mean overlap "
+                        << QString::number(mean, 'f', 3) << ", least " << QString::number(least, 'f', 3)
+                        << Qt::endl;
+    return mean;
 }
 
 QString Demo::zOrderMenu()

@@ -9,8 +9,8 @@
 #include <QString>
 #include <QVector>
 
-/// The clip of the demonstration: textured shapes that move over a landscape of soft colours. Where every
-/// shape is on every frame is known.
+/// The clip of the demonstration: textured shapes that move on bows over a landscape of soft colours. Where
+/// every shape is on every frame is known.
 class DemoClip
 {
 public:
@@ -18,13 +18,19 @@ public:
         QString name;
         QPolygonF outline; ///< around (0, 0), convex
         QPointF start;
-        QPointF velocity; ///< pixels per frame
+        QPointF velocity; ///< pixels per frame, along the bows' chord
+        /// By how much the path leaves its chord in the middle of the clip's first half, and half as much to
+        /// the other side in the second half.
+        QPointF bow;
         QColor color;
 
-        QPolygonF outlineAt(int frame) const { return outline.translated(start + velocity * frame); }
+        /// In whole pixels, so that the texture looks the same on every frame.
+        QPointF positionAt(int frame) const;
+        QPolygonF outlineAt(int frame) const { return outline.translated(positionAt(frame)); }
     };
 
     static constexpr int frameCount = 60;
+    static constexpr int turnFrame = frameCount / 2; ///< from one bow to the other
     static constexpr double fps = 25;
 
     DemoClip();

@@ -222,6 +222,15 @@ int outlineCount(const TrackedObject *object)
                       [](const KeyFrame *keyFrame) { return !keyFrame->polygon.isEmpty(); }));
 }
 
+bool isInsideTheFrame(const QPolygonF &polygon)
+{
+    constexpr double tolerance = 1e-5; // pixels: sides a billion pixels long meet the frame
+    const QRectF frame = QRectF(0, 0, 640, 480).adjusted(-tolerance, -tolerance, tolerance, tolerance);
+    return std::all_of(polygon.begin(), polygon.end(), [frame](const QPointF &point) {
+        return std::isfinite(point.x()) && std::isfinite(point.y()) && frame.contains(point);
+    });
+}
+
 QByteArray problemText(const QString &what, const QString &problem)
 {
     return QStringLiteral("%1: %2").arg(what, problem).toUtf8();
@@ -433,40 +442,49 @@ void TestProjectFileDamage::brokenCoordinatesSurviveEditing()
         QCOMPARE(reader.accepted, 1);
     }
 
-    TestProject project(videoFrames);
-    QDataStream stream(bytes);
-    ProjectFile::readVideoName(stream);
-    QVERIFY(ProjectFile::read(stream, *project));
-    const TrackedObject *object = project->getCurrentObject();
-    QVERIFY(object);
-    QCOMPARE(object->keyFrames.at(0)->polygon.size(), broken.size());
-    QCOMPARE(exportProblem(project.state(), 4), QString());
-
-    Morph(project.state()).linearMorphing(0, -1);
-    QCOMPARE(outlineCount(object), 10); // 0 to 8 and 10
-    QCOMPARE(object->keyFrames.at(6)->type, KeyFrame::Automatic);
-    QCOMPARE(exportProblem(project.state(), 10), QString());
-
-    for (KeyFrame *keyFrame : object->keyFrames) {
-        const int vertices = keyFrame->polygon.size();
-        keyFrame->reducePolygonVertices();
-        QVERIFY(keyFrame->polygon.size() <= vertices);
-    }
-    QCOMPARE(outlineCount(object), 10); // reducing leaves two vertices at least
-    QCOMPARE(exportProblem(project.state(), 10), QString());
-
-    constexpr double tolerance = 1e-5; // pixels: sides a billion pixels long meet the frame
-    const QRectF frame = QRectF(0, 0, 640, 480).adjusted(-tolerance, -tolerance, tolerance, tolerance);
-    for (KeyFrame *keyFrame : object->keyFrames) {
-        keyFrame->transformPolygon(Eigen::Affine2d(Eigen::Translation2d(5, 5)));
-        for (const QPointF &point : qAsConst(keyFrame->polygon)) {
-            QVERIFY(std::isfinite(point.x()) && std::isfinite(point.y()));
-            QVERIFY(frame.contains(point));
+    // Each way of editing starts from the outlines of the file, and the last one goes all the ways.
+    struct Step {
+        bool morph;
+        bool reduce;
+        bool transform;
+    };
+    for (const Step step : {Step{true, false, false}, Step{false, true, false}, Step{false, false, true},
+                            Step{true, true, true}}) {
+        TestProject project(videoFrames);
+        QDataStream stream(bytes);
+        ProjectFile::readVideoName(stream);
+        QVERIFY(ProjectFile::read(stream, *project));
+        const TrackedObject *object = project->getCurrentObject();
+        QVERIFY(object);
+        QCOMPARE(object->keyFrames.at(0)->polygon.size(), broken.size());
+        QCOMPARE(exportProblem(project.state(), 4), QString());
+        int outlines = 4;
+        if (step.morph) {
+            Morph(project.state()).linearMorphing(0, -1);
+            outlines = 10; // 0 to 8 and 10
+            QCOMPARE(outlineCount(object), outlines);
+            QCOMPARE(object->keyFrames.at(6)->type, KeyFrame::Automatic);
+            QCOMPARE(exportProblem(project.state(), outlines), QString());
         }
+        if (step.reduce) {
+            for (KeyFrame *keyFrame : object->keyFrames) {
+                const int vertices = keyFrame->polygon.size();
+                keyFrame->reducePolygonVertices();
+                QVERIFY(keyFrame->polygon.size() <= vertices);
+            }
+            QCOMPARE(outlineCount(object), outlines); // at least two vertices of each are left
+            QCOMPARE(exportProblem(project.state(), outlines), QString());
+        }
+        if (step.transform) {
+            for (KeyFrame *keyFrame : object->keyFrames) {
+                keyFrame->transformPolygon(Eigen::Affine2d(Eigen::Translation2d(5, 5)));
+                QVERIFY2(isInsideTheFrame(keyFrame->polygon), QByteArray::number(keyFrame->frame));
+            }
+            QCOMPARE(object->keyFrames.at(8)->polygon.boundingRect(), QRectF(205, 125, 60, 40));
+            QCOMPARE(exportProblem(project.state(), outlineCount(object)), QString());
+        }
+        QCOMPARE(ModelChecks::stateProblem(*project), QString());
     }
-    QCOMPARE(object->keyFrames.at(8)->polygon.boundingRect(), QRectF(205, 125, 60, 40));
-    QCOMPARE(exportProblem(project.state(), outlineCount(object)), QString());
-    QCOMPARE(ModelChecks::stateProblem(*project), QString());
 }
 
 QTEST_GUILESS_MAIN(TestProjectFileDamage)

@@ -10,9 +10,11 @@
 #include "tests/support/trackingclips.h"
 #include "tests/tracking/plainsegmentation.h"
 #include "views/framegraphicsview.h"
+#include "views/framenav.h"
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QElapsedTimer>
 #include <QStatusBar>
 #include <QtTest>
 #include <QWindow>
@@ -155,6 +157,12 @@ private slots:
     void failedRunKeepsTheWindowAlive();
     void windowTakesNoInputDuringAJob_data();
     void windowTakesNoInputDuringAJob();
+    void trackingWhilePlayingEndsThePlayback_data();
+    void trackingWhilePlayingEndsThePlayback();
+    void aStopFrameBehindTheVideoIsHarmless_data();
+    void aStopFrameBehindTheVideoIsHarmless();
+    void theEndMessagesGoAfterTwoSeconds_data();
+    void theEndMessagesGoAfterTwoSeconds();
 };
 
 void TestTrackingWindow::interactiveTrackingAsksForTheUser()
@@ -428,6 +436,122 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     QCOMPARE(w.keyFrame(6)->type, KeyFrame::Visible);
     QTest::keyClick(window, Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
+}
+
+void TestTrackingWindow::trackingWhilePlayingEndsThePlayback_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("box");
+    QTest::addColumn<int>("stopFrame");
+    QTest::newRow("iTrack, which stops") << QStringLiteral("&iTrack") << QString() << 9;
+    QTest::newRow("aTrack") << QStringLiteral("&aTrack") << QString(automaticDone) << -1;
+    QTest::newRow("segmentation") << QStringLiteral("segmentation") << QString() << -1;
+}
+
+void TestTrackingWindow::trackingWhilePlayingEndsThePlayback()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, box);
+    QFETCH(int, stopFrame);
+    ClipWindow w;
+    if (stopFrame != -1) {
+        w.annotateTruth({0, 12});
+        TrackingClips::makeFlat(w.video(), stopFrame);
+    } else {
+        w.annotateTruth({0, 4});
+    }
+    g_state->video->fps = 4;
+    FrameNav *nav = w.project.nav();
+    DialogDriver driver;
+    if (!box.isEmpty())
+        driver.clickButton(QMessageBox::Ok);
+    bool pausedDuring = false;
+    bool pausedAfter = false;
+    int shown = -1;
+    ProgressWatch watch;
+    watch.onShown = [&] { pausedDuring = nav->paused; };
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        if (nav->paused || g_state->currentFrame < 1 || shown != -1)
+            return;
+        shown = g_state->currentFrame;
+        w.trigger(action);
+        pausedAfter = nav->paused;
+    });
+    timer.start(0);
+    nav->onButtonPlayClicked();
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(shown >= 1 && shown < 9);
+    QVERIFY(watch.seen);
+    QVERIFY(pausedDuring && pausedAfter);
+    QVERIFY(nav->paused);
+    QCOMPARE(w.project.window().trackingStopFrame, stopFrame);
+    QCOMPARE(g_state->currentFrame, stopFrame != -1 ? stopFrame : shown);
+    if (stopFrame != -1) {
+        QCOMPARE(w.message(), QString(userRequired));
+        QCOMPARE(w.keyFrame(stopFrame)->type, KeyFrame::Visible);
+    }
+    QVERIFY(w.project.viewer()->isEnabled());
+    QVERIFY(nav->buttonNext->isEnabled());
+}
+
+void TestTrackingWindow::aStopFrameBehindTheVideoIsHarmless_data()
+{
+    QTest::addColumn<int>("stopFrame");
+    QTest::newRow("right behind the last frame") << frames;
+    QTest::newRow("far behind") << 100000;
+}
+
+// It stays when a shorter video replaces the one that was tracked.
+void TestTrackingWindow::aStopFrameBehindTheVideoIsHarmless()
+{
+    QFETCH(int, stopFrame);
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    const QList<QPolygonF> morphed = w.polygons();
+    w.project.window().trackingStopFrame = stopFrame;
+    const LogCapture log;
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
+    QCOMPARE(g_state->currentFrame, 0);
+    QCOMPARE(warningsIn(log), QStringList());
+    QVERIFY(!firstDifference(w.polygons(), morphed).isEmpty()); // tracked all the same
+    for (int frame = 1; frame < 12; ++frame)
+        QCOMPARE(w.keyFrame(frame)->type, KeyFrame::Automatic);
+}
+
+void TestTrackingWindow::theEndMessagesGoAfterTwoSeconds_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("iTrack") << QStringLiteral("&iTrack") << QString(interactiveDone);
+    QTest::newRow("aTrack") << QStringLiteral("&aTrack") << QString(automaticDone);
+}
+
+void TestTrackingWindow::theEndMessagesGoAfterTwoSeconds()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, message);
+    ClipWindow w; // without key frames there is nothing to track
+    QElapsedTimer timer;
+    QStringList messages;
+    qint64 gone = -1;
+    connect(w.project.window().statusBar(), &QStatusBar::messageChanged, this, [&](const QString &text) {
+        messages.append(text);
+        if (text == message)
+            timer.start();
+        else if (timer.isValid())
+            gone = timer.elapsed();
+    });
+    DialogDriver driver;
+    driver.clickButton(QMessageBox::Ok);
+    w.trigger(action);
+    QCOMPARE(driver.problem(), QString());
+    QCOMPARE(w.message(), message);
+    QTRY_VERIFY_WITH_TIMEOUT(gone >= 0, 5000);
+    QCOMPARE(messages, QStringList({message, QString()}));
+    // The timer behind it is up to a twentieth early or late, and the machine may be busy.
+    QVERIFY2(gone >= 1880 && gone <= 2600, qPrintable(QString::number(gone)));
 }
 
 QTEST_MAIN(TestTrackingWindow)

@@ -15,7 +15,9 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QtTest>
+#include <QWindow>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -155,6 +157,7 @@ private slots:
 
     void buttonsMoveThroughTheVideo();
     void theSpinBoxGoesToTheFrameTyped();
+    void returnInTheSpinBoxGivesTheArrowKeysBack();
     void theSpinBoxAcceptsNoFrameOutsideTheVideo();
     void theSliderGoesToItsFrame();
     void playingDisablesAllButPlayAndSpinBox();
@@ -173,6 +176,9 @@ private slots:
     void spacePausesWhereverTheFocusIs();
     void spaceStartsWhereverTheFocusIs_data();
     void spaceStartsWhereverTheFocusIs();
+    void aHeldSpaceTogglesOnce();
+    void aTypedNumberIsWherePlaybackStarts_data();
+    void aTypedNumberIsWherePlaybackStarts();
     void playbackContinuesFromWhereItPaused();
     void impossibleFrameRatesPlayToTheEnd_data();
     void impossibleFrameRatesPlayToTheEnd();
@@ -401,10 +407,44 @@ void TestFrameNav::theSpinBoxGoesToTheFrameTyped()
     QTest::keyClick(spinBox, Qt::Key_Return);
     QCOMPARE(g_state->currentFrame, 16);
     QCOMPARE(project.nav()->slider->value(), 17);
+    spinBox->setFocus(); // which Return gave up
     spinBox->selectAll();
     QTest::keyClicks(spinBox, QStringLiteral("5"));
     project.nav()->buttonNext->setFocus();
     QCOMPARE(g_state->currentFrame, 4); // losing the focus ends the editing
+}
+
+void TestFrameNav::returnInTheSpinBoxGivesTheArrowKeysBack()
+{
+    ProjectWindow project(30, smallFrame);
+    QVERIFY(project.show());
+    QSpinBox *spinBox = project.nav()->spinBox;
+    QWindow *window = project.window().windowHandle();
+    // The second time the number stays the same.
+    for (const int turn : {0, 1}) {
+        g_state->setFrame(turn == 0 ? 0 : 16);
+        spinBox->setFocus();
+        QVERIFY(spinBox->hasFocus());
+        const QSignalSpy changes(g_state, &DataState::hasChanged);
+        spinBox->selectAll();
+        QTest::keyClicks(spinBox, QStringLiteral("17"));
+        QTest::keyClick(window, Qt::Key_Return);
+        QCOMPARE(g_state->currentFrame, 16);
+        QCOMPARE(changes.size(), turn == 0 ? 1 : 0);
+        QVERIFY(!spinBox->hasFocus());
+        QTest::keyClick(window, Qt::Key_Right);
+        QCOMPARE(g_state->currentFrame, 17);
+        QTest::keyClick(window, Qt::Key_Left);
+        QTest::keyClick(window, Qt::Key_Left);
+        QCOMPARE(g_state->currentFrame, 15);
+    }
+    // The focus that ends the editing by itself stays where it goes.
+    spinBox->setFocus();
+    spinBox->selectAll();
+    QTest::keyClicks(spinBox, QStringLiteral("5"));
+    project.nav()->buttonNext->setFocus();
+    QCOMPARE(g_state->currentFrame, 4);
+    QVERIFY(project.nav()->buttonNext->hasFocus());
 }
 
 void TestFrameNav::theSpinBoxAcceptsNoFrameOutsideTheVideo()
@@ -700,6 +740,86 @@ void TestFrameNav::spaceStartsWhereverTheFocusIs()
     QCOMPARE(g_state->currentFrame, 5);
     QCOMPARE(stoppedProblem(project), QString());
     QCOMPARE(g_state->objects.size(), 1);
+}
+
+namespace
+{
+
+/// One event of the space bar as the window system sends it, to the widget with the focus.
+void sendSpace(ProjectWindow &project, bool press, bool repeated)
+{
+    QWidget *focus = QApplication::focusWidget();
+    QTest::simulateEvent(focus ? focus : &project.window(), press, Qt::Key_Space, Qt::NoModifier,
+                         QStringLiteral(" "), repeated);
+}
+
+} // namespace
+
+void TestFrameNav::aHeldSpaceTogglesOnce()
+{
+    ProjectWindow project(60, smallFrame, 25);
+    QVERIFY(project.show());
+    project.nav()->buttonNext->setFocus();
+    int frameAtPause = -1;
+    int goesOn = 0;
+    const auto repeat = [&] {
+        sendSpace(project, false, true);
+        sendSpace(project, true, true);
+    };
+    const WhilePlaying hold(project.nav(), 2, [&] {
+        for (int i = 0; i < 5; ++i) {
+            repeat();
+            goesOn += project.nav()->paused ? 0 : 1;
+        }
+        sendSpace(project, false, false);
+        goesOn += project.nav()->paused ? 0 : 1;
+    });
+    const WhilePlaying pause(project.nav(), 5, [&] {
+        frameAtPause = g_state->currentFrame;
+        sendSpace(project, true, false);
+    });
+    sendSpace(project, true, false);
+    QVERIFY(hold.acted && !hold.gaveUp);
+    QCOMPARE(goesOn, 6);
+    QVERIFY(pause.acted && !pause.gaveUp);
+    QCOMPARE(stoppedProblem(project), QString());
+    // Held again, now that it has paused.
+    for (int i = 0; i < 5; ++i)
+        repeat();
+    sendSpace(project, false, false);
+    QCOMPARE(stoppedProblem(project), QString());
+    QCOMPARE(g_state->currentFrame, frameAtPause);
+}
+
+void TestFrameNav::aTypedNumberIsWherePlaybackStarts_data()
+{
+    QTest::addColumn<bool>("byKey");
+    QTest::newRow("space") << true;
+    QTest::newRow("click") << false;
+}
+
+void TestFrameNav::aTypedNumberIsWherePlaybackStarts()
+{
+    QFETCH(bool, byKey);
+    ProjectWindow project(25, smallFrame, 50);
+    QVERIFY(project.show());
+    g_state->setFrame(3);
+    QSpinBox *spinBox = project.nav()->spinBox;
+    spinBox->setFocus();
+    spinBox->selectAll();
+    QTest::keyClicks(spinBox, QStringLiteral("17"));
+    QCOMPARE(g_state->currentFrame, 3); // not finished
+    const FrameRecorder recorder;
+    if (byKey)
+        QTest::keyClick(spinBox, Qt::Key_Space);
+    else
+        QTest::mouseClick(project.nav()->buttonPlay, Qt::LeftButton);
+    QCOMPARE(recorder.frames.value(0), 16);
+    QVERIFY(recorder.frames.size() > 2);
+    QVERIFY(std::is_sorted(recorder.frames.cbegin(), recorder.frames.cend()));
+    QVERIFY(recorder.elapsed() >= (25 - 16) * 20);
+    QCOMPARE(g_state->currentFrame, 24);
+    QCOMPARE(stoppedProblem(project), QString());
 }
 
 void TestFrameNav::playbackContinuesFromWhereItPaused()

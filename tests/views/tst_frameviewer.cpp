@@ -209,6 +209,7 @@ private slots:
     void clicksOutsideTheFrameLandOnItsBorder_data();
     void clicksOutsideTheFrameLandOnItsBorder();
     void theUpperBoundsAreWidthAndHeight();
+    void anEmptyFrameCollapsesClicksToTheOrigin();
     void theFirstDoubleClickMakesTheFirstObject();
     void upToThreeVerticesAreAppended();
     void aClockwiseTriangleIsTurnedRound_data();
@@ -561,6 +562,33 @@ void TestFrameViewer::theUpperBoundsAreWidthAndHeight()
     frame.doubleClick(QPointF(360, 265)); // inside the image as it lies now
     frame.doubleClick(QPointF(10, 20));
     QCOMPARE(frame.polygon(), polygonOf({QPointF(320, 240), QPointF(50, 30)}));
+}
+
+void TestFrameViewer::anEmptyFrameCollapsesClicksToTheOrigin()
+{
+    EditedFrame frame;
+    QVERIFY(QFile::remove(g_state->video->getFramePath(1)));
+    g_state->setFrame(1);
+    frame.view()->resetTransform();
+    QVERIFY(frame.project().viewer()->frameItem->sceneBoundingRect().isEmpty());
+    const QWidget *viewport = frame.view()->viewport();
+    const LogCapture log;
+    QPolygonF expected;
+    for (const QPoint &position :
+         {QPoint(3, 4), viewport->rect().center(), viewport->rect().bottomRight(), QPoint(40, 200)}) {
+        MouseDriver::doubleClick(frame.view()->viewport(), position);
+        expected.append(QPointF(0, 0));
+        QCOMPARE(frame.polygon(), expected);
+    }
+    QCOMPARE(g_state->objects.size(), 1);
+    QCOMPARE(frame.currentKeyFrame()->type, KeyFrame::Visible);
+    MouseDriver::doubleClick(frame.view()->viewport(), QPointF(70, 70), Qt::ShiftModifier);
+    QCOMPARE(frame.polygon().size(), 3);
+    QCOMPARE(log.warnings(), QStringList());
+    // Frames with an image are not concerned.
+    g_state->setFrame(0);
+    frame.doubleClick(QPointF(50, 60));
+    QCOMPARE(frame.polygon(), polygonOf({QPointF(50, 60)}));
 }
 
 void TestFrameViewer::theFirstDoubleClickMakesTheFirstObject()

@@ -199,6 +199,13 @@ private slots:
     void draggingThePolygonMakesAutomaticVisible();
     void otherObjectsPolygonsCannotBeDragged();
     void losingTheSelectionDuringADragDropsIt();
+    void aDroppedDragPutsTheHandlesBack();
+    void sideButtonsDoNotDrag_data();
+    void sideButtonsDoNotDrag();
+    void releasingTheOtherButtonDoesNotEndADrag_data();
+    void releasingTheOtherButtonDoesNotEndADrag();
+    void leavingTheFrameDuringADragIsHarmless_data();
+    void leavingTheFrameDuringADragIsHarmless();
     void otherButtonsDoNotDragThePolygon_data();
     void otherButtonsDoNotDragThePolygon();
     void aPlainClickDoesNothing();
@@ -736,6 +743,149 @@ void TestPolyArea::losingTheSelectionDuringADragDropsIt()
     QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Automatic);
     QCOMPARE(item->dragOffset, QPointF(0, 0));
     QCOMPARE(item->pos(), QPointF(0, 0));
+}
+
+void TestPolyArea::aDroppedDragPutsTheHandlesBack()
+{
+    Stage stage;
+    const TrackedObject *other = stage.addObject(another);
+    TrackedObject *object = stage.addObject(square);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    const QList<PolyPointGraphicsItem *> handles = item->polyPoints;
+    stage.press(inSquare);
+    stage.move(inSquare + QPointF(20, 15));
+    g_state->setCurrentObject(other->id);
+    stage.move(inSquare + QPointF(40, 40));
+    stage.release(inSquare + QPointF(40, 40));
+    QCOMPARE(item->polyPoints, handles);
+    for (int i = 0; i < handles.size(); ++i) {
+        QCOMPARE(handles.at(i)->scenePos(), square.at(i));
+        QCOMPARE(handles.at(i)->point, square.at(i));
+    }
+    QCOMPARE(item->polygon(), square);
+    // The handles are found there when the object is current again.
+    g_state->setCurrentObject(object->id);
+    stage.drag({square.at(0), QPointF(90, 95), QPointF(80, 90)});
+    QPolygonF expected = square;
+    expected[0] = QPointF(80, 90);
+    QCOMPARE(object->keyFrames.at(0)->polygon, expected);
+}
+
+void TestPolyArea::sideButtonsDoNotDrag_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<QPointF>("start");
+    const QPair<const char *, Qt::MouseButton> buttons[] = {
+        {"back", Qt::BackButton}, {"forward", Qt::ForwardButton}, {"task", Qt::TaskButton}};
+    for (const auto &button : buttons) {
+        QTest::addRow("%s, outline", button.first) << button.second << inSquare;
+        QTest::addRow("%s, vertex", button.first) << button.second << square.at(0);
+    }
+}
+
+void TestPolyArea::sideButtonsDoNotDrag()
+{
+    QFETCH(Qt::MouseButton, button);
+    QFETCH(QPointF, start);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
+    stage.drag({start, start + QPointF(-10, 10), start + QPointF(-30, 10)}, Qt::NoModifier, button);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(item->pos(), QPointF(0, 0));
+    QCOMPARE(item->polygon(), square);
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Automatic);
+    for (int i = 0; i < square.size(); ++i)
+        QCOMPARE(item->polyPoints.at(i)->scenePos(), square.at(i));
+}
+
+void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<bool>("vertex");
+    const QPair<const char *, Qt::MouseButton> buttons[] = {
+        {"right", Qt::RightButton}, {"middle", Qt::MiddleButton}, {"back", Qt::BackButton}};
+    for (const auto &button : buttons) {
+        QTest::addRow("%s, outline", button.first) << button.second << false;
+        QTest::addRow("%s, vertex", button.first) << button.second << true;
+    }
+}
+
+void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag()
+{
+    QFETCH(Qt::MouseButton, button);
+    QFETCH(bool, vertex);
+    Stage stage;
+    const TrackedObject *object = stage.addObject(square);
+    const PolyAreaGraphicsItem *item = stage.itemOf(object);
+    const QList<PolyPointGraphicsItem *> handles = item->polyPoints;
+    KeyFrame *keyFrame = object->keyFrames.at(0);
+    const QSignalSpy changes(keyFrame, &KeyFrame::hasChanged);
+    const QPointF start = vertex ? square.at(0) : inSquare;
+    stage.press(start);
+    stage.move(start + QPointF(-10, 5));
+    const QPoint here = stage.at(start + QPointF(-10, 5));
+    MouseDriver::send(stage.viewport(), QEvent::MouseButtonPress, here, button, Qt::LeftButton | button);
+    MouseDriver::send(stage.viewport(), QEvent::MouseButtonRelease, here, button, Qt::LeftButton);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(item->polyPoints, handles);
+    QCOMPARE(handles.at(0)->scenePos(), square.at(0) + QPointF(-10, 5));
+    QCOMPARE(item->pos(), vertex ? QPointF(0, 0) : QPointF(-10, 5));
+
+    stage.move(start + QPointF(-25, -7));
+    QCOMPARE(changes.size(), 0);
+    stage.release(start + QPointF(-25, -7));
+    QPolygonF expected = square;
+    if (vertex)
+        expected[0] += QPointF(-25, -7);
+    else
+        expected.translate(-25, -7);
+    QCOMPARE(sorted(keyFrame->polygon), sorted(expected));
+    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(handlePoints(item), keyFrame->polygon);
+    QCOMPARE(item->pos(), QPointF(0, 0));
+}
+
+void TestPolyArea::leavingTheFrameDuringADragIsHarmless_data()
+{
+    QTest::addColumn<bool>("vertex");
+    QTest::newRow("outline") << false;
+    QTest::newRow("vertex") << true;
+}
+
+void TestPolyArea::leavingTheFrameDuringADragIsHarmless()
+{
+    QFETCH(bool, vertex);
+    Stage stage;
+    TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
+    annotate(object, 1, another);
+    const QPointer<PolyAreaGraphicsItem> item = stage.itemOf(object);
+    const QPointF start = vertex ? square.at(0) : inSquare;
+    stage.press(start);
+    stage.move(start + QPointF(10, 5));
+    g_state->nextFrame(); // by its key
+    stage.unscale();
+    ModelChecks::flushDeferredDeletes();
+    QVERIFY(!item);
+    stage.move(start + QPointF(20, 20));
+    stage.release(start + QPointF(20, 20));
+    QCOMPARE(object->keyFrames.at(0)->polygon, square);
+    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Automatic);
+    QCOMPARE(object->keyFrames.at(1)->polygon, another);
+    QCOMPARE(handlePoints(stage.itemOf(object)), another);
+    QVERIFY(!stage.scene()->mouseGrabberItem());
+    // The frame left can be edited as ever.
+    g_state->prevFrame();
+    stage.unscale();
+    QCOMPARE(handlePoints(stage.itemOf(object)), square);
+    stage.drag({start, start + QPointF(5, 5), start + QPointF(-8, 6)});
+    QPolygonF expected = square;
+    if (vertex)
+        expected[0] += QPointF(-8, 6);
+    else
+        expected.translate(-8, 6);
+    QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(expected));
 }
 
 void TestPolyArea::otherButtonsDoNotDragThePolygon_data()

@@ -26,8 +26,10 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QStackedWidget>
+#include <QTextDocument>
 #include <QToolButton>
 #include <QtTest>
+#include <QWindow>
 
 namespace
 {
@@ -173,6 +175,86 @@ QPointF middleOf(const FrameSpanGraphicsItem *curve)
     return curve->path().pointAtPercent(0.5);
 }
 
+/// A window with more rows than it can show, scrolled to some row in the middle.
+class ScrolledRows
+{
+public:
+    ScrolledRows()
+        : project(100, QSize(32, 24))
+    {
+        for (int i = 0; i < 20; ++i)
+            project.addObject();
+        if (!project.show())
+            qFatal("the window does not get active");
+        rows = project.timeLine()->bodyView->verticalScrollBar();
+        labels = project.timeLine()->labelArea->verticalScrollBar();
+        rows->setValue(position);
+    }
+
+    /// Where the rows are, if the labels are there too; -1 otherwise.
+    int value() const { return rows->value() == labels->value() ? rows->value() : -1; }
+    /// The same after all that was put off.
+    int valueLater() const
+    {
+        ModelChecks::flushDeferredDeletes();
+        QCoreApplication::processEvents();
+        return value();
+    }
+
+    static constexpr int position = 213; // pixels
+    ProjectWindow project;
+    QScrollBar *rows = nullptr;
+    QScrollBar *labels = nullptr;
+};
+
+QImage pictureOf(const QIcon &icon)
+{
+    return icon.pixmap(32).toImage();
+}
+
+/// What a tool tip with this text shows.
+QString shownInAToolTip(const QString &toolTip)
+{
+    if (!Qt::mightBeRichText(toolTip))
+        return toolTip;
+    QTextDocument document;
+    document.setHtml(toolTip);
+    return document.toPlainText();
+}
+
+void addMenuRows()
+{
+    QTest::addColumn<QPointF>("point");
+    QTest::addColumn<QStringList>("entry");
+    QTest::newRow("key frame, type") << QPointF(100, 20) << QStringList("Occluded");
+    QTest::newRow("key frame, removal") << QPointF(100, 20) << QStringList("Remove Keyframe");
+    QTest::newRow("key frame, order") << QPointF(100, 20) << QStringList({"switch order with", "other"});
+    QTest::newRow("span") << QPointF(60, 20) << QStringList("Visible");
+    QTest::newRow("nothing chosen") << QPointF(100, 20) << QStringList();
+}
+
+/// A shown window with two objects on eight frames, both with a key frame on frame 2; the first one is in the
+/// row on top.
+class TwoObjects
+{
+public:
+    TwoObjects()
+        : project(8)
+    {
+        object = project.addObject();
+        other = project.addObject();
+        other->name = QStringLiteral("other");
+        annotate(object, 2, outline);
+        annotate(other, 2, outline);
+        if (!project.show())
+            qFatal("the window does not get active");
+    }
+
+    ProjectWindow project;
+    TrackedObject *object = nullptr;
+    TrackedObject *other = nullptr;
+};
+
 } // namespace
 
 class TestTimeLine : public QObject
@@ -192,11 +274,14 @@ private slots:
     void withoutObjectsThereAreOnlyLinesAndMarkers();
     void markersHighlightTheCurrentFrame();
     void theBodyScrollsToTheCurrentFrame();
+    void steppingKeepsTheVerticalPosition();
+    void aRebuildKeepsTheVerticalPosition();
     void rowsFollowTheStackingOrderOfEveryFrame();
     void labelsFollowTheStackingOrderOfTheFirstFrame();
     void spansAreStraightOrSCurves();
     void spansCoverTheVideoOnceInOrder();
     void aVideoOfOneFrameHasNoSpanCurves();
+    void spanCurvesAreHitBesideTheLine();
     void everyFrameHasAMarker();
     void aKeyFrameMarkerShowsItsType_data();
     void aKeyFrameMarkerShowsItsType();
@@ -219,13 +304,20 @@ private slots:
     void clicksOutsideTheVideoDoNothing();
     void theViewReportsPositionsOnlyWhilePressed();
     void theViewKeepsMovesFromTheScene();
+    void aContextMenuEndsTheDrag();
 
     void addingTheFirstObjectReloadsTheWindow();
     void aLabelShowsTheName();
+    void buttonsShowTheirOwnIcons();
+    void aNameIsNoMarkupInTheToolTip_data();
+    void aNameIsNoMarkupInTheToolTip();
     void aLabelIsRedForTheCurrentObject();
     void pressingALabelSelectsItsObject();
     void editingRenamesTheObject();
     void editButtonEndsTheEditing();
+    void returnClosesTheNameField_data();
+    void returnClosesTheNameField();
+    void anUnfinishedNameSurvivesARebuild();
     void anUnchangedNameIsNotAnnounced();
     void doubleClickOnALabelEdits();
     void deletingKeepsTheOthers();
@@ -246,6 +338,11 @@ private slots:
     void spanMenuChangesTheType_data();
     void spanMenuChangesTheType();
     void hiddenMarkersHaveNoMenu();
+    void menuNamesKeepTheirAmpersands();
+    void aMenuOutlivesARebuildOfTheRows_data();
+    void aMenuOutlivesARebuildOfTheRows();
+    void aMenuOutlivesTheProject_data();
+    void aMenuOutlivesTheProject();
 };
 
 void TestTimeLine::declaresItsSlotsInOrder()
@@ -476,6 +573,46 @@ void TestTimeLine::theBodyScrollsToTheCurrentFrame()
     QCOMPARE(project.timeLine()->headerView->horizontalScrollBar()->value(), bar->value());
 }
 
+void TestTimeLine::steppingKeepsTheVerticalPosition()
+{
+    ScrolledRows scrolled;
+    const QScrollBar *columns = scrolled.project.timeLine()->bodyView->horizontalScrollBar();
+    QVERIFY(scrolled.rows->maximum() > 2 * ScrolledRows::position);
+    QCOMPARE(scrolled.value(), ScrolledRows::position);
+    const int left = columns->value();
+    for (const int frame : {1, 2, 99, 50, 51, 0}) {
+        g_state->setFrame(frame);
+        QCOMPARE(scrolled.value(), ScrolledRows::position);
+        QCOMPARE(columns->value() == left, frame < 3); // still follows to the side
+        QCOMPARE(scrolled.valueLater(), ScrolledRows::position);
+    }
+}
+
+void TestTimeLine::aRebuildKeepsTheVerticalPosition()
+{
+    ScrolledRows scrolled;
+    TimeLine *timeLine = scrolled.project.timeLine();
+    const QList<std::function<void()>> rebuilds = {
+        [timeLine] { timeLine->reload(); },
+        [] { g_state->objects.at(7)->changeName(QStringLiteral("ball")); },
+        [] { annotate(g_state->objects.at(3), 40, outline); },
+        [] { g_state->addObject(); },
+        [] { g_state->deleteObject(g_state->objects.at(2)->id); },
+        [&scrolled] { scrolled.project.window().reload(); },
+    };
+    for (int i = 0; i < rebuilds.size(); ++i) {
+        const QPointer<QGraphicsWidget> item = witness(timeLine->bodyScene);
+        rebuilds.at(i)();
+        QVERIFY2(!item, "the rows were not rebuilt");
+        QVERIFY2(scrolled.value() == ScrolledRows::position, qPrintable(QString::number(i)));
+        QVERIFY2(scrolled.valueLater() == ScrolledRows::position, qPrintable(QString::number(i)));
+    }
+    // With too few rows left there is nothing to scroll.
+    while (g_state->objects.size() > 1)
+        g_state->deleteObject(g_state->objects.last()->id);
+    QCOMPARE(scrolled.valueLater(), 0);
+}
+
 void TestTimeLine::rowsFollowTheStackingOrderOfEveryFrame()
 {
     ProjectWindow project(4);
@@ -564,6 +701,41 @@ void TestTimeLine::aVideoOfOneFrameHasNoSpanCurves()
     QCOMPARE(timeLine->keyFrameItems.size(), 1);
     QVERIFY(timeLine->keyFrameItems.first()->isVisible());
     QCOMPARE(timeLine->keyFrameItems.first()->pos(), QPointF(20, 20));
+}
+
+void TestTimeLine::spanCurvesAreHitBesideTheLine()
+{
+    ProjectWindow project(6);
+    FrameSpan *span = project.addObject()->frameSpans.first();
+    QVERIFY(project.show());
+    const auto answers = [&project](double y) {
+        return withMenu(project.timeLine(), QPointF(113, y), [](QMenu *) {});
+    };
+    for (const FrameSpan::Type type : {FrameSpan::Hidden, FrameSpan::Occluded, FrameSpan::Visible}) {
+        span->setType(type); // the thickness drawn does not matter
+        for (const int y : {16, 18, 20, 22, 24})
+            QVERIFY2(answers(y), qPrintable(QString::number(y)));
+        for (const int y : {8, 14, 26, 32})
+            QVERIFY2(!answers(y), qPrintable(QString::number(y)));
+    }
+
+    // Only along the curve, not in the bow between it and its ends.
+    QGraphicsScene scene;
+    const auto *curve = new FrameSpanGraphicsItem(&scene, QPointF(20, 20), QPointF(220, 180), span);
+    for (const double part : {0.1, 0.25, 0.5, 0.8}) {
+        const QPointF on = curve->path().pointAtPercent(part);
+        const double angle = curve->path().angleAtPercent(part);
+        const QPointF aside = QLineF::fromPolar(4, angle + 90).p2();
+        for (const QPointF &point : {on, on + aside, on - aside}) {
+            QVERIFY(curve->contains(point));
+            QVERIFY(curve->boundingRect().contains(point));
+            QCOMPARE(scene.itemAt(point, QTransform()), static_cast<const QGraphicsItem *>(curve));
+        }
+        QVERIFY(!curve->contains(on + aside * 1.5));
+        QVERIFY(!curve->contains(on - aside * 1.5));
+    }
+    QVERIFY(!curve->contains(QPointF(80, 62)));
+    QVERIFY(!curve->contains(QPointF(160, 138)));
 }
 
 void TestTimeLine::everyFrameHasAMarker()
@@ -907,6 +1079,27 @@ void TestTimeLine::theViewKeepsMovesFromTheScene()
     QCOMPARE(mouse.count.value(QEvent::GraphicsSceneMouseRelease), 1);
 }
 
+void TestTimeLine::aContextMenuEndsTheDrag()
+{
+    ProjectWindow project(6);
+    annotate(project.addObject(), 2, outline);
+    QVERIFY(project.show());
+    const TimeLine *timeLine = project.timeLine();
+    QWidget *body = timeLine->bodyView->viewport();
+    for (const QPointF &point : {QPointF(100, 20), QPointF(180, 20)}) {
+        g_state->setFrame(0);
+        MouseDriver::press(body, timeLine->bodyView->mapFromScene(point), Qt::NoModifier, Qt::RightButton);
+        QVERIFY(timeLine->bodyView->pressed);
+        QVERIFY(withMenu(timeLine, point, [](QMenu *menu) { QTest::keyClick(menu, Qt::Key_Escape); }));
+        // The menu got the release.
+        QVERIFY(!timeLine->bodyView->pressed);
+        MouseDriver::send(body, QEvent::MouseMove, QPointF(230, 20), Qt::NoButton, Qt::NoButton);
+        QCOMPARE(g_state->currentFrame, 0);
+        MouseDriver::click(body, QPointF(170, 10)); // the next click works as ever
+        QCOMPARE(g_state->currentFrame, 4);
+    }
+}
+
 void TestTimeLine::addingTheFirstObjectReloadsTheWindow()
 {
     ProjectWindow project(3);
@@ -956,6 +1149,52 @@ void TestTimeLine::aLabelShowsTheName()
     QCOMPARE(box->itemAt(0)->widget(), label.stack);
     QCOMPARE(box->itemAt(1)->widget(), label.editButton);
     QCOMPARE(box->itemAt(2)->widget(), label.deleteButton);
+}
+
+void TestTimeLine::buttonsShowTheirOwnIcons()
+{
+    TestProject project(3);
+    const TrackedObject *object = project.addObject();
+    const TimeLine timeLine(QStringLiteral("Time Line"));
+    const TrackedObjectLabel label(object->id);
+    const QPair<const QAbstractButton *, const char *> buttons[] = {{timeLine.addButton, ":icons/add.ico"},
+                                                                    {label.editButton, ":icons/edit.ico"},
+                                                                    {label.deleteButton, ":icons/del.ico"}};
+    QList<QImage> pictures;
+    for (const auto &button : buttons) {
+        const QImage picture = pictureOf(button.first->icon());
+        QVERIFY2(!picture.isNull(), button.second);
+        QVERIFY2(picture == pictureOf(QIcon(QString::fromLatin1(button.second))), button.second);
+        QVERIFY2(!pictures.contains(picture), button.second);
+        pictures.append(picture);
+    }
+}
+
+void TestTimeLine::aNameIsNoMarkupInTheToolTip_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("plain") << "red ball";
+    QTest::newRow("markup") << "<b>red</b> ball";
+    QTest::newRow("markup at the end") << "ball <i>red</i>";
+    QTest::newRow("ampersand and markup") << "<u>R&D</u>";
+    QTest::newRow("less than") << "size < 3";
+    QTest::newRow("ampersand") << "cat & dog";
+    QTest::newRow("quotes") << "the \"big\" one";
+    QTest::newRow("greater than") << "size > 3";
+    QTest::newRow("an entity") << "&lt;b&gt;";
+    QTest::newRow("another entity") << "&amp;";
+}
+
+void TestTimeLine::aNameIsNoMarkupInTheToolTip()
+{
+    QFETCH(QString, name);
+    TestProject project(3);
+    TrackedObject *object = project.addObject();
+    object->name = name;
+    const TrackedObjectLabel label(object->id);
+    QCOMPARE(shownInAToolTip(label.nameLabel->toolTip()), name);
+    QCOMPARE(label.nameLabel->textFormat(), Qt::PlainText);
+    QCOMPARE(label.nameLabel->text(), name);
 }
 
 void TestTimeLine::aLabelIsRedForTheCurrentObject()
@@ -1039,6 +1278,67 @@ void TestTimeLine::editButtonEndsTheEditing()
     QTest::mouseClick(label->editButton, Qt::LeftButton); // losing the focus finishes the editing
     QCOMPARE(object->name, QStringLiteral("dog"));
     QCOMPARE(namesOf(project.timeLine()), QStringList({"dog"}));
+}
+
+void TestTimeLine::returnClosesTheNameField_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("another name") << "red ball"
+                                  << "red ball";
+    QTest::newRow("the same name") << QString() << "new object 1";
+}
+
+void TestTimeLine::returnClosesTheNameField()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, name);
+    ProjectWindow project(3);
+    const TrackedObject *object = project.addObject();
+    QVERIFY(project.show());
+    QPointer<TrackedObjectLabel> label = labelsOf(project.timeLine()).first();
+    const QSignalSpy changes(object, &TrackedObject::hasChanged);
+    QTest::mouseClick(label->editButton, Qt::LeftButton);
+    QVERIFY(label->nameEdit->hasFocus());
+    QTest::keyClicks(label->nameEdit, typed);
+    QTest::keyClick(label->nameEdit, Qt::Key_Return);
+    QCOMPARE(object->name, name);
+    QCOMPARE(changes.size(), typed.isEmpty() ? 0 : 1);
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(label.isNull(), !typed.isEmpty());
+    label = labelsOf(project.timeLine()).first();
+    QCOMPARE(label->stack->currentWidget(), label->nameLabel);
+    QCOMPARE(label->nameLabel->text(), name);
+    QVERIFY(!label->nameEdit->hasFocus());
+    // The keys belong to the window again.
+    QTest::keyClick(project.window().windowHandle(), Qt::Key_Right);
+    QCOMPARE(g_state->currentFrame, 1);
+}
+
+void TestTimeLine::anUnfinishedNameSurvivesARebuild()
+{
+    ProjectWindow project(3);
+    TrackedObject *object = project.addObject();
+    TrackedObject *other = project.addObject();
+    QVERIFY(project.show());
+    TimeLine *timeLine = project.timeLine();
+    const QSignalSpy changes(object, &TrackedObject::hasChanged);
+    const TrackedObjectLabel *label = labelsOf(timeLine).first();
+    QTest::mouseClick(label->editButton, Qt::LeftButton);
+    QTest::keyClicks(label->nameEdit, QStringLiteral("red ball"));
+    QCOMPARE(object->name, QStringLiteral("new object 1"));
+    emit other->hasChanged(TrackedObject::ZOrderChanged);
+    QCOMPARE(object->name, QStringLiteral("red ball"));
+    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    // The name was taken over in the middle of the rebuild, which made the rows anew.
+    QCOMPARE(namesOf(timeLine), QStringList({"red ball", "new object 2"}));
+    QCOMPARE(timeLine->keyFrameItems.size(), 6);
+    QCOMPARE(itemsOf<KeyFrameGraphicsItem>(timeLine->bodyScene).size(), 6);
+    QCOMPARE(itemsOf<FrameSpanGraphicsItem>(timeLine->bodyScene).size(), 2);
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(timeLine->labelArea->findChildren<TrackedObjectLabel *>().size(), 2);
+    QCOMPARE(namesOf(timeLine), QStringList({"red ball", "new object 2"}));
+    QCOMPARE(timeLine->bodyMarker->scene(), timeLine->bodyScene);
 }
 
 void TestTimeLine::anUnchangedNameIsNotAnnounced()
@@ -1395,6 +1695,95 @@ void TestTimeLine::hiddenMarkersHaveNoMenu()
     QVERIFY(withMenu(project.timeLine(), QPointF(100, 20),
                      [&](QMenu *menu) { entries = MenuDriver::entries(menu); }));
     QCOMPARE(entries, QStringList({"[Visible]", "[Occluded]", "[x Hidden]"}));
+}
+
+void TestTimeLine::menuNamesKeepTheirAmpersands()
+{
+    TwoObjects two;
+    two.object->name = QStringLiteral("R&D");
+    two.other->name = QStringLiteral("&cat && dog&");
+    QStringList shown;
+    bool mnemonics = false;
+    QVERIFY(withMenu(two.project.timeLine(), QPointF(100, 20), [&](QMenu *menu) {
+        const QMenu *others = menu->actions().last()->menu();
+        for (const QAction *action : {menu->actions().first(), others->actions().first()}) {
+            shown.append(action->iconText()); // the text without what marks a mnemonic
+            mnemonics = mnemonics || !QKeySequence::mnemonic(action->text()).isEmpty();
+        }
+    }));
+    QCOMPARE(shown, QStringList({"R&D", "&cat && dog&"}));
+    QVERIFY(!mnemonics);
+}
+
+void TestTimeLine::aMenuOutlivesARebuildOfTheRows_data()
+{
+    addMenuRows();
+}
+
+void TestTimeLine::aMenuOutlivesARebuildOfTheRows()
+{
+    QFETCH(QPointF, point);
+    QFETCH(QStringList, entry);
+    TwoObjects two;
+    TimeLine *timeLine = two.project.timeLine();
+    const QPointer<KeyFrameGraphicsItem> marker = markerOf(timeLine, two.object->keyFrames.at(2));
+    const QPointer<FrameSpanGraphicsItem> curve = curvesOf(timeLine, two.object).first();
+    bool gone = false;
+    bool chosen = false;
+    QVERIFY(withMenu(timeLine, point, [&](QMenu *menu) {
+        timeLine->reload();
+        ModelChecks::flushDeferredDeletes();
+        gone = !marker && !curve;
+        chosen = entry.isEmpty() || MenuDriver::choose(menu, entry);
+    }));
+    QVERIFY(gone);
+    QVERIFY(chosen);
+    const KeyFrame *keyFrame = two.object->keyFrames.at(2);
+    const QString choice = entry.isEmpty() ? QString() : entry.last();
+    QCOMPARE(keyFrame->type, choice == QLatin1String("Occluded")          ? KeyFrame::Occluded
+                             : choice == QLatin1String("Remove Keyframe") ? KeyFrame::None
+                                                                          : KeyFrame::Visible);
+    QCOMPARE(keyFrame->polygon.isEmpty(), choice == QLatin1String("Remove Keyframe"));
+    QCOMPARE(stackingOf(two.object), choice == QLatin1String("other") ? QList<int>({0, 0, 1, 1, 1, 1, 1, 1})
+                                                                      : QList<int>({0, 0, 0, 0, 0, 0, 0, 0}));
+    QCOMPARE(two.object->frameSpans.first()->type,
+             choice == QLatin1String("Visible") ? FrameSpan::Visible : FrameSpan::Hidden);
+    QCOMPARE(ModelChecks::stateProblem(*g_state), QString());
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(markerOf(timeLine, keyFrame)->isVisible(), keyFrame->type != KeyFrame::None);
+}
+
+void TestTimeLine::aMenuOutlivesTheProject_data()
+{
+    addMenuRows();
+}
+
+void TestTimeLine::aMenuOutlivesTheProject()
+{
+    QFETCH(QPointF, point);
+    QFETCH(QStringList, entry);
+    TwoObjects two;
+    const QPointer<TrackedObject> object = two.object;
+    const QPointer<TrackedObject> other = two.other;
+    bool chosen = false;
+    QVERIFY(withMenu(two.project.timeLine(), point, [&](QMenu *menu) {
+        two.project.window().recreateDataState();
+        ModelChecks::flushDeferredDeletes();
+        chosen = entry.isEmpty() || MenuDriver::choose(menu, entry);
+    }));
+    QVERIFY(chosen);
+    QVERIFY(!object && !other);
+    QVERIFY(!g_state->videoLoaded);
+    QVERIFY(!g_state->hasObjects());
+    QVERIFY(!two.project.timeLine()->isEnabled());
+    // The next project takes the rows over.
+    g_state->video = ProjectWindow::makeVideo(5, QSize(32, 24), 25);
+    g_state->videoLoaded = true;
+    g_state->addObject();
+    two.project.window().reload();
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(itemsOf<KeyFrameGraphicsItem>(two.project.timeLine()->bodyScene).size(), 5);
+    QCOMPARE(namesOf(two.project.timeLine()), QStringList("new object 1"));
 }
 
 QTEST_MAIN(TestTimeLine)
