@@ -198,8 +198,10 @@ QString Demo::run()
         const QString pictureName =
             QStringLiteral("%1-%2.png").arg(++number, 2, 10, QLatin1Char('0')).arg(QLatin1String(step.name));
         const QImage image = m_picture.isNull() && m_program ? picture() : m_picture;
-        if (!image.isNull() && image.save(path(pictureName)))
+        if (!image.isNull()) {
+            image.save(path(pictureName)); // whether it is there is checked at the end
             ++m_pictures;
+        }
         out << step.name << ": " << (problem.isEmpty() ? QStringLiteral("ok") : problem) << Qt::endl;
         if (!problem.isEmpty())
             return problem;
@@ -492,7 +494,15 @@ QString Demo::segmentation()
     const QString problem = choose(hexagon);
     if (!problem.isEmpty())
         return problem;
+    const TrackedObject *object = g_state->getCurrentObject();
+    QVector<QPolygonF> before;
+    for (const KeyFrame *keyFrame : object->keyFrames)
+        before.append(keyFrame->polygon);
     m_program->action(QStringLiteral("segmentation"))->trigger();
+    for (const KeyFrame *keyFrame : object->keyFrames) {
+        if (keyFrame->polygon == before.at(keyFrame->frame))
+            return QStringLiteral("frame %1 was not segmented").arg(keyFrame->frame);
+    }
     m_program->clickFrameNumber(bowFrame);
     return reportOverlap("segmentation", hexagon) > leastSegmentedOverlap
                ? QString()

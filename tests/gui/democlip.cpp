@@ -73,15 +73,15 @@ QPointF DemoClip::Shape::positionAt(int frame) const
 
 DemoClip::DemoClip()
 {
-    shapes.append({QStringLiteral("disc"), regularPolygon(32, 52, 0), QPointF(70, 70), QPointF(0.6, 4.6),
+    shapes.append({QStringLiteral("disc"), regularPolygon(32, 52, 0), QPointF(70, 70), QPointF(0.9, 6.9),
                    QPointF(0, 0), QColor(70, 160, 120)});
     shapes.append({QStringLiteral("blue hexagon"), regularPolygon(6, 85, 0), QPointF(120, 200),
-                   QPointF(4.6, 0.8), QPointF(0, 34), QColor(60, 110, 190)});
+                   QPointF(7.2, 1.2), QPointF(0, 34), QColor(60, 110, 190)});
     // Few of its features are left in a crop that is off to the side: the bow makes tracking stop.
     shapes.append(
         {QStringLiteral("red kite"),
          withMidpoints(QPolygonF({QPointF(0, -100), QPointF(-66, 0), QPointF(0, 100), QPointF(66, 0)})),
-         QPointF(550, 120), QPointF(-1.6, 3.8), QPointF(-70, 0), QColor(205, 85, 60)});
+         QPointF(550, 120), QPointF(-2.4, 5.7), QPointF(-70, 0), QColor(205, 85, 60)});
     for (const Shape &shape : qAsConst(shapes)) {
         m_textures.append(
             texture(QSize(textureExtent, textureExtent), shape.color, 0.16, m_textures.size() + 1));

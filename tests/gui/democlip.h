@@ -29,7 +29,7 @@ public:
         QPolygonF outlineAt(int frame) const { return outline.translated(positionAt(frame)); }
     };
 
-    static constexpr int frameCount = 60;
+    static constexpr int frameCount = 40;
     static constexpr int turnFrame = frameCount / 2; ///< from one bow to the other
     static constexpr double fps = 25;
 

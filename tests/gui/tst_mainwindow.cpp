@@ -14,13 +14,16 @@
 #include "views/timeline.h"
 #include "views/trackedobjectlabel.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QDir>
 #include <QGraphicsPixmapItem>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMetaMethod>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSlider>
 #include <QSpinBox>
 #include <QStatusBar>
@@ -127,6 +130,10 @@ private slots:
     void windowsMenuHidesAndShowsTheDocks();
     void viewsAreOfTheRightKind();
     void everySlotCanBeCalledByName();
+    void iconButtonsHaveToolTipsAndAccessibleNames();
+    void viewsHaveAccessibleNames();
+    void toolTipsNameTheShortcut();
+    void threeRowsFitIntoTheTimeLine();
     void stopFrameStartsWithNoRunPending();
 
     void enabledStatesFollowTheProject();
@@ -142,6 +149,9 @@ private slots:
     void newTextsAreTranslatable();
     void cancellingNewKeepsTheProject();
     void cancellingNewWithoutProjectLeavesItEmpty();
+    void theFocusReturnsAfterACancelledNew();
+    void theFocusIsInTheFrameViewerAfterNew_data();
+    void theFocusIsInTheFrameViewerAfterNew();
     void newShowsTheFirstFrame();
     void newReplacesTheProjectWithoutAsking();
     void newStartsAtTheFirstFrameAfterALongerVideo();
@@ -361,16 +371,110 @@ void TestMainWindow::viewsAreOfTheRightKind()
 
 void TestMainWindow::everySlotCanBeCalledByName()
 {
-    const QMetaObject *meta = (*m_program)->metaObject();
-    for (const char *slot :
-         {"onActionNew()", "onActionSave()", "onActionOpen()", "onActionClose()", "onActionNextFrame()",
-          "onActionPrevFrame()", "onActionLinearMorphing()", "onActionInteractiveTracking()",
-          "onActionAutomaticTracking()", "onActionExportXML()", "onActionSegmentation()",
-          "onActionHelpLicense()", "onActionHelpAbout()", "onActionTmpDebugAction()", "reload()"}) {
-        const int index = meta->indexOfSlot(slot);
-        QVERIFY2(index >= 0, slot);
-        QCOMPARE(meta->method(index).access(), QMetaMethod::Public);
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    QStringList names;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        if (method.methodType() != QMetaMethod::Slot)
+            continue;
+        names.append(QString::fromLatin1(method.methodSignature()));
+        QVERIFY2(method.access() == QMetaMethod::Public, qPrintable(names.last()));
     }
+    QCOMPARE(names, QStringList({"onActionNew()", "onActionSave()", "onActionOpen()", "onActionClose()",
+                                 "onActionNextFrame()", "onActionPrevFrame()", "onActionLinearMorphing()",
+                                 "onActionInteractiveTracking()", "onActionAutomaticTracking()",
+                                 "onActionExportXML()", "onActionSegmentation()", "onActionHelpLicense()",
+                                 "onActionHelpAbout()", "onActionTmpDebugAction()", "reload()",
+                                 "recreateDataState()"}));
+    m_program->pretendVideo(6);
+    QVERIFY(QMetaObject::invokeMethod(m_program->window.get(), "recreateDataState"));
+    QVERIFY(!g_state->videoLoaded);
+}
+
+void TestMainWindow::iconButtonsHaveToolTipsAndAccessibleNames()
+{
+    startProjectWithTwoObjects();
+    int found = 0;
+    QStringList toolTips;
+    for (QAbstractButton *button : (*m_program)->findChildren<QAbstractButton *>()) {
+        const auto *toolButton = qobject_cast<const QToolButton *>(button);
+        const bool iconOnly =
+            toolButton ? toolButton->toolButtonStyle() == Qt::ToolButtonIconOnly : button->text().isEmpty();
+        // Docks and tool bars have buttons of Qt's own.
+        if (!iconOnly || !button->isVisible() || button->objectName().startsWith("qt_"))
+            continue;
+        ++found;
+        const QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(button);
+        QVERIFY(accessible);
+        const QString place = nameOf(button) + ": " + button->text();
+        QVERIFY2(!button->icon().availableSizes().isEmpty(), qPrintable(place));
+        QVERIFY2(!button->toolTip().isEmpty(), qPrintable(place));
+        QVERIFY2(!accessible->text(QAccessible::Name).isEmpty(), qPrintable(place));
+        toolTips.append(button->toolTip());
+    }
+    QCOMPARE(found, 5 + 8 + 2 * 2); // navigation, tool bar, and two per object
+    QCOMPARE(toolTips.removeDuplicates(), 2);
+}
+
+void TestMainWindow::viewsHaveAccessibleNames()
+{
+    startProjectWithTwoObjects();
+    const TimeLine *timeLine = (*m_program)->timeLine();
+    QStringList names;
+    for (QWidget *view :
+         {static_cast<QWidget *>((*m_program)->frameViewer()->view),
+          static_cast<QWidget *>(timeLine->labelArea), static_cast<QWidget *>(timeLine->headerView),
+          static_cast<QWidget *>(timeLine->bodyView)}) {
+        const QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(view);
+        QVERIFY(accessible);
+        names.append(accessible->text(QAccessible::Name));
+        QVERIFY2(!names.last().isEmpty(), qPrintable(nameOf(view)));
+    }
+    QCOMPARE(names.removeDuplicates(), 0);
+}
+
+void TestMainWindow::toolTipsNameTheShortcut()
+{
+    int withShortcut = 0;
+    for (const QAction *action : (*m_program)->findChild<QToolBar *>()->actions()) {
+        const QString keys = action->shortcut().toString(QKeySequence::NativeText);
+        QVERIFY2(action->toolTip().size() > 12, qPrintable(action->text())); // more than the text itself
+        if (keys.isEmpty()) {
+            QVERIFY2(!action->toolTip().contains('('), qPrintable(action->toolTip()));
+        } else {
+            QVERIFY2(action->toolTip().endsWith(" (" + keys + ")"), qPrintable(action->toolTip()));
+            ++withShortcut;
+        }
+    }
+    QCOMPARE(withShortcut, 6);
+
+    const auto keyText = [this](const char *text) {
+        return " (" + m_program->action(text)->shortcut().toString(QKeySequence::NativeText) + ")";
+    };
+    const FrameNav *nav = (*m_program)->frameNav();
+    QVERIFY(nav->buttonNext->toolTip().endsWith(keyText("Next Frame")));
+    QVERIFY(nav->buttonPrev->toolTip().endsWith(keyText("Previous Frame")));
+    QVERIFY(nav->buttonPlay->toolTip().endsWith(
+        " (" + nav->buttonPlay->shortcut().toString(QKeySequence::NativeText) + ")"));
+    for (const QPushButton *button : {nav->buttonFirst, nav->buttonLast})
+        QVERIFY2(!button->toolTip().contains('('), qPrintable(button->toolTip()));
+}
+
+void TestMainWindow::threeRowsFitIntoTheTimeLine()
+{
+    m_program->pretendVideo(200);
+    for (int i = 0; i < 3; ++i)
+        g_state->addObject();
+    QCoreApplication::processEvents();
+    const TimeLine *timeLine = (*m_program)->timeLine();
+    QVERIFY(timeLine->bodyView->horizontalScrollBar()->isVisible());
+    QVERIFY2(timeLine->bodyView->viewport()->height() >= 3 * timeLine->rowHeight,
+             qPrintable(QString::number(timeLine->bodyView->viewport()->height())));
+    QCOMPARE(timeLine->bodyView->verticalScrollBar()->maximum(), 0);
+    QCOMPARE(timeLine->labelArea->verticalScrollBar()->maximum(), 0);
+    g_state->addObject(); // one more does not
+    QCoreApplication::processEvents();
+    QVERIFY(timeLine->bodyView->verticalScrollBar()->maximum() > 0);
 }
 
 void TestMainWindow::stopFrameStartsWithNoRunPending()
@@ -571,6 +675,47 @@ void TestMainWindow::cancellingNewWithoutProjectLeavesItEmpty()
     QVERIFY((*m_program)->isEnabled());
     QCOMPARE(enabledProblem(*m_program, false, false), QString());
     QVERIFY(!(*m_program)->frameNav()->isEnabled());
+}
+
+void TestMainWindow::theFocusReturnsAfterACancelledNew()
+{
+    startProjectWithTwoObjects();
+    QWidget *viewer = (*m_program)->frameViewer()->view;
+    for (QWidget *before : {static_cast<QWidget *>((*m_program)->frameNav()->buttonNext),
+                            static_cast<QWidget *>((*m_program)->frameNav()->spinBox), viewer}) {
+        before->setFocus();
+        QVERIFY2(before->hasFocus(), qPrintable(nameOf(before)));
+        DialogDriver driver;
+        driver.rejectFile();
+        m_program->action("&New")->trigger(); // disables the window meanwhile
+        QCOMPARE(driver.problem(), QString());
+        QCOMPARE((*m_program)->focusWidget(), viewer);
+        g_state->setFrame(2);
+        m_program->key(Qt::Key_Right);
+        QCOMPARE(g_state->currentFrame, 3);
+        QVERIFY(viewer->hasFocus());
+    }
+}
+
+void TestMainWindow::theFocusIsInTheFrameViewerAfterNew_data()
+{
+    QTest::addColumn<bool>("projectBefore");
+    QTest::newRow("first video") << false;
+    QTest::newRow("another video") << true;
+}
+
+void TestMainWindow::theFocusIsInTheFrameViewerAfterNew()
+{
+    QFETCH(bool, projectBefore);
+    if (projectBefore) {
+        QCOMPARE(m_program->newProject(m_clip), QString());
+        (*m_program)->frameNav()->slider->setFocus();
+    }
+    QCOMPARE(m_program->newProject(m_clip), QString());
+    QCOMPARE((*m_program)->focusWidget(), static_cast<QWidget *>((*m_program)->frameViewer()->view));
+    m_program->key(Qt::Key_Right);
+    QCOMPARE(g_state->currentFrame, 1);
+    QVERIFY((*m_program)->frameViewer()->view->hasFocus());
 }
 
 void TestMainWindow::newShowsTheFirstFrame()

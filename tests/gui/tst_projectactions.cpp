@@ -16,10 +16,12 @@
 #include <QAction>
 #include <QDir>
 #include <QGraphicsPixmapItem>
+#include <QPushButton>
 #include <QSlider>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTextDocument>
+#include <QTimer>
 #include <QtTest>
 
 #include <csignal>
@@ -137,6 +139,10 @@ private slots:
 
     void licensePageNamesLicensesAndVersion();
     void aboutPageAsksForCitation();
+    void aboutPageNamesTheProjectPageAndEndsWithACredit();
+
+    void aDialogDuringPlaybackEndsIt_data();
+    void aDialogDuringPlaybackEndsIt();
 
 private:
     /// A project on the clip with three objects (the middle one deleted) and two key frames each.
@@ -912,6 +918,70 @@ void TestProjectActions::aboutPageAsksForCitation()
     for (const char *part : {"Palu", "1.2.3-test", "cite", "CITATION.cff"})
         QVERIFY2(text.contains(part), part);
     QVERIFY(!text.contains("%1"));
+}
+
+void TestProjectActions::aboutPageNamesTheProjectPageAndEndsWithACredit()
+{
+    DialogDriver driver;
+    driver.clickButton(QMessageBox::Ok);
+    m_program->action("About Palu")->trigger();
+    QCOMPARE(driver.problem(), QString());
+    QTextDocument page;
+    page.setHtml(driver.boxes.value(0).text);
+    const QStringList lines = page.toPlainText().split('\n', Qt::SkipEmptyParts);
+    QVERIFY(lines.size() >= 4);
+    const QStringList pointers = lines.filter("project page");
+    QCOMPARE(pointers.size(), 1);
+    QVERIFY2(pointers.constFirst().contains("README"), qPrintable(pointers.constFirst()));
+    QVERIFY2(pointers.constFirst() != lines.last(), "the credit is not a line of its own");
+    QVERIFY2(lines.last().contains("by the Palu developers"), qPrintable(lines.last()));
+}
+
+void TestProjectActions::aDialogDuringPlaybackEndsIt_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("asksForAFile");
+    QTest::newRow("new") << "&New" << true;
+    QTest::newRow("save") << "&Save" << true;
+    QTest::newRow("open") << "&Open" << true;
+    QTest::newRow("export") << "export XML" << true;
+    QTest::newRow("license") << "License Notes" << false;
+    QTest::newRow("about") << "About Palu" << false;
+}
+
+void TestProjectActions::aDialogDuringPlaybackEndsIt()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, asksForAFile);
+    m_program->pretendVideo(30, 10);
+    g_state->addObject();
+    (*m_program)->reload();
+    const FrameNav *nav = (*m_program)->frameNav();
+    bool pausedDuring = false;
+    int shown = -1;
+    DialogDriver driver;
+    if (asksForAFile)
+        driver.rejectFile();
+    else
+        driver.clickButton(QMessageBox::Ok);
+    driver.beforeAnswer([&](QWidget *) { pausedDuring = nav->paused; });
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        if (nav->paused || g_state->currentFrame < 2 || shown != -1)
+            return;
+        shown = g_state->currentFrame;
+        m_program->action(text)->trigger();
+    });
+    timer.start(0);
+    (*m_program)->frameNav()->onButtonPlayClicked();
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(shown >= 2);
+    QVERIFY(pausedDuring);
+    QVERIFY(nav->paused);
+    QCOMPARE(g_state->currentFrame, shown);
+    QVERIFY((*m_program)->isEnabled());
+    QVERIFY((*m_program)->frameViewer()->isEnabled());
+    QVERIFY(nav->buttonNext->isEnabled());
 }
 
 QTEST_MAIN(TestProjectActions)

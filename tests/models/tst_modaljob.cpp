@@ -144,6 +144,7 @@ private slots:
     void abortSkipsWaitingItems_data();
     void abortSkipsWaitingItems();
     void abortNeedsNoCallback();
+    void eventsAreHandledWhileTheLastItemsEnd();
     void escapeAbortsToo();
     void withoutAbortNothingIsCalledBack();
     void noWorkRunsAfterReturn_data();
@@ -242,13 +243,14 @@ void TestModalJob::dialogIsBusyAndModal()
 void TestModalJob::anExceptionEndsTheRunAndIsLogged_data()
 {
     QTest::addColumn<Thrower>("fail");
-    QTest::addColumn<QString>("warning"); // null when the exception has no text of its own
+    QTest::addColumn<QString>("warning");
     QTest::newRow("std::runtime_error") << &throwRuntimeError << "the disk is on fire";
     QTest::newRow("std::out_of_range") << &throwOutOfRange << "index 7 of 3";
     QTest::newRow("std::exception") << &throwPlain << QString::fromLatin1(std::exception().what());
     QTest::newRow("empty text") << &throwEmptyText << QString();
-    QTest::newRow("number") << &throwNumber << QString();
-    QTest::newRow("characters") << &throwText << QString();
+    // These types have no text of their own.
+    QTest::newRow("number") << &throwNumber << "unknown exception";
+    QTest::newRow("characters") << &throwText << "unknown exception";
 }
 
 void TestModalJob::anExceptionEndsTheRunAndIsLogged()
@@ -272,9 +274,7 @@ void TestModalJob::anExceptionEndsTheRunAndIsLogged()
     QVERIFY(!succeeded);
     QCOMPARE(worked, itemList(failing + 1));
     QCOMPARE(callbacks, 0); // nobody pressed "Abort"
-    QCOMPARE(log.warnings().size(), 1);
-    if (!warning.isNull())
-        QCOMPARE(log.warnings().first(), warning);
+    QCOMPARE(log.warnings(), QStringList{warning});
     const LogCapture::Message message = log.messages().last();
     QCOMPARE(message.category, QStringLiteral("default"));
     QVERIFY2(message.file.startsWith(QLatin1String("core/modaljob")), qPrintable(message.file));
@@ -395,6 +395,29 @@ void TestModalJob::abortNeedsNoCallback()
     }));
     QVERIFY(action.done);
     QCOMPARE(begun.load(), 1);
+}
+
+void TestModalJob::eventsAreHandledWhileTheLastItemsEnd()
+{
+    const PoolThreads pool(1);
+    std::atomic<bool> begun{false};
+    std::atomic<bool> released{false};
+    bool inTime = false;
+    DialogAction action([&begun] { return begun.load(); }, &pressButton);
+    QList<int> items = itemList(5);
+    QVERIFY(ModalJob::run(
+        label, items,
+        [&](int &) {
+            begun = true;
+            inTime = waitFor([&released] { return released.load(); });
+        },
+        [this, &released] {
+            // Only an event loop that still runs lets the item in work end.
+            QTimer::singleShot(50, this, [&released] { released = true; });
+        }));
+    QVERIFY(action.done);
+    QVERIFY(inTime);
+    QVERIFY(!QApplication::overrideCursor());
 }
 
 void TestModalJob::escapeAbortsToo()

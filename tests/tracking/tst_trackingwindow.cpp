@@ -15,6 +15,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QElapsedTimer>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QtTest>
 #include <QWindow>

@@ -587,6 +587,7 @@ void TestFrameViewer::anEmptyFrameCollapsesClicksToTheOrigin()
     QCOMPARE(log.warnings(), QStringList());
     // Frames with an image are not concerned.
     g_state->setFrame(0);
+    frame.view()->resetTransform();
     frame.doubleClick(QPointF(50, 60));
     QCOMPARE(frame.polygon(), polygonOf({QPointF(50, 60)}));
 }
