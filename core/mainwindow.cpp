@@ -208,19 +208,17 @@ void MainWindow::onActionNew()
     QCoreApplication::processEvents();
     if (path.isEmpty()) {
         enableAgain();
-        reload();
         return;
     }
-    if (loadVideo(path)) {
+    if (loadVideo(path))
         enableAgain();
-        reload();
-    }
 }
 
 /// Disabling took the focus from whatever had it.
 void MainWindow::enableAgain()
 {
     setDisabled(false);
+    reload();
     if (!focusWidget())
         m_frameViewer->setFocus();
 }

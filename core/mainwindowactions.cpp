@@ -94,7 +94,7 @@ void MainWindow::onActionOpen()
                                      nullptr, QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     if (name.isEmpty()) {
-        enableAgain();
+        setDisabled(false);
         return;
     }
     QFile file(name);
@@ -108,7 +108,7 @@ void MainWindow::onActionOpen()
                                                            nullptr, QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     if (videoPath.isEmpty()) {
-        enableAgain();
+        setDisabled(false);
         return;
     }
     if (loadVideo(videoPath))
@@ -119,7 +119,7 @@ void MainWindow::readProject(QDataStream &stream)
 {
     bool accepted = false;
     {
-        // The views would show every object while it is still being read; reload() below stands in for all
+        // The views would show every object while it is still being read; the reload below stands in for all
         // that the state would have announced.
         const QSignalBlocker blocker(g_state);
         accepted = ProjectFile::read(stream, *g_state);
@@ -134,7 +134,6 @@ void MainWindow::readProject(QDataStream &stream)
     }
     m_timeLine->connectToObjects();
     enableAgain();
-    reload();
 }
 
 void MainWindow::onActionLinearMorphing()

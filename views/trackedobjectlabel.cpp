@@ -49,7 +49,8 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     nameLabel->setText(name);
     nameLabel->setTextFormat(Qt::PlainText);
     nameLabel->setIndent(textIndent);
-    nameLabel->setToolTip(name.toHtmlEscaped());
+    nameLabel->setToolTip(
+        QStringLiteral("<span>%1</span>").arg(name.toHtmlEscaped())); // no markup of its own
     // A long name is cut off instead of pushing the buttons out of sight.
     nameLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     nameEdit->setText(name);
