@@ -15,7 +15,7 @@
         aggregate = substr(name, RSTART + 1)
         name = substr(name, 1, RSTART - 1)
     }
-    gsub(/\/(iterations|repeats):[0-9]+|\/real_time/, "", name)
+    gsub(/\/(iterations|repeats):[0-9]+|\/real_time|\/manual_time/, "", name)
     if (!(name in seen)) {
         seen[name] = 1
         names[++count] = name
