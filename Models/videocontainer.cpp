@@ -94,7 +94,7 @@ bool VideoContainer::loadFile(QString path)
 
     chunkEnds.append(splitIntoChunks(frameCount, workerCount()));
     const bool extracted = ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
-                                         videoToFramesWrapper{this}, [this] { setCancel(); });
+                                         videoToFramesWrapper(this), [this] { setCancel(); });
     return extracted && !m_cancel.load(std::memory_order_relaxed);
 }
 

@@ -41,8 +41,13 @@ public:
 
     /// Function object of the parallel map: extracts one chunk.
     struct videoToFramesWrapper {
-        VideoContainer *container;
+        explicit videoToFramesWrapper(VideoContainer *owner)
+            : container(owner)
+        {
+        }
         void operator()(int &chunkEnd) const { container->videoToFrames(chunkEnd); }
+
+        VideoContainer *container;
     };
 
     /// Frames per second that the video reports.

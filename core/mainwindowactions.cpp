@@ -138,6 +138,7 @@ void MainWindow::readProject(QDataStream &stream)
 
 void MainWindow::onActionLinearMorphing()
 {
+    m_frameNav->stopPlayback();
     Morph(g_state).linearMorphing(0, -1);
 }
 

@@ -14,8 +14,8 @@ namespace ModalJob
 /// Calls `work` for every item on the global thread pool while a busy dialog with the button "Abort" is
 /// shown, and returns when no call is running any more.
 ///
-/// Aborting skips the items not yet started; `onCanceled` is then called on the GUI thread. An exception in
-/// a work item ends the run in the same way and is logged as a warning. Returns false after an exception.
+/// Aborting skips the items not yet started; `onCanceled` is then called on the GUI thread. An exception in a
+/// work item skips them too and is logged as a warning. Returns false after an exception.
 bool run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
          const std::function<void()> &onCanceled = {});
 

@@ -236,17 +236,17 @@ private:
 
 } // namespace
 
-ExportXML::ExportXML(DataState *state, QFile *file, bool boundingBoxes)
-    : m_state(state)
-    , m_file(file)
-    , m_boundingBoxes(boundingBoxes)
+ExportXML::ExportXML(DataState *dataState, QFile *target, bool onlyBoxes)
+    : state(dataState)
+    , file(target)
+    , boundingBoxes(onlyBoxes)
 {
 }
 
 bool ExportXML::saveXML()
 {
-    if (!m_file->open(QIODevice::WriteOnly))
+    if (!file->open(QIODevice::WriteOnly))
         return false;
-    Document(m_file, *m_state, m_boundingBoxes).write();
+    Document(file, *state, boundingBoxes).write();
     return true;
 }

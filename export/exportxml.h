@@ -16,8 +16,8 @@ public:
     /// when the file cannot be opened for writing.
     bool saveXML();
 
-private:
-    DataState *m_state;
-    QFile *m_file;
-    bool m_boundingBoxes;
+    DataState *state;
+    QFile *file;
+    /// Write bounding boxes instead of polygons.
+    bool boundingBoxes;
 };

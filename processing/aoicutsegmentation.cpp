@@ -30,30 +30,30 @@ void segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath)
 
 } // namespace
 
-AoiCutSegmentation::AoiCutSegmentation(DataState *state)
-    : m_state(state)
+AoiCutSegmentation::AoiCutSegmentation(DataState *dataState)
+    : state(dataState)
 {
 }
 
 void AoiCutSegmentation::runSegmenation()
 {
-    if (!m_state->video || !m_state->getCurrentObject())
+    if (!state->video || !state->getCurrentObject())
         return;
     ModalJob::run(QCoreApplication::translate("AoiCutSegmentation", "Segment tracking"),
-                  m_state->video->chunkEnds, segmentationWrapper{this});
+                  state->video->chunkEnds, segmentationWrapper(this));
 }
 
 void AoiCutSegmentation::segmentation(int &chunkEnd)
 {
-    const TrackedObject *object = m_state->getCurrentObject();
+    const TrackedObject *object = state->getCurrentObject();
     if (!object)
         return;
-    for (int frame = m_state->video->chunkStart(chunkEnd); frame < chunkEnd; ++frame) {
+    for (int frame = state->video->chunkStart(chunkEnd); frame < chunkEnd; ++frame) {
         KeyFrame *keyFrame = object->keyFrames.at(frame);
         if (keyFrame->type != KeyFrame::Automatic && keyFrame->type != KeyFrame::Visible)
             continue;
         try {
-            segmentKeyFrame(*keyFrame, m_state->video->getFramePath(frame));
+            segmentKeyFrame(*keyFrame, state->video->getFramePath(frame));
         } catch (const std::exception &error) {
             throw std::runtime_error("segmentation of frame " + std::to_string(frame) + ": " + error.what());
         }

@@ -19,10 +19,14 @@ public:
 
     /// Function object of the parallel map: segments one chunk.
     struct segmentationWrapper {
-        AoiCutSegmentation *segmentation;
+        explicit segmentationWrapper(AoiCutSegmentation *owner)
+            : segmentation(owner)
+        {
+        }
         void operator()(int &chunkEnd) const { segmentation->segmentation(chunkEnd); }
+
+        AoiCutSegmentation *segmentation;
     };
 
-private:
-    DataState *m_state;
+    DataState *state;
 };

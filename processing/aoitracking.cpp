@@ -275,7 +275,7 @@ void AOItracking::automaticTracking()
 
 void AOItracking::run(const QString &label)
 {
-    ModalJob::run(label, frameIndices, aoiFittingWrapper{this});
+    ModalJob::run(label, frameIndices, aoiFittingWrapper(this));
 }
 
 // A span of three frames moves its last frame, which is the first one of the next span. Such spans are

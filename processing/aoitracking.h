@@ -57,8 +57,13 @@ public:
 
     /// Function object of the parallel map: tracks a frame pair.
     struct aoiFittingWrapper {
-        AOItracking *tracking;
+        explicit aoiFittingWrapper(AOItracking *owner)
+            : tracking(owner)
+        {
+        }
         void operator()(int &pairIndex) const;
+
+        AOItracking *tracking;
     };
 
     /// 0 to the number of frame pairs - 1.

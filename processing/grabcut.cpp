@@ -104,7 +104,8 @@ void GrabCut::writeDebugImage(const cv::Mat &mask) const
     image.copyTo(seen, binMask);
     const QString name = QString::number(QDateTime::currentDateTime().toMSecsSinceEpoch());
     const QString path = QStringLiteral(PALU_SEGMENTATION_DEBUG_DIR "/%1.jpg").arg(name);
-    cv::imwrite(path.toUtf8().toStdString(), seen);
+    if (seen.empty() || !cv::imwrite(path.toUtf8().toStdString(), seen))
+        qWarning("could not write debug image %s", qUtf8Printable(path));
 }
 #else
 void GrabCut::writeDebugImage(const cv::Mat &) const {}
