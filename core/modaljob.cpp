@@ -77,7 +77,8 @@ void waitForRunningItems(QFutureWatcher<void> &watcher)
     if (watcher.isFinished())
         return;
     const bool disable = g_mainWindow && g_mainWindow->isEnabled();
-    QPointer<QWidget> focus = QApplication::focusWidget();
+    // The application has no focus widget right after the dialog; the window remembers its own.
+    const QPointer<QWidget> focus = disable ? g_mainWindow->focusWidget() : nullptr;
     if (disable)
         g_mainWindow->setDisabled(true);
     QApplication::setOverrideCursor(Qt::WaitCursor);
@@ -87,7 +88,7 @@ void waitForRunningItems(QFutureWatcher<void> &watcher)
     QApplication::restoreOverrideCursor();
     if (disable)
         g_mainWindow->setDisabled(false);
-    if (disable && focus)
+    if (focus)
         focus->setFocus();
 }
 

@@ -275,7 +275,9 @@ void AOItracking::automaticTracking()
 
 void AOItracking::run(const QString &label)
 {
+    m_running = true;
     ModalJob::run(label, frameIndices, aoiFittingWrapper(this));
+    m_running = false;
 }
 
 // A span of three frames moves its last frame, which is the first one of the next span. Such spans are
@@ -380,7 +382,7 @@ bool AOItracking::mustStop(int pairIndex) const
     if (!stopped.load(std::memory_order_relaxed))
         return false;
     const std::lock_guard<std::mutex> lock(m_stopMutex);
-    return m_stopPair <= pairIndex;
+    return !m_running || m_stopPair <= pairIndex;
 }
 
 void AOItracking::stopAt(int pairIndex, int frame)

@@ -69,7 +69,9 @@ public:
     /// 0 to the number of frame pairs - 1.
     QList<int> frameIndices;
     QList<QPair<int, int>> framePairs;
-    /// Set when interactive tracking must stop. Written by any task, read by all before each step.
+    /// Set when interactive tracking must stop; then no further step is made, but for those of the pairs
+    /// before the one that stopped in a run over all pairs. Written by any task, read by all before each
+    /// step.
     std::atomic<bool> stopped{false};
     /// Frame on which the user must act, from 0.
     int stopFrame = -1;
@@ -91,5 +93,6 @@ private:
     void restoreBehindStop(const QList<QPolygonF> &before);
 
     mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
+    bool m_running = false;         // in a run over all pairs; set while no task is running
     int m_stopPair = -1;            // frame pair that stopped; the lowest one counts
 };

@@ -14,6 +14,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <stdexcept>
 
 using FramePairs = QList<QPair<int, int>>;
 Q_DECLARE_METATYPE(TrackingClips::Clip)
@@ -257,6 +258,9 @@ private slots:
     void bothPassesMoveTheFramesOfTheMiddle();
     void fittingEqualsPlainTracking_data();
     void fittingEqualsPlainTracking();
+    void outlinesAreClippedInBothPasses();
+    void functionObjectTracksItsPair_data();
+    void functionObjectTracksItsPair();
     void runEqualsPlainTracking_data();
     void runEqualsPlainTracking();
     void failingStepsAreSkippedByAutomaticTracking();
@@ -264,6 +268,10 @@ private slots:
     void interactiveTrackingStopsOnAutomaticFrames();
     void interactiveTrackingGoesOnAfterOtherFrames_data();
     void interactiveTrackingGoesOnAfterOtherFrames();
+    void aStopInTheTailOfTheBackwardPass_data();
+    void aStopInTheTailOfTheBackwardPass();
+    void fittingStopsWhenCalledDirectly_data();
+    void fittingStopsWhenCalledDirectly();
     void stoppedTrackingLeavesItsPasses();
     void interactiveTrackingReturnsItsStopFrame();
     void nothingToTrackReturnsAtOnce_data();
@@ -273,6 +281,8 @@ private slots:
     void chainOfShortSpansIsTrackedInOrder();
     void polygonsOutsideTheImageStay_data();
     void polygonsOutsideTheImageStay();
+    void transformOfAnUnreadableImageThrowsAndChangesNothing_data();
+    void transformOfAnUnreadableImageThrowsAndChangesNothing();
     void unreadableImageEndsTheRun_data();
     void unreadableImageEndsTheRun();
     void truncatedImageDoesNoHarm_data();
@@ -552,6 +562,86 @@ void TestAOItracking::fittingEqualsPlainTracking()
     QCOMPARE(tracking.stopped.load(), plain.result != -1);
 }
 
+// The object stays half way out of the image on all frames, and the outlines of the inner frames reach
+// past the border until they are moved.
+void TestAOItracking::outlinesAreClippedInBothPasses()
+{
+    constexpr int last = 18;
+    constexpr int middle = last / 2;
+    const TrackingClips::Clip clip = TrackingClips::blockClip([](int frame) {
+        TrackingClips::Pose pose;
+        pose.position = QPointF(45 + frame % 3, 70 + 5 * frame);
+        return pose;
+    });
+    TrackingProject project(clip, last + 1);
+    project.annotateTruth({0, last});
+    for (int frame = 1; frame < last; ++frame)
+        project.object->keyFrames.at(frame)->setNewPolygon(
+            clip.truth(frame).translated(frame % 2 ? 3 : -4, frame % 3 ? -3 : 5));
+    const QList<QPolygonF> before = project.polygons();
+    for (bool interactive : {false, true}) {
+        project.setPolygons(before);
+        const Outcome plain = plainOutcome(project, {{0, last}}, interactive);
+        QCOMPARE(plain.result, -1);
+        AOItracking tracking(project.state(), interactive, matchDistance);
+        QCOMPARE(tracking.framePairs, (FramePairs{{0, last}}));
+        ChangeCounter counter(project.object);
+        int index = 0;
+        tracking.aoiFitting(index);
+        const QList<QPolygonF> after = project.polygons();
+        QCOMPARE(firstDifference(after, plain.polygons), QString());
+        QVERIFY(!tracking.stopped);
+        for (int frame = 1; frame < last; ++frame) {
+            // Forward, both, backward.
+            QCOMPARE(counter.counts().at(frame), frame == middle || frame == middle + 1 ? 2 : 1);
+            const QRectF box = after.at(frame).boundingRect();
+            QVERIFY2(box.left() > -1e-9, qPrintable(QString::number(frame)));
+            QVERIFY2(box.width() < before.at(frame).boundingRect().width() - 5,
+                     qPrintable(QString::number(frame)));
+        }
+    }
+}
+
+void TestAOItracking::functionObjectTracksItsPair_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<int>("flat");
+    QTest::addColumn<int>("stopFrame");
+    QTest::newRow("first pair") << 0 << -1 << -1;
+    QTest::newRow("second pair") << 1 << -1 << -1;
+    QTest::newRow("last pair") << 2 << -1 << -1;
+    QTest::newRow("pair that fails") << 1 << 9 << 9;
+}
+
+void TestAOItracking::functionObjectTracksItsPair()
+{
+    QFETCH(int, index);
+    QFETCH(int, flat);
+    QFETCH(int, stopFrame);
+    TrackingProject project(TrackingClips::curve(18), 18);
+    project.annotateTruth({0, 6, 12, 17});
+    if (flat != -1)
+        TrackingClips::makeFlat(project.video(), flat);
+    const QList<QPolygonF> before = project.polygons();
+    AOItracking fitted(project.state(), true, matchDistance);
+    QCOMPARE(fitted.framePairs.size(), 3);
+    int fittedIndex = index;
+    fitted.aoiFitting(fittedIndex);
+    const QList<QPolygonF> wanted = project.polygons();
+    QVERIFY(!firstDifference(wanted, before).isEmpty());
+    QCOMPARE(fitted.stopFrame, stopFrame);
+
+    project.setPolygons(before);
+    AOItracking tracking(project.state(), true, matchDistance);
+    const AOItracking::aoiFittingWrapper wrapper(&tracking);
+    QCOMPARE(wrapper.tracking, &tracking);
+    wrapper(tracking.frameIndices[index]);
+    QCOMPARE(firstDifference(project.polygons(), wanted), QString());
+    QCOMPARE(tracking.stopFrame, stopFrame);
+    QCOMPARE(tracking.stopped.load(), stopFrame != -1);
+    QCOMPARE(tracking.frameIndices, (QList<int>{0, 1, 2}));
+}
+
 void TestAOItracking::runEqualsPlainTracking_data()
 {
     QTest::addColumn<QList<int>>("keyFrames");
@@ -657,6 +747,82 @@ void TestAOItracking::interactiveTrackingGoesOnAfterOtherFrames()
     QCOMPARE(tracking.interactiveTracking(-1), -1);
     QVERIFY(!tracking.stopped);
     QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+}
+
+void TestAOItracking::aStopInTheTailOfTheBackwardPass_data()
+{
+    QTest::addColumn<int>("flat");
+    QTest::addColumn<int>("stopFrame");
+    // The middle is frame 7.
+    QTest::newRow("frame behind the middle") << 9 << 8;
+    QTest::newRow("middle") << 8 << 7;
+}
+
+// The step onto the flat frame is forgiven, as the frame is the user's own; the one from it is not.
+void TestAOItracking::aStopInTheTailOfTheBackwardPass()
+{
+    QFETCH(int, flat);
+    QFETCH(int, stopFrame);
+    TrackingProject project(TrackingClips::curve(15), 15);
+    project.annotateTruth({0, 14});
+    TrackingClips::makeFlat(project.video(), flat);
+    project.object->keyFrames.at(flat)->type = KeyFrame::Visible; // behind the back of the spans
+    QCOMPARE(project.object->keyFrames.at(stopFrame)->type, KeyFrame::Automatic);
+    const QList<QPolygonF> before = project.polygons();
+    const Outcome plain = plainOutcome(project, {{0, 14}}, true);
+    QCOMPARE(plain.result, stopFrame);
+    QCOMPARE(plain.polygons.at(flat), before.at(flat));
+
+    const Outcome run = outcomeOf(project, true);
+    QCOMPARE(run.result, stopFrame);
+    QCOMPARE(firstDifference(run.polygons, plain.polygons), QString());
+
+    AOItracking tracking(project.state(), true, matchDistance);
+    QCOMPARE(tracking.framePairs, (FramePairs{{0, 14}}));
+    int index = 0;
+    tracking.aoiFitting(index);
+    QVERIFY(tracking.stopped);
+    QCOMPARE(tracking.stopFrame, stopFrame);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+}
+
+void TestAOItracking::fittingStopsWhenCalledDirectly_data()
+{
+    QTest::addColumn<QList<int>>("flat");
+    QTest::addColumn<int>("stopFrame");
+    QTest::newRow("first frame") << QList<int>{0} << 1;
+    QTest::newRow("forward pass") << QList<int>{4} << 4;
+    QTest::newRow("middle") << QList<int>{7} << 7;
+    QTest::newRow("frame behind the middle") << QList<int>{8} << 8;
+    QTest::newRow("backward pass") << QList<int>{11} << 11;
+    QTest::newRow("last frame") << QList<int>{14} << 13;
+    QTest::newRow("both passes") << QList<int>{5, 12} << 5;
+}
+
+void TestAOItracking::fittingStopsWhenCalledDirectly()
+{
+    QFETCH(QList<int>, flat);
+    QFETCH(int, stopFrame);
+    TrackingProject project(TrackingClips::curve(21), 21);
+    project.annotateTruth({0, 14, 20});
+    for (int frame : flat)
+        TrackingClips::makeFlat(project.video(), frame);
+    AOItracking tracking(project.state(), true, matchDistance);
+    QCOMPARE(tracking.framePairs, (FramePairs{{0, 14}, {14, 20}}));
+    const Outcome plain = plainOutcome(project, tracking.framePairs, true);
+    QCOMPARE(plain.result, stopFrame);
+
+    int index = 0;
+    tracking.aoiFitting(index);
+    QVERIFY(tracking.stopped);
+    QCOMPARE(tracking.stopFrame, stopFrame);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+    // Neither the same pair nor the next one goes on.
+    for (int again : {0, 1}) {
+        tracking.aoiFitting(again);
+        QCOMPARE(tracking.stopFrame, stopFrame);
+        QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+    }
 }
 
 void TestAOItracking::stoppedTrackingLeavesItsPasses()
@@ -815,6 +981,52 @@ void TestAOItracking::polygonsOutsideTheImageStay()
     tracking.automaticTracking();
     QCOMPARE(firstDifference(project.polygons(), before), QString());
     QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing_data()
+{
+    QTest::addColumn<int>("unreadable");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("source is missing") << 3 << QByteArray();
+    QTest::newRow("target is missing") << 4 << QByteArray();
+    QTest::newRow("source is no image") << 3 << QByteArray("no image at all");
+    QTest::newRow("target is no image") << 4 << QByteArray("no image at all");
+}
+
+void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing()
+{
+    QFETCH(int, unreadable);
+    QFETCH(QByteArray, bytes);
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    const QString path = project.video().getFramePath(unreadable);
+    QVERIFY(QFile::remove(path));
+    if (!bytes.isNull()) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    const QList<QPolygonF> before = project.polygons();
+    ChangeCounter counter(project.object);
+    AOItracking tracking(project.state(), true, matchDistance);
+    QString message;
+    try {
+        tracking.transformAOI(3, 4);
+    } catch (const std::runtime_error &error) {
+        message = QString::fromUtf8(error.what());
+    }
+    QVERIFY2(message.contains(path), qPrintable(message));
+    QCOMPARE(counter.total(), 0);
+    QCOMPARE(firstDifference(project.polygons(), before), QString());
+    for (const KeyFrame *keyFrame : qAsConst(project.object->keyFrames))
+        QCOMPARE(keyFrame->type, keyFrame->frame % 8 ? KeyFrame::Automatic : KeyFrame::Visible);
+    QVERIFY(!tracking.stopped);
+    QCOMPARE(tracking.stopFrame, -1);
+
+    // With the image back the same step works.
+    TrackingClips::writeFrame(project.video(), unreadable, project.clip.render(unreadable));
+    QVERIFY(tracking.transformAOI(3, 4));
+    QCOMPARE(counter.counts(), (QList<int>{0, 0, 0, 0, 1, 0, 0, 0, 0}));
 }
 
 void TestAOItracking::unreadableImageEndsTheRun_data()

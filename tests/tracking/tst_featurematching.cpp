@@ -12,7 +12,7 @@
 namespace
 {
 
-cv::Ptr<cv::ORB> statedORB()
+cv::Ptr<cv::ORB> referenceORB()
 {
     return cv::ORB::create(500, 1.2f, 8, 31, 0, 2, cv::ORB::HARRIS_SCORE, 31, 20);
 }
@@ -40,12 +40,12 @@ bool inside(const QPolygonF &polygon, double x, double y)
     return odd;
 }
 
-/// The key points that the rule keeps, with the crop's corner taken to be at (left, top).
+/// The key points inside the polygon, with the crop's corner taken to be at (left, top).
 std::vector<cv::KeyPoint> wantedKeyPoints(const cv::Mat &crop, const QPolygonF &polygon, double left,
                                           double top)
 {
     std::vector<cv::KeyPoint> detected;
-    statedORB()->detect(crop, detected);
+    referenceORB()->detect(crop, detected);
     std::vector<cv::KeyPoint> kept;
     for (const cv::KeyPoint &point : detected) {
         if (inside(polygon, static_cast<double>(point.pt.x) + left, static_cast<double>(point.pt.y) + top))
@@ -109,10 +109,10 @@ private slots:
     void nothingIsDetectedWithAnEmptyCrop();
     void emptyPolygonKeepsNoKeyPoint();
     void descriptorsNeedKeyPointsOnBothCrops();
-    void descriptorsAreThoseOfTheStatedDetector();
+    void descriptorsAreThoseOfTheReferenceDetector();
     void undescribableKeyPointsAreDropped();
     void matchesAreTheNearestSecondDescriptors();
-    void matchingIsThatOfTheStatedMatcher();
+    void matchingIsThatOfTheReferenceMatcher();
     void shiftedTextureIsFound();
     void matchingNothingMatchesNothing_data();
     void matchingNothingMatchesNothing();
@@ -157,7 +157,7 @@ void TestFeatureMatching::keyPointsAreThoseInsideThePolygon()
     const QPointF corner = polygon.boundingRect().topLeft();
     const std::vector<cv::KeyPoint> wanted = wantedKeyPoints(crop, polygon, corner.x(), corner.y());
     std::vector<cv::KeyPoint> all;
-    statedORB()->detect(crop, all);
+    referenceORB()->detect(crop, all);
     QVERIFY(wanted.size() > 20);
     QVERIFY2(all.size() > wanted.size() + 20, "the polygon leaves out too little to tell");
 
@@ -258,7 +258,7 @@ void TestFeatureMatching::descriptorsNeedKeyPointsOnBothCrops()
     }
 }
 
-void TestFeatureMatching::descriptorsAreThoseOfTheStatedDetector()
+void TestFeatureMatching::descriptorsAreThoseOfTheReferenceDetector()
 {
     const ImageProcess first = texturedFrame();
     const ImageProcess second = texturedFrame(5);
@@ -268,7 +268,7 @@ void TestFeatureMatching::descriptorsAreThoseOfTheStatedDetector()
     std::vector<cv::KeyPoint> keyPoints2 = matching.keyPoints2;
     cv::Mat wanted1;
     cv::Mat wanted2;
-    const cv::Ptr<cv::ORB> orb = statedORB();
+    const cv::Ptr<cv::ORB> orb = referenceORB();
     orb->compute(matching.image1, keyPoints1, wanted1);
     orb->compute(matching.image2, keyPoints2, wanted2);
 
@@ -319,7 +319,7 @@ void TestFeatureMatching::matchesAreTheNearestSecondDescriptors()
     QVERIFY(matching.goodMatches.empty());
 }
 
-void TestFeatureMatching::matchingIsThatOfTheStatedMatcher()
+void TestFeatureMatching::matchingIsThatOfTheReferenceMatcher()
 {
     FeatureMatching matching = matchingOf(texturedFrame(), texturedFrame(4), lShape());
     cv::setRNGSeed(17);

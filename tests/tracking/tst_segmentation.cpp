@@ -44,14 +44,14 @@ public:
         seeds = polygons();
     }
 
-    /// What the rules make of one frame.
+    /// What plain segmentation makes of one frame.
     QPolygonF wanted(int frame)
     {
         const ImageProcess process(video().getFramePath(frame));
         cv::setRNGSeed(frame);
         return plainSegmentation(process.image, seeds.at(frame), 2);
     }
-    /// What they make of the frames `first` to `last`; the others keep their outlines.
+    /// What it makes of the frames `first` to `last`; the others keep their outlines.
     QList<QPolygonF> wantedPolygons(int first, int last)
     {
         QList<QPolygonF> all = seeds;

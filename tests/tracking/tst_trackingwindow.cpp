@@ -13,12 +13,15 @@
 #include "views/framenav.h"
 
 #include <QAction>
-#include <QCloseEvent>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QStatusBar>
+#include <QThreadPool>
 #include <QtTest>
 #include <QWindow>
+
+#include <functional>
 
 namespace
 {
@@ -118,6 +121,30 @@ protected:
     }
 };
 
+/// Calls a function whenever a widget is enabled or disabled.
+class EnabledWatch : public QObject
+{
+public:
+    EnabledWatch(QWidget *widget, const std::function<void(bool)> &function)
+        : m_widget(widget)
+        , m_function(function)
+    {
+        widget->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::EnabledChange)
+            m_function(m_widget->isEnabled());
+        return false;
+    }
+
+private:
+    QWidget *m_widget;
+    std::function<void(bool)> m_function;
+};
+
 /// The warnings but those of the platform.
 QStringList warningsIn(const LogCapture &log)
 {
@@ -158,6 +185,8 @@ private slots:
     void failedRunKeepsTheWindowAlive();
     void windowTakesNoInputDuringAJob_data();
     void windowTakesNoInputDuringAJob();
+    void abortKeepsTheWindowUsable();
+    void abortGivesTheFocusBack();
     void trackingWhilePlayingEndsThePlayback_data();
     void trackingWhilePlayingEndsThePlayback();
     void aStopFrameBehindTheVideoIsHarmless_data();
@@ -437,6 +466,86 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     QCOMPARE(w.keyFrame(6)->type, KeyFrame::Visible);
     QTest::keyClick(window, Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
+}
+
+// After "Abort" the frames in progress are finished, and the window takes no input until they are.
+void TestTrackingWindow::abortKeepsTheWindowUsable()
+{
+    const PoolThreads pool(1);
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    g_state->video->chunkEnds = {6, 8, 9, 10, 11, 12, 13};
+    g_state->setFrame(6);
+    MainWindow &window = w.project.window();
+    const QList<QPolygonF> before = w.polygons();
+
+    ProgressWatch watch;
+    QObject context;
+    // The first polygon that changes tells that frames are in progress.
+    for (const KeyFrame *keyFrame : qAsConst(w.object->keyFrames))
+        connect(keyFrame, &KeyFrame::hasChanged, &context, [&watch] { watch.abort(); });
+    QList<bool> enabled;
+    bool dialogGone = false;
+    int threadsDuring = 0;
+    bool inputTried = false;
+    const EnabledWatch enabledWatch(&window, [&](bool isEnabled) {
+        enabled.append(isEnabled);
+        if (isEnabled)
+            return;
+        dialogGone = !QApplication::activeModalWidget();
+        QTimer::singleShot(0, &context, [&] {
+            if (window.isEnabled())
+                return;
+            threadsDuring = QThreadPool::globalInstance()->activeThreadCount();
+            QTest::keyClick(window.windowHandle(), Qt::Key_Right);
+            inputTried = g_state->currentFrame == 6 && !window.isEnabled();
+        });
+    });
+    DialogDriver driver; // complains about any message box
+    w.trigger(QStringLiteral("segmentation"));
+    const QList<QPolygonF> after = w.polygons();
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(watch.seen);
+    QCOMPARE(enabled, (QList<bool>{false, true}));
+    QVERIFY(dialogGone);
+    QCOMPARE(threadsDuring, 1);
+    QVERIFY(inputTried);
+    QVERIFY(window.isEnabled());
+    QVERIFY(!QApplication::activeModalWidget());
+    QVERIFY(!QApplication::overrideCursor());
+    QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QCOMPARE(firstDifference(w.polygons(), after), QString()); // nothing was still running
+    for (int frame = 0; frame < 6; ++frame)
+        QVERIFY2(after.at(frame) != before.at(frame), qPrintable(QString::number(frame)));
+    QCOMPARE(firstDifference(after.mid(12), before.mid(12)), QString());
+
+    QVERIFY(w.activate());
+    QCOMPARE(g_state->currentFrame, 6);
+    QTest::keyClick(window.windowHandle(), Qt::Key_Right);
+    QCOMPARE(g_state->currentFrame, 7);
+    QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
+    QVERIFY(!firstDifference(w.polygons(), after).isEmpty());
+    QVERIFY(window.isEnabled());
+}
+
+void TestTrackingWindow::abortGivesTheFocusBack()
+{
+    const PoolThreads pool(1);
+    ClipWindow w;
+    w.annotateTruth({0, 5});
+    QVERIFY(w.activate());
+    QSpinBox *focused = w.project.nav()->spinBox; // not where the focus goes by itself
+    focused->setFocus();
+    QCOMPARE(QApplication::focusWidget(), focused);
+    bool disabled = false;
+    const EnabledWatch enabledWatch(&w.project.window(), [&](bool enabled) { disabled |= !enabled; });
+    ProgressWatch watch;
+    watch.abort();
+    w.trigger(QStringLiteral("segmentation"));
+    QVERIFY(watch.seen);
+    QVERIFY(disabled);
+    QVERIFY(w.activate());
+    QCOMPARE(QApplication::focusWidget(), focused);
 }
 
 void TestTrackingWindow::trackingWhilePlayingEndsThePlayback_data()
