@@ -523,8 +523,14 @@ void TestTrackingWindow::abortKeepsTheWindowUsable()
     QCOMPARE(g_state->currentFrame, 6);
     QTest::keyClick(window.windowHandle(), Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
+    // How many frames were segmented is a matter of timing; tracking starts from outlines that are off
+    // everywhere.
+    for (int frame = 1; frame < 12; ++frame)
+        w.keyFrame(frame)->setNewPolygon(before.at(frame).translated(3, 2));
+    const QList<QPolygonF> displaced = w.polygons();
     QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
-    QVERIFY(!firstDifference(w.polygons(), after).isEmpty());
+    for (int frame = 1; frame < 12; ++frame)
+        QVERIFY2(w.polygons().at(frame) != displaced.at(frame), qPrintable(QString::number(frame)));
     QVERIFY(window.isEnabled());
 }
 
