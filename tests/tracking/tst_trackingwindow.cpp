@@ -22,6 +22,7 @@
 #include <QWindow>
 
 #include <functional>
+#include <memory>
 
 namespace
 {
@@ -676,5 +677,3 @@ void TestTrackingWindow::theEndMessagesGoAfterTwoSeconds()
 
 QTEST_MAIN(TestTrackingWindow)
 #include "tst_trackingwindow.moc"
-
-#include <memory>
