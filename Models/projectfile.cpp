@@ -5,8 +5,15 @@
 #include "core/datastate.h"
 
 #include <QDataStream>
+#include <QFileDevice>
 #include <QIODevice>
+#include <QSaveFile>
 #include <QSize>
+
+#include <cerrno>
+#include <cstring>
+
+#include <unistd.h>
 
 namespace
 {
@@ -149,6 +156,33 @@ void readObjects(QDataStream &stream, DataState &state)
     }
 }
 
+QString systemError()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+/// Waits until the content of an open file is on the disk. Returns what went wrong, or nothing.
+QString syncToDisk(const QFileDevice &file)
+{
+    if (::fdatasync(file.handle()) == 0)
+        return QString();
+    const bool cannotSync = errno == EINVAL || errno == ENOSYS; // a file system that has nothing to sync
+    return cannotSync ? QString() : systemError();
+}
+
+/// Writes everything down to the disk. Returns what went wrong, or nothing.
+///
+/// Nothing of this may be left to QSaveFile::commit(): it does not look at the write of the last buffer, nor
+/// at the sync, before it replaces the old file.
+QString writeWhole(QSaveFile &file, const DataState &state)
+{
+    QDataStream stream(&file);
+    ProjectFile::write(stream, state);
+    if (stream.status() != QDataStream::Ok || !file.flush())
+        return file.errorString();
+    return syncToDisk(file);
+}
+
 } // namespace
 
 QDataStream &operator<<(QDataStream &stream, const TrackedObject &object)
@@ -249,4 +283,24 @@ bool ProjectFile::read(QDataStream &stream, DataState &state)
         return false;
     state.currentFrame = qBound(0, state.currentFrame, frameCount - 1);
     return true;
+}
+
+bool ProjectFile::save(const QString &path, const DataState &state, QString *error)
+{
+    error->clear();
+    QSaveFile file(path);
+    file.setDirectWriteFallback(true);
+    if (!file.open(QIODevice::WriteOnly)) {
+        qWarning("could not open %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+        return false;
+    }
+    *error = writeWhole(file, state);
+    if (!error->isEmpty())
+        file.cancelWriting();
+    if (file.commit())
+        return true;
+    if (error->isEmpty())
+        *error = file.errorString();
+    qWarning("could not save %s: %s", qUtf8Printable(path), qUtf8Printable(*error));
+    return false;
 }

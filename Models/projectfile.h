@@ -35,4 +35,11 @@ QString videoFilter(const QString &videoName);
 /// matches the program's format and the video; otherwise the state is left half read and must be dropped.
 bool read(QDataStream &stream, DataState &state);
 
+/// Writes the project to the file at `path`. An old file there stays until the new one is whole on the disk;
+/// only in a folder that takes no new file it is written over directly.
+///
+/// Returns false, with a warning in the log, when that fails. `error` then says why, for the user; it stays
+/// empty when the file could not even be opened, so that nothing was touched.
+bool save(const QString &path, const DataState &state, QString *error);
+
 } // namespace ProjectFile

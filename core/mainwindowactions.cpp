@@ -18,7 +18,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QSaveFile>
 #include <QSignalBlocker>
 #include <QStatusBar>
 
@@ -65,25 +64,14 @@ void MainWindow::onActionSave()
     saveProject(path);
 }
 
-/// The old file stays until the new one is whole on the disk.
 void MainWindow::saveProject(const QString &path)
 {
-    QSaveFile file(path);
-    file.setDirectWriteFallback(true);
-    if (!file.open(QIODevice::WriteOnly)) {
-        qWarning("could not open %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+    QString error;
+    if (ProjectFile::save(path, *g_state, &error) || error.isEmpty())
         return;
-    }
-    QDataStream stream(&file);
-    ProjectFile::write(stream, *g_state);
-    const bool written = stream.status() == QDataStream::Ok;
-    if (!written)
-        file.cancelWriting();
-    if (!file.commit() || !written) {
-        QMessageBox::warning(this, tr("Palu"),
-                             tr("The project could not be saved as %1: %2")
-                                 .arg(QDir::toNativeSeparators(path), file.errorString()));
-    }
+    QMessageBox::warning(
+        this, tr("Palu"),
+        tr("The project could not be saved as %1: %2").arg(QDir::toNativeSeparators(path), error));
 }
 
 void MainWindow::onActionOpen()

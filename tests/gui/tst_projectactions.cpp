@@ -5,6 +5,7 @@
 #include "export/exportxml.h"
 #include "tests/gui/programfixture.h"
 #include "tests/support/dialogdriver.h"
+#include "tests/support/failingdisk.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/testproject.h"
@@ -23,9 +24,6 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QtTest>
-
-#include <csignal>
-#include <sys/resource.h>
 
 namespace
 {
@@ -56,29 +54,6 @@ QByteArray utf16(const QString &text)
     }
     return bytes;
 }
-
-/// Makes every write beyond `bytes` of a file fail, as on a full disk.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : m_handler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_limit);
-        const rlimit lower{bytes, m_limit.rlim_max};
-        if (setrlimit(RLIMIT_FSIZE, &lower) != 0)
-            qFatal("cannot limit the file size");
-    }
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_limit);
-        std::signal(SIGXFSZ, m_handler);
-    }
-
-private:
-    rlimit m_limit{};
-    void (*m_handler)(int);
-};
 
 } // namespace
 

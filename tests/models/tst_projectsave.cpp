@@ -1,0 +1,171 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "Models/projectfile.h"
+#include "tests/support/failingdisk.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/testproject.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+namespace
+{
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+QByteArray bytesOf(const DataState &state)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    ProjectFile::write(stream, state);
+    return bytes;
+}
+
+} // namespace
+
+/// Saving replaces the file whole or not at all.
+class TestProjectSave : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void savingReplacesTheFile();
+    void savingThroughALinkKeepsTheLink();
+    void aFullDiskKeepsTheOldFile_data();
+    void aFullDiskKeepsTheOldFile();
+    void aFailingSyncKeepsTheOldFile();
+    void aDiskThatCannotSyncIsGoodEnough();
+    void aFileThatCannotBeOpenedIsOnlyLogged();
+
+private:
+    QStringList filesLeft() const { return QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<TestProject> m_project;
+    QString m_path;
+};
+
+void TestProjectSave::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_project = std::make_unique<TestProject>(50);
+    (*m_project)->video->videoPath = QStringLiteral("/videos/clip.avi");
+    annotate(m_project->addObject(), 3, rectangle(10, 20, 30, 40));
+    m_path = m_folder->filePath(QStringLiteral("old.palu"));
+    writeFile(m_path, "old");
+}
+
+void TestProjectSave::cleanup()
+{
+    m_project.reset();
+    m_folder.reset();
+}
+
+void TestProjectSave::savingReplacesTheFile()
+{
+    QString error(QStringLiteral("from before"));
+    QVERIFY(ProjectFile::save(m_path, **m_project, &error));
+    QCOMPARE(error, QString());
+    QCOMPARE(contentOf(m_path), bytesOf(**m_project));
+    QCOMPARE(filesLeft(), QStringList("old.palu"));
+}
+
+void TestProjectSave::savingThroughALinkKeepsTheLink()
+{
+    const QString link = m_folder->filePath(QStringLiteral("link.palu"));
+    QVERIFY(QFile::link(m_path, link));
+    QString error;
+    QVERIFY(ProjectFile::save(link, **m_project, &error));
+    QVERIFY(QFileInfo(link).isSymLink());
+    QCOMPARE(contentOf(m_path), bytesOf(**m_project));
+}
+
+void TestProjectSave::aFullDiskKeepsTheOldFile_data()
+{
+    QTest::addColumn<int>("vertices");
+    QTest::addColumn<int>("room");
+    QTest::newRow("no room, all in one buffer") << 4 << 0;
+    QTest::newRow("some room, all in one buffer") << 4 << 100;
+    QTest::newRow("no room, several buffers") << 20000 << 0;
+    QTest::newRow("full in the middle") << 20000 << 65536;
+    QTest::newRow("full in the last buffer") << 20000 << 320000;
+}
+
+void TestProjectSave::aFullDiskKeepsTheOldFile()
+{
+    QFETCH(int, vertices);
+    QFETCH(int, room);
+    QPolygonF outline;
+    for (int i = 0; i < vertices; ++i)
+        outline.append(QPointF(i % 300, i / 300));
+    annotate((*m_project)->objects.first(), 7, outline);
+    QVERIFY(bytesOf(**m_project).size() > room);
+
+    LogCapture log;
+    QString error;
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(room));
+        QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+    }
+    QVERIFY(!error.isEmpty());
+    QVERIFY2(log.contains(error), qPrintable(log.warnings().join(QLatin1Char('\n'))));
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+    QCOMPARE(filesLeft(), QStringList("old.palu"));
+
+    QVERIFY(ProjectFile::save(m_path, **m_project, &error));
+    QCOMPARE(contentOf(m_path), bytesOf(**m_project));
+}
+
+void TestProjectSave::aFailingSyncKeepsTheOldFile()
+{
+    LogCapture log;
+    QString error;
+    {
+        const FailingSync disk(EIO);
+        QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+    }
+    QCOMPARE(error, QString::fromLocal8Bit(std::strerror(EIO)));
+    QVERIFY(log.contains(error));
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+    QCOMPARE(filesLeft(), QStringList("old.palu"));
+}
+
+void TestProjectSave::aDiskThatCannotSyncIsGoodEnough()
+{
+    const FailingSync disk(EINVAL);
+    QString error;
+    QVERIFY(ProjectFile::save(m_path, **m_project, &error));
+    QCOMPARE(contentOf(m_path), bytesOf(**m_project));
+}
+
+void TestProjectSave::aFileThatCannotBeOpenedIsOnlyLogged()
+{
+    LogCapture log;
+    QString error;
+    QVERIFY(!ProjectFile::save(m_folder->filePath(QStringLiteral("none/such.palu")), **m_project, &error));
+    QCOMPARE(error, QString());
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY(log.contains(QStringLiteral("such.palu")));
+}
+
+QTEST_GUILESS_MAIN(TestProjectSave)
+#include "tst_projectsave.moc"

@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/failingdisk.h"
+
+#include <QtGlobal>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+
+std::atomic<int> g_syncError{0};
+
+} // namespace
+
+/// Stands in front of the C library's function, for the program's own calls and for Qt's.
+extern "C" int fdatasync(int descriptor)
+{
+    if (g_syncError == 0)
+        return static_cast<int>(syscall(SYS_fdatasync, descriptor));
+    errno = g_syncError;
+    return -1;
+}
+
+FileSizeLimit::FileSizeLimit(rlim_t bytes)
+    : m_handler(std::signal(SIGXFSZ, SIG_IGN))
+{
+    getrlimit(RLIMIT_FSIZE, &m_limit);
+    const rlimit lower{bytes, m_limit.rlim_max};
+    if (setrlimit(RLIMIT_FSIZE, &lower) != 0)
+        qFatal("cannot limit the file size");
+}
+
+FileSizeLimit::~FileSizeLimit()
+{
+    setrlimit(RLIMIT_FSIZE, &m_limit);
+    std::signal(SIGXFSZ, m_handler);
+}
+
+FailingSync::FailingSync(int error)
+{
+    g_syncError = error;
+}
+
+FailingSync::~FailingSync()
+{
+    g_syncError = 0;
+}

@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/resource.h>
+
+/// Makes every write beyond `bytes` of a file fail while it is in scope, as on a full disk.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t bytes);
+    ~FileSizeLimit();
+
+private:
+    rlimit m_limit{};
+    void (*m_handler)(int);
+};
+
+/// Makes fdatasync() fail with `error` while it is in scope, as on a disk that goes bad.
+class FailingSync
+{
+public:
+    explicit FailingSync(int error);
+    ~FailingSync();
+};
