@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
-#include "tests/tracking/plainsegmentation.h"
+#include "tests/support/plainsegmentation.h"
 
 #include <opencv2/imgproc.hpp>
 

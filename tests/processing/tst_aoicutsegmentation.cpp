@@ -4,8 +4,8 @@
 
 #include "processing/imageprocess.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/plainsegmentation.h"
 #include "tests/support/trackingclips.h"
-#include "tests/tracking/plainsegmentation.h"
 
 #include <QDir>
 #include <QFile>
@@ -317,4 +317,4 @@ void TestSegmentation::nothingIsWritten()
 }
 
 QTEST_MAIN(TestSegmentation)
-#include "tst_segmentation.moc"
+#include "tst_aoicutsegmentation.moc"

@@ -6,9 +6,9 @@
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
+#include "tests/support/plainsegmentation.h"
 #include "tests/support/projectwindow.h"
 #include "tests/support/trackingclips.h"
-#include "tests/tracking/plainsegmentation.h"
 #include "views/framegraphicsview.h"
 #include "views/framenav.h"
 

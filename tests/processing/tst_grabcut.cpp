@@ -3,8 +3,8 @@
 #include "processing/grabcut.h"
 
 #include "tests/support/logcapture.h"
+#include "tests/support/plainsegmentation.h"
 #include "tests/support/trackingclips.h"
-#include "tests/tracking/plainsegmentation.h"
 
 #include <QDir>
 #include <QTemporaryDir>
