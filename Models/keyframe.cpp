@@ -2,7 +2,28 @@
 // SPDX-License-Identifier: MIT
 #include "Models/keyframe.h"
 
+#include "core/framebounds.h"
 #include "Models/trackedobject.h"
+#include "processing/functions.h"
+
+namespace
+{
+
+constexpr double reductionThreshold = 1.0; // pixels: squared distance over chord length
+constexpr int leastVertices = 3;
+
+/// Squared distance of vertex `i` from the chord that would replace it, over the chord's length. Infinite or
+/// NaN where the neighbours coincide.
+double vertexCost(const QPolygonF &polygon, int i)
+{
+    const int count = polygon.size();
+    const QPointF previous = polygon.at((i - 1 + count) % count);
+    const QPointF next = polygon.at((i + 1) % count);
+    const double distance = Functions::distToLineSegment(polygon.at(i), previous, next);
+    return distance * distance / Functions::distance(previous, next);
+}
+
+} // namespace
 
 KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameType)
     : QObject(owner)
@@ -32,4 +53,30 @@ void KeyFrame::setType(KeyFrame::Type newType)
 {
     type = newType;
     emit hasChanged(TypeChanged);
+}
+
+void KeyFrame::reducePolygonVertices()
+{
+    QPolygonF reduced = polygonSnapshot();
+    while (reduced.size() >= leastVertices) {
+        int cheapest = 0;
+        double least = vertexCost(reduced, 0);
+        for (int i = 1; i < reduced.size(); ++i) {
+            const double cost = vertexCost(reduced, i);
+            if (cost < least) {
+                cheapest = i;
+                least = cost;
+            }
+        }
+        if (least > reductionThreshold)
+            break;
+        reduced.remove(cheapest);
+    }
+    setNewPolygon(reduced);
+}
+
+void KeyFrame::transformPolygon(Eigen::Affine2d affineTransform)
+{
+    const QPolygonF moved = Functions::transformPolygonAffine(polygonSnapshot(), affineTransform);
+    setNewPolygon(Functions::clippedToRect(moved, frameBounds()));
 }

@@ -25,7 +25,9 @@ const QStringList folders{"Models", "core", "processing", "export", "views"};
 /// The first rule that fits a file holds for it.
 const QVector<Rule> rules{
     {"processing/functions.", {"processing/functions.h"}, {}},
-    {"Models/", {"Models/"}, {"core/datastate.h", "core/modaljob.h"}},
+    {"Models/",
+     {"Models/", "processing/functions.h", "core/modaljob.h", "core/framebounds.h"},
+     {"core/datastate.h"}},
     {"processing/",
      {"processing/", "Models/", "core/datastate.h", "core/modaljob.h", "core/framebounds.h"},
      {}},
@@ -163,7 +165,8 @@ void TestLayering::theRulesFindViolations_data()
     row("processing/morph.h", "core/mainwindow.h", false);
     row("Models/trackedobject.cpp", "core/datastate.h", true);
     row("Models/trackedobject.h", "core/datastate.h", false);
-    row("Models/keyframe.cpp", "processing/functions.h", false);
+    row("Models/keyframe.cpp", "processing/functions.h", true);
+    row("Models/keyframe.cpp", "processing/morph.h", false);
     row("Models/keyframe.cpp", "keyframe.h", false);
     row("core/datastate.h", "Models/trackedobject.h", true);
     row("core/datastate.cpp", "core/mainwindow.h", false);
