@@ -93,9 +93,10 @@ bool VideoContainer::loadFile(QString path)
     capture.release();
 
     chunkEnds.append(splitIntoChunks(frameCount, workerCount()));
-    const bool extracted = ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
-                                         videoToFramesWrapper(this), [this] { setCancel(); });
-    return extracted && !m_cancel.load(std::memory_order_relaxed);
+    const ModalJob::Result extraction =
+        ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
+                      videoToFramesWrapper(this), [this] { setCancel(); });
+    return extraction.outcome != ModalJob::Outcome::Failed && !m_cancel.load(std::memory_order_relaxed);
 }
 
 QString VideoContainer::fileName() const

@@ -2,9 +2,23 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 
+#include "core/framebounds.h"
+
 #include <algorithm>
 
 DataState *g_state = nullptr;
+
+namespace
+{
+
+QRectF loadedVideoRectangle()
+{
+    if (!g_state || !g_state->video)
+        return QRectF();
+    return QRectF(0, 0, g_state->video->width, g_state->video->height);
+}
+
+} // namespace
 
 DataState::DataState(QObject *parent)
     : QObject(parent)
@@ -16,6 +30,7 @@ DataState::DataState(QObject *parent)
     for (const char *color : palette)
         colors.append(QColor(QLatin1String(color)));
     TrackedObject::newID = 0;
+    FrameBounds::setVideo(loadedVideoRectangle);
 }
 
 DataState::~DataState()

@@ -2,12 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/framebounds.h"
 
-#include "core/datastate.h"
-#include "core/mainwindow.h"
-#include "views/frameviewer.h"
-
 #include <QCoreApplication>
-#include <QGraphicsPixmapItem>
 #include <QThread>
 
 #include <mutex>
@@ -15,15 +10,11 @@
 namespace
 {
 
-std::mutex g_mutex;  // guards g_lastBounds
-QRectF g_lastBounds; // written by the GUI thread, read by pool threads
-
-QRectF videoBounds()
-{
-    if (!g_state || !g_state->video)
-        return QRectF();
-    return QRectF(0, 0, g_state->video->width, g_state->video->height);
-}
+std::mutex g_mutex;                // guards all below
+const void *g_window = nullptr;    // whose frame is shown
+FrameBounds::Source g_shownFrame;  // set by the GUI thread
+FrameBounds::Source g_loadedVideo; // set by the GUI thread
+QRectF g_lastBounds;               // written by the GUI thread, read by pool threads
 
 bool isGuiThread()
 {
@@ -31,16 +22,44 @@ bool isGuiThread()
     return !application || QThread::currentThread() == application->thread();
 }
 
+QRectF rectangleFrom(const FrameBounds::Source &source)
+{
+    return source ? source() : QRectF();
+}
+
 } // namespace
 
 QRectF frameBounds()
 {
-    if (!g_mainWindow)
-        return videoBounds();
     const std::lock_guard<std::mutex> lock(g_mutex);
+    if (!g_shownFrame)
+        return rectangleFrom(g_loadedVideo);
     if (isGuiThread()) {
-        const QGraphicsPixmapItem *item = g_mainWindow->frameViewer()->frameItem;
-        g_lastBounds = item ? item->sceneBoundingRect() : QRectF();
+        g_lastBounds = g_shownFrame();
+        if (g_lastBounds.isEmpty())
+            g_lastBounds = rectangleFrom(g_loadedVideo);
     }
     return g_lastBounds;
+}
+
+void FrameBounds::setShownFrame(const void *window, const Source &source)
+{
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    g_window = window;
+    g_shownFrame = source;
+}
+
+void FrameBounds::withdrawShownFrame(const void *window)
+{
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    if (g_window != window)
+        return;
+    g_window = nullptr;
+    g_shownFrame = nullptr;
+}
+
+void FrameBounds::setVideo(const Source &source)
+{
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    g_loadedVideo = source;
 }

@@ -3,6 +3,8 @@
 #include "core/mainwindow.h"
 
 #include "core/datastate.h"
+#include "core/framebounds.h"
+#include "core/jobdialogs.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
 #include "views/timeline.h"
@@ -11,6 +13,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
+#include <QGraphicsPixmapItem>
 #include <QMenu>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -35,6 +38,7 @@ const char videoFilter[] = QT_TRANSLATE_NOOP(
 
 MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
     : QMainWindow(parent, flags)
+    , m_jobDialogs(std::make_unique<JobDialogs>(this))
 {
     resize(windowSize);
     m_toolBar = new QToolBar(tr("Toolbar"), this);
@@ -48,10 +52,15 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
     setCentralWidget(m_frameViewer);
     createDocks();
     createActions();
+    FrameBounds::setShownFrame(this, [this] {
+        const QGraphicsPixmapItem *item = m_frameViewer->frameItem;
+        return item ? item->sceneBoundingRect() : QRectF();
+    });
 }
 
 MainWindow::~MainWindow()
 {
+    FrameBounds::withdrawShownFrame(this);
     m_frameNav->stopPlayback();
     if (g_mainWindow == this)
         g_mainWindow = nullptr;

@@ -6,11 +6,13 @@
 #include <QList>
 #include <QMainWindow>
 
+#include <memory>
 #include <vector>
 
 class DataState;
 class FrameNav;
 class FrameViewer;
+class JobDialogs;
 class QAction;
 class QDataStream;
 class QMenu;
@@ -72,6 +74,7 @@ private:
     void setToolsEnabled(bool enabled);
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
 
+    std::unique_ptr<JobDialogs> m_jobDialogs;
     QMenu *m_fileMenu = nullptr;
     QMenu *m_frameMenu = nullptr;
     QMenu *m_toolsMenu = nullptr;

@@ -3,15 +3,10 @@
 #include "core/modaljob.h"
 
 #include "core/framebounds.h"
-#include "core/mainwindow.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QEventLoop>
-#include <QFutureWatcher>
-#include <QPointer>
-#include <QProgressDialog>
 #include <QtConcurrentMap>
-#include <QWindow>
 
 #include <atomic>
 #include <exception>
@@ -20,28 +15,13 @@
 namespace
 {
 
-// The dialog has no parent widget, so its window modality would block nothing. As a transient of the main
-// window it keeps the user from editing what the pool threads work on, while the window goes on repainting.
-void blockMainWindow(QProgressDialog &dialog)
-{
-    if (!g_mainWindow || !g_mainWindow->windowHandle())
-        return;
-    dialog.winId(); // creates the window handle
-    dialog.windowHandle()->setTransientParent(g_mainWindow->windowHandle());
-}
+ModalJob::DialogHost *g_dialogHost = nullptr;
 
-/// What the work items of one run share. What the GUI thread wrote before is for them to read, and the other
-/// way round at the end; the thread pool sees to that too, but thread checkers cannot look into it.
+/// What the work items of one run share.
 struct Shared {
-    explicit Shared(const std::function<void(int &)> &function)
-        : work(function)
-    {
-    }
-
     const std::function<void(int &)> &work;
-    std::atomic<int> handedOver{0};  // written by the GUI thread first and by every work item last
     std::atomic<bool> failed{false}; // set by the first work item that fails, read by each before its work
-    std::string error;               // written by the one that set failed
+    std::string error{};             // written by the one that set failed, read when all have ended
 };
 
 void fail(Shared &shared, const char *error)
@@ -50,76 +30,70 @@ void fail(Shared &shared, const char *error)
         shared.error = error;
 }
 
-// Exceptions do not cross the thread pool, which would lose their text.
-void runItem(Shared &shared, int &item)
-{
-    shared.handedOver.load(std::memory_order_acquire);
-    try {
-        if (!shared.failed)
-            shared.work(item);
-    } catch (const std::exception &exception) {
-        fail(shared, exception.what());
-    } catch (...) {
-        fail(shared, "unknown exception");
-    }
-    shared.handedOver.fetch_add(1, std::memory_order_release);
-}
-
 struct WorkItem {
+    using result_type = void;
     Shared *shared;
-    // Unchecked because this object itself comes through the thread pool.
-    __attribute__((no_sanitize("thread"))) void operator()(int &item) const { runItem(*shared, item); }
+
+    // Exceptions do not cross the thread pool, which would lose their text.
+    void operator()(int &item) const
+    {
+        try {
+            if (!shared->failed)
+                shared->work(item);
+        } catch (const std::exception &exception) {
+            fail(*shared, exception.what());
+        } catch (...) {
+            fail(*shared, "unknown exception");
+        }
+    }
 };
 
-// After "Abort": the window goes on repainting but takes no input, which would only be acted on later.
-void waitForRunningItems(QFutureWatcher<void> &watcher)
+void runWithoutDialog(QFutureWatcher<void> &watcher, const std::function<void()> &start)
 {
-    if (watcher.isFinished())
-        return;
-    const bool disable = g_mainWindow && g_mainWindow->isEnabled();
-    // The application has no focus widget right after the dialog; the window remembers its own.
-    const QPointer<QWidget> focus = disable ? g_mainWindow->focusWidget() : nullptr;
-    if (disable)
-        g_mainWindow->setDisabled(true);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
     QEventLoop loop;
     QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
-    loop.exec();
-    QApplication::restoreOverrideCursor();
-    if (disable)
-        g_mainWindow->setDisabled(false);
-    if (focus)
-        focus->setFocus();
+    start();
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
 }
 
 } // namespace
 
-bool ModalJob::run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
-                   const std::function<void()> &onCanceled)
+ModalJob::DialogHost::~DialogHost() = default;
+
+void ModalJob::setDialogHost(DialogHost *host)
+{
+    g_dialogHost = host;
+}
+
+ModalJob::DialogHost *ModalJob::dialogHost()
+{
+    return g_dialogHost;
+}
+
+ModalJob::Result ModalJob::run(const QString &label, QList<int> &items,
+                               const std::function<void(int &)> &work, const std::function<void()> &onAbort)
 {
     frameBounds(); // pool threads get the bounds as they are now
 
-    QProgressDialog dialog(label, QCoreApplication::translate("ModalJob", "Abort"), 0, 0);
-    dialog.setWindowModality(Qt::WindowModal);
-    blockMainWindow(dialog);
-
+    Shared shared{work};
     QFutureWatcher<void> watcher;
-    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &dialog, &QProgressDialog::reset);
-    QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, &QFutureWatcher<void>::cancel);
-    if (onCanceled)
-        QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onCanceled);
-
-    Shared shared(work);
-    shared.handedOver.store(1, std::memory_order_release);
-    QFuture<void> future = QtConcurrent::map(items, WorkItem{&shared});
-    watcher.setFuture(future);
-    dialog.exec();
-    waitForRunningItems(watcher);
-    future.waitForFinished();
-    shared.handedOver.load(std::memory_order_acquire);
+    bool aborted = false;
+    const auto start = [&] { watcher.setFuture(QtConcurrent::map(items, WorkItem{&shared})); };
+    if (g_dialogHost) {
+        g_dialogHost->run(label, watcher, start, [&aborted, &onAbort] {
+            aborted = true;
+            if (onAbort)
+                onAbort();
+        });
+    } else {
+        runWithoutDialog(watcher, start);
+    }
+    watcher.waitForFinished();
     // What the work items announced reaches the window before the caller goes on.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-    if (shared.failed)
+    if (shared.failed) {
         qWarning("%s", shared.error.c_str());
-    return !shared.failed;
+        return {Outcome::Failed, QString::fromStdString(shared.error)};
+    }
+    return {aborted ? Outcome::Aborted : Outcome::Finished, QString()};
 }

@@ -2,21 +2,53 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QFutureWatcher>
 #include <QList>
 #include <QString>
 
 #include <functional>
 
-/// The one way in which long jobs run: a parallel map behind a modal progress dialog.
+/// The one way in which long jobs run: a parallel map that the caller waits for, behind a modal progress
+/// dialog where there is a window to show one.
 namespace ModalJob
 {
 
-/// Calls `work` for every item on the global thread pool while a busy dialog with the button "Abort" is
-/// shown, and returns when no call is running any more.
+/// How a job ended.
+enum class Outcome {
+    Finished, ///< every item was worked
+    Aborted,  ///< the user pressed "Abort" while items were waiting or in work
+    Failed    ///< a work item threw an exception
+};
+
+struct Result {
+    Outcome outcome = Outcome::Finished;
+    /// The text of the first exception of a failed job, else empty.
+    QString error;
+};
+
+/// Shows running jobs to the user.
+class DialogHost
+{
+public:
+    virtual ~DialogHost();
+
+    /// Shows a dialog with `label` and the button "Abort", calls `start`, which sets the watcher's future,
+    /// and returns when the watcher has finished. "Abort" cancels the watcher and calls `onAbort`.
+    virtual void run(const QString &label, QFutureWatcher<void> &watcher, const std::function<void()> &start,
+                     const std::function<void()> &onAbort) = 0;
+};
+
+/// Makes `host` the one that shows jobs from now on. Not owned; null for none, as in programs without a
+/// window.
+void setDialogHost(DialogHost *host);
+DialogHost *dialogHost();
+
+/// Calls `work` for every item on the global thread pool and returns when no call is running any more. Events
+/// are processed meanwhile. To be called on the GUI thread.
 ///
-/// Aborting skips the items not yet started; `onCanceled` is then called on the GUI thread. An exception in a
-/// work item skips them too and is logged as a warning. Returns false after an exception.
-bool run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
-         const std::function<void()> &onCanceled = {});
+/// Aborting skips the items not yet started; `onAbort` is then called on the GUI thread. An exception in a
+/// work item skips them too and is logged as a warning.
+Result run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
+           const std::function<void()> &onAbort = {});
 
 } // namespace ModalJob

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "core/jobdialogs.h"
 #include "Models/videocontainer.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/testclips.h"
@@ -93,6 +94,7 @@ public:
     bool done = false;
 
 private:
+    JobDialogs m_dialogs; // there is no window that would show any
     std::function<bool(QProgressDialog *)> m_step;
     QTimer m_timer;
 };

@@ -22,23 +22,24 @@ struct Rule {
 
 const QStringList folders{"Models", "core", "processing", "export", "views"};
 
+const QStringList geometry{"processing/functions.h", "processing/outlineedit.h"};
+const QStringList jobs{"core/modaljob.h", "core/framebounds.h"};
+const QStringList model{"Models/", "core/datastate.h"};
+const QStringList tools{"processing/"}; // and geometry
+
 /// The first rule that fits a file holds for it.
 const QVector<Rule> rules{
-    {"processing/functions.", {"processing/functions.h"}, {}},
-    {"Models/",
-     {"Models/", "processing/functions.h", "core/modaljob.h", "core/framebounds.h"},
-     {"core/datastate.h"}},
-    {"processing/",
-     {"processing/", "Models/", "core/datastate.h", "core/modaljob.h", "core/framebounds.h"},
-     {}},
-    {"export/", {"export/", "Models/", "core/datastate.h"}, {}},
-    {"views/",
-     {"views/", "Models/", "processing/functions.h", "core/datastate.h", "core/framebounds.h"},
-     {"core/mainwindow.h"}},
-    {"core/datastate.", {"core/datastate.h", "Models/"}, {}},
-    {"core/modaljob.", {}, folders},
-    {"core/framebounds.", {}, folders},
-    {"core/mainwindow", {"core/", "Models/", "processing/", "export/", "views/"}, {}},
+    {"processing/functions.", geometry, {}},
+    {"processing/outlineedit.", geometry, {}},
+    {"core/modaljob.", jobs, {}},
+    {"core/framebounds.", jobs, {}},
+    {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
+    {"core/datastate.", geometry + jobs + model, {}},
+    {"processing/", tools + jobs + model, {}},
+    {"export/", geometry + model + QStringList{"export/"}, {}},
+    {"views/", geometry + model + QStringList{"views/", "core/framebounds.h"}, {"core/mainwindow.h"}},
+    {"core/jobdialogs.", {"core/jobdialogs.h", "core/modaljob.h"}, {}},
+    {"core/mainwindow", folders, {}},
     {"core/main.cpp", {"core/"}, {}},
 };
 
@@ -160,22 +161,35 @@ void TestLayering::theRulesFindViolations_data()
     };
     row("processing/functions.cpp", "processing/functions.h", true);
     row("processing/functions.cpp", "Models/keyframe.h", false);
+    row("processing/outlineedit.cpp", "processing/functions.h", true);
+    row("processing/outlineedit.cpp", "processing/morph.h", false);
     row("processing/morph.cpp", "processing/functions.h", true);
+    row("processing/morph.cpp", "core/modaljob.h", true);
     row("processing/morph.cpp", "views/timeline.h", false);
+    row("processing/morph.cpp", "core/mainwindow.h", false);
     row("processing/morph.h", "core/mainwindow.h", false);
     row("Models/trackedobject.cpp", "core/datastate.h", true);
     row("Models/trackedobject.h", "core/datastate.h", false);
     row("Models/keyframe.cpp", "processing/functions.h", true);
     row("Models/keyframe.cpp", "processing/morph.h", false);
+    row("Models/keyframe.cpp", "core/mainwindow.h", false);
     row("Models/keyframe.cpp", "keyframe.h", false);
     row("core/datastate.h", "Models/trackedobject.h", true);
+    row("core/datastate.cpp", "core/framebounds.h", true);
     row("core/datastate.cpp", "core/mainwindow.h", false);
-    row("core/framebounds.cpp", "views/frameviewer.h", true);
-    row("core/framebounds.h", "views/frameviewer.h", false);
+    row("core/framebounds.cpp", "views/frameviewer.h", false);
+    row("core/framebounds.cpp", "core/datastate.h", false);
+    row("core/modaljob.cpp", "core/framebounds.h", true);
+    row("core/modaljob.cpp", "core/mainwindow.h", false);
     row("core/modaljob.h", "core/datastate.h", false);
-    row("export/exportxml.cpp", "processing/functions.h", false);
+    row("core/jobdialogs.cpp", "core/modaljob.h", true);
+    row("core/jobdialogs.cpp", "core/mainwindow.h", false);
+    row("export/exportxml.cpp", "processing/functions.h", true);
+    row("export/exportxml.cpp", "processing/morph.h", false);
+    row("export/exportxml.cpp", "core/modaljob.h", false);
     row("views/timeline.cpp", "core/mainwindow.h", true);
     row("views/timeline.h", "core/mainwindow.h", false);
+    row("views/timeline.cpp", "core/modaljob.h", false);
     row("views/timeline.cpp", "processing/morph.h", false);
     row("core/mainwindow.cpp", "processing/morph.h", true);
     row("core/newfile.cpp", "core/datastate.h", false);

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "core/jobdialogs.h"
 #include "core/modaljob.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/trackingclips.h"
@@ -15,12 +16,15 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace
 {
+
+using ModalJob::Outcome;
 
 constexpr int timeLimit = 10000; // milliseconds that any wait here may take
 const QString label = QStringLiteral("Working. Please wait.");
@@ -116,6 +120,12 @@ void throwPlain()
     throw std::exception();
 }
 
+Outcome run(QList<int> &items, const std::function<void(int &)> &work,
+            const std::function<void()> &onAbort = {})
+{
+    return ModalJob::run(label, items, work, onAbort).outcome;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Thrower)
@@ -127,6 +137,9 @@ class TestModalJob : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { m_dialogs = std::make_unique<JobDialogs>(); }
+    void cleanup() { m_dialogs.reset(); }
+
     void everyItemIsWorkedOnce_data();
     void everyItemIsWorkedOnce();
     void workMayChangeItsItem();
@@ -149,6 +162,14 @@ private slots:
     void withoutAbortNothingIsCalledBack();
     void noWorkRunsAfterReturn_data();
     void noWorkRunsAfterReturn();
+
+    void withoutAHostNoDialogIsShown();
+    void withoutAHostEventsAreProcessed();
+    void withoutAHostExceptionsAreReported();
+    void theHostIsKnownWhileItLives();
+
+private:
+    std::unique_ptr<JobDialogs> m_dialogs;
 };
 
 void TestModalJob::everyItemIsWorkedOnce_data()
@@ -169,8 +190,8 @@ void TestModalJob::everyItemIsWorkedOnce()
     std::vector<std::atomic<int>> counters(static_cast<std::size_t>(count));
     QList<int> items = itemList(count);
     const LogCapture log;
-    QVERIFY(
-        ModalJob::run(label, items, [&counters](int &item) { ++counters[static_cast<std::size_t>(item)]; }));
+    QCOMPARE(run(items, [&counters](int &item) { ++counters[static_cast<std::size_t>(item)]; }),
+             Outcome::Finished);
     for (const std::atomic<int> &counter : counters)
         QCOMPARE(counter.load(), 1);
     QCOMPARE(items, itemList(count));
@@ -180,7 +201,7 @@ void TestModalJob::everyItemIsWorkedOnce()
 void TestModalJob::workMayChangeItsItem()
 {
     QList<int> items = itemList(20);
-    QVERIFY(ModalJob::run(label, items, [](int &item) { item *= 3; }));
+    QCOMPARE(run(items, [](int &item) { item *= 3; }), Outcome::Finished);
     for (int i = 0; i < items.size(); ++i)
         QCOMPARE(items.at(i), 3 * i);
 }
@@ -189,9 +210,9 @@ void TestModalJob::workRunsOnPoolThreads()
 {
     std::atomic<int> onGuiThread{0};
     QList<int> items = itemList(20);
-    QVERIFY(ModalJob::run(label, items, [&onGuiThread](int &) {
-        onGuiThread += QThread::currentThread() == qApp->thread() ? 1 : 0;
-    }));
+    QCOMPARE(run(items, [&onGuiThread](
+                            int &) { onGuiThread += QThread::currentThread() == qApp->thread() ? 1 : 0; }),
+             Outcome::Finished);
     QCOMPARE(onGuiThread.load(), 0);
 }
 
@@ -208,8 +229,9 @@ void TestModalJob::noItemsEndAtOnce()
     int callbacks = 0;
     QList<int> items;
     const LogCapture log;
-    QVERIFY(ModalJob::run(
-        label, items, [&calls](int &) { ++calls; }, [&callbacks] { ++callbacks; }));
+    QCOMPARE(run(
+                 items, [&calls](int &) { ++calls; }, [&callbacks] { ++callbacks; }),
+             Outcome::Finished);
     QVERIFY(!tooLate);
     QCOMPARE(calls, 0);
     QCOMPARE(callbacks, 0);
@@ -223,8 +245,8 @@ void TestModalJob::dialogIsBusyAndModal()
     watch.onShown = [&released] { released = true; };
     QList<int> items{1};
     bool inTime = false;
-    QVERIFY(ModalJob::run(label, items,
-                          [&](int &) { inTime = waitFor([&released] { return released.load(); }); }));
+    QCOMPARE(run(items, [&](int &) { inTime = waitFor([&released] { return released.load(); }); }),
+             Outcome::Finished);
     QVERIFY(inTime);
     QVERIFY(watch.seen);
     QCOMPARE(watch.label, label);
@@ -263,7 +285,7 @@ void TestModalJob::anExceptionEndsTheRunAndIsLogged()
     int callbacks = 0;
     QList<int> items = itemList(200);
     const LogCapture log;
-    const bool succeeded = ModalJob::run(
+    const ModalJob::Result result = ModalJob::run(
         label, items,
         [&](int &item) {
             worked.append(item);
@@ -271,7 +293,8 @@ void TestModalJob::anExceptionEndsTheRunAndIsLogged()
                 fail();
         },
         [&callbacks] { ++callbacks; });
-    QVERIFY(!succeeded);
+    QCOMPARE(result.outcome, Outcome::Failed);
+    QCOMPARE(result.error, warning);
     QCOMPARE(worked, itemList(failing + 1));
     QCOMPARE(callbacks, 0); // nobody pressed "Abort"
     QCOMPARE(log.warnings(), QStringList{warning});
@@ -287,11 +310,13 @@ void TestModalJob::oneOfSeveralExceptionsIsLogged()
     std::atomic<int> inWork{0};
     QList<int> items = itemList(4);
     const LogCapture log;
-    QVERIFY(!ModalJob::run(label, items, [&inWork](int &item) {
-        ++inWork;
-        waitFor([&inWork] { return inWork == 4; });
-        throw std::runtime_error("item " + std::to_string(item));
-    }));
+    QCOMPARE(run(items,
+                 [&inWork](int &item) {
+                     ++inWork;
+                     waitFor([&inWork] { return inWork == 4; });
+                     throw std::runtime_error("item " + std::to_string(item));
+                 }),
+             Outcome::Failed);
     QCOMPARE(inWork.load(), 4);
     QCOMPARE(log.warnings().size(), 1);
     QVERIFY2(log.warnings().first().startsWith(QLatin1String("item ")), qPrintable(log.warnings().first()));
@@ -302,11 +327,11 @@ void TestModalJob::aRunAfterAFailedOneSucceeds()
     QList<int> items = itemList(10);
     {
         const LogCapture log;
-        QVERIFY(!ModalJob::run(label, items, [](int &) { throwNumber(); }));
+        QCOMPARE(run(items, [](int &) { throwNumber(); }), Outcome::Failed);
     }
     std::atomic<int> calls{0};
     const LogCapture log;
-    QVERIFY(ModalJob::run(label, items, [&calls](int &) { ++calls; }));
+    QCOMPARE(run(items, [&calls](int &) { ++calls; }), Outcome::Finished);
     QCOMPARE(calls.load(), 10);
     QCOMPARE(log.warnings(), QStringList());
 }
@@ -332,17 +357,17 @@ void TestModalJob::abortCallsBackOnTheGuiThread()
     DialogAction action([&started] { return started.load(); }, step);
     QList<int> items = itemList(5);
     const LogCapture log;
-    // An aborted run is no failed one.
-    QVERIFY(ModalJob::run(
-        label, items,
-        [&](int &) {
-            started = true;
-            inTime = waitFor([&released] { return released.load(); });
-        },
-        [&] {
-            threads.append(QThread::currentThread());
-            released = true; // the item in work ends only because of the call
-        }));
+    QCOMPARE(run(
+                 items,
+                 [&](int &) {
+                     started = true;
+                     inTime = waitFor([&released] { return released.load(); });
+                 },
+                 [&] {
+                     threads.append(QThread::currentThread());
+                     released = true; // the item in work ends only because of the call
+                 }),
+             Outcome::Aborted);
     QVERIFY(action.done);
     QVERIFY(inTime);
     QCOMPARE(threads, QList<QThread *>{qApp->thread()});
@@ -365,14 +390,15 @@ void TestModalJob::abortSkipsWaitingItems()
     std::atomic<bool> released{false};
     DialogAction action([&] { return begun == threads; }, &pressButton);
     QList<int> items = itemList(1000);
-    QVERIFY(ModalJob::run(
-        label, items,
-        [&](int &) {
-            ++begun;
-            waitFor([&released] { return released.load(); });
-            ++ended;
-        },
-        [&released] { released = true; }));
+    QCOMPARE(run(
+                 items,
+                 [&](int &) {
+                     ++begun;
+                     waitFor([&released] { return released.load(); });
+                     ++ended;
+                 },
+                 [&released] { released = true; }),
+             Outcome::Aborted);
     QVERIFY(action.done);
     QCOMPARE(begun.load(), threads);
     QCOMPARE(ended.load(), threads); // what was in work is finished
@@ -389,10 +415,12 @@ void TestModalJob::abortNeedsNoCallback()
                             released = true;
                         });
     QList<int> items = itemList(1000);
-    QVERIFY(ModalJob::run(label, items, [&](int &) {
-        ++begun;
-        waitFor([&released] { return released.load(); });
-    }));
+    QCOMPARE(run(items,
+                 [&](int &) {
+                     ++begun;
+                     waitFor([&released] { return released.load(); });
+                 }),
+             Outcome::Aborted);
     QVERIFY(action.done);
     QCOMPARE(begun.load(), 1);
 }
@@ -405,16 +433,17 @@ void TestModalJob::eventsAreHandledWhileTheLastItemsEnd()
     bool inTime = false;
     DialogAction action([&begun] { return begun.load(); }, &pressButton);
     QList<int> items = itemList(5);
-    QVERIFY(ModalJob::run(
-        label, items,
-        [&](int &) {
-            begun = true;
-            inTime = waitFor([&released] { return released.load(); });
-        },
-        [this, &released] {
-            // Only an event loop that still runs lets the item in work end.
-            QTimer::singleShot(50, this, [&released] { released = true; });
-        }));
+    QCOMPARE(run(
+                 items,
+                 [&](int &) {
+                     begun = true;
+                     inTime = waitFor([&released] { return released.load(); });
+                 },
+                 [this, &released] {
+                     // Only an event loop that still runs lets the item in work end.
+                     QTimer::singleShot(50, this, [&released] { released = true; });
+                 }),
+             Outcome::Aborted);
     QVERIFY(action.done);
     QVERIFY(inTime);
     QVERIFY(!QApplication::overrideCursor());
@@ -427,13 +456,14 @@ void TestModalJob::escapeAbortsToo()
     std::atomic<bool> released{false};
     DialogAction action([&begun] { return begun == 1; }, &pressEscape);
     QList<int> items = itemList(1000);
-    QVERIFY(ModalJob::run(
-        label, items,
-        [&](int &) {
-            ++begun;
-            waitFor([&released] { return released.load(); });
-        },
-        [&released] { released = true; }));
+    QCOMPARE(run(
+                 items,
+                 [&](int &) {
+                     ++begun;
+                     waitFor([&released] { return released.load(); });
+                 },
+                 [&released] { released = true; }),
+             Outcome::Aborted);
     QVERIFY(action.done);
     QCOMPARE(begun.load(), 1);
 }
@@ -442,8 +472,9 @@ void TestModalJob::withoutAbortNothingIsCalledBack()
 {
     int callbacks = 0;
     QList<int> items = itemList(10);
-    QVERIFY(ModalJob::run(
-        label, items, [](int &) { QThread::msleep(5); }, [&callbacks] { ++callbacks; }));
+    QCOMPARE(run(
+                 items, [](int &) { QThread::msleep(5); }, [&callbacks] { ++callbacks; }),
+             Outcome::Finished);
     QCoreApplication::processEvents();
     QCOMPARE(callbacks, 0);
 }
@@ -469,7 +500,7 @@ void TestModalJob::noWorkRunsAfterReturn()
                         });
     QList<int> items = itemList(1000);
     const LogCapture log;
-    const bool succeeded = ModalJob::run(label, items, [&](int &item) {
+    const Outcome outcome = run(items, [&](int &item) {
         ++begun;
         ++inWork;
         if (fails && item == 0) {
@@ -484,12 +515,62 @@ void TestModalJob::noWorkRunsAfterReturn()
     });
     const int stillInWork = inWork;
     const int begunAtReturn = begun;
-    QCOMPARE(succeeded, !fails);
+    QCOMPARE(outcome, fails ? Outcome::Failed : Outcome::Aborted);
     QCOMPARE(action.done, !fails);
     QCOMPARE(stillInWork, 0);
     QVERIFY(begunAtReturn < 1000);
     QVERIFY(QThreadPool::globalInstance()->waitForDone(timeLimit));
     QCOMPARE(begun.load(), begunAtReturn);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestModalJob::withoutAHostNoDialogIsShown()
+{
+    m_dialogs.reset();
+    int dialogs = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this,
+            [&dialogs] { dialogs += QApplication::activeModalWidget() ? 1 : 0; });
+    timer.start(1);
+    QList<int> items = itemList(20);
+    QCOMPARE(run(items, [](int &) { QThread::msleep(2); }), Outcome::Finished);
+    QCOMPARE(dialogs, 0);
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestModalJob::withoutAHostEventsAreProcessed()
+{
+    m_dialogs.reset();
+    std::atomic<bool> released{false};
+    bool inTime = false;
+    QTimer::singleShot(0, this, [&released] { released = true; });
+    QList<int> items{1};
+    QCOMPARE(run(items, [&](int &) { inTime = waitFor([&released] { return released.load(); }); }),
+             Outcome::Finished);
+    QVERIFY(inTime);
+}
+
+void TestModalJob::withoutAHostExceptionsAreReported()
+{
+    m_dialogs.reset();
+    QList<int> items = itemList(5);
+    const LogCapture log;
+    const ModalJob::Result result = ModalJob::run(label, items, [](int &) { throwRuntimeError(); });
+    QCOMPARE(result.outcome, Outcome::Failed);
+    QCOMPARE(result.error, QStringLiteral("the disk is on fire"));
+    QCOMPARE(log.warnings(), QStringList{result.error});
+}
+
+void TestModalJob::theHostIsKnownWhileItLives()
+{
+    QCOMPARE(ModalJob::dialogHost(), m_dialogs.get());
+    auto later = std::make_unique<JobDialogs>();
+    QCOMPARE(ModalJob::dialogHost(), later.get());
+    m_dialogs.reset(); // no longer the one
+    QCOMPARE(ModalJob::dialogHost(), later.get());
+    later.reset();
+    QCOMPARE(ModalJob::dialogHost(), nullptr);
 }
 
 QTEST_MAIN(TestModalJob)

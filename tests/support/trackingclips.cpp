@@ -269,6 +269,8 @@ PoolThreads::~PoolThreads()
 
 ProgressWatch::ProgressWatch()
 {
+    if (!ModalJob::dialogHost())
+        m_dialogs = std::make_unique<JobDialogs>();
     connect(&m_timer, &QTimer::timeout, this, &ProgressWatch::look);
     m_timer.start(pollInterval);
 }

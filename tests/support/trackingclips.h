@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/jobdialogs.h"
 #include "processing/imageprocess.h"
 #include "tests/support/testproject.h"
 
@@ -16,6 +17,7 @@
 #include <opencv2/core.hpp>
 
 #include <functional>
+#include <memory>
 
 /// Rendered frame sequences of moving objects whose outline is known on every frame, written as the frame
 /// images of a video.
@@ -117,7 +119,8 @@ private:
     int m_previous;
 };
 
-/// Looks at the progress dialog that is up, from a timer, and can press its button.
+/// Looks at the progress dialog that is up, from a timer, and can press its button. Sees to it that jobs show
+/// one also where there is no window.
 class ProgressWatch : public QObject
 {
 public:
@@ -139,6 +142,7 @@ public:
 private:
     void look();
 
+    std::unique_ptr<JobDialogs> m_dialogs; // where there is no window
     QTimer m_timer;
     bool m_abort = false;
 };
