@@ -23,3 +23,12 @@ function(palu_target_defaults target)
     target_link_options(${target} PUBLIC -fsanitize=${PALU_SANITIZE})
   endif()
 endfunction()
+
+# Adds the library palu_<layer>; the folders name its sources. All further arguments are what it links.
+function(palu_add_layer layer)
+  add_library(palu_${layer} STATIC)
+  palu_target_defaults(palu_${layer})
+  target_include_directories(palu_${layer} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(palu_${layer} PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+  target_link_libraries(palu_${layer} PUBLIC ${ARGN})
+endfunction()
