@@ -5,6 +5,7 @@
 #include "core/framebounds.h"
 
 #include <algorithm>
+#include <limits>
 
 DataState *g_state = nullptr;
 
@@ -38,6 +39,14 @@ DataState::~DataState()
     qDeleteAll(objects);
     objects.clear();
     delete video;
+}
+
+void DataState::keepNewIdsApart() const
+{
+    for (const TrackedObject *object : objects) {
+        if (object->id >= TrackedObject::newID && object->id < std::numeric_limits<qint32>::max())
+            TrackedObject::newID = object->id + 1;
+    }
 }
 
 void DataState::setFrame(int frame)

@@ -33,6 +33,8 @@ public:
     ~DataState() override;
 
     bool hasObjects() const { return !objects.isEmpty(); }
+    /// Raises TrackedObject::newID above every id in use, so that no new object shares one.
+    void keepNewIdsApart() const;
 
     /// Version of the project files that this program writes and reads.
     static QString formatVersion() { return QStringLiteral("0.0.5"); }

@@ -120,6 +120,7 @@ void MainWindow::readProject(QDataStream &stream)
         reload();
         return;
     }
+    g_state->keepNewIdsApart();
     m_timeLine->connectToObjects();
     enableAgain();
 }

@@ -49,6 +49,7 @@ private slots:
     void aDeletedObjectLivesUntilTheStateGoes();
     void deletingAnUnknownIdWarns();
     void deletedIdsAndColoursAreNotReused();
+    void newIdsAreKeptApartFromThoseInUse();
 
     void theStackingOrderIsThatOfTheFrame();
     void theStackingOrderIsACopy();
@@ -453,6 +454,22 @@ void TestDataState::deletedIdsAndColoursAreNotReused()
     TrackedObject *next = project.addObject();
     QCOMPARE(next->id, 2);
     QCOMPARE(next->color, project->colors.at(2));
+}
+
+void TestDataState::newIdsAreKeptApartFromThoseInUse()
+{
+    TestProject project(1);
+    project.addObject()->id = 7;
+    project.addObject()->id = 3;
+    TrackedObject::newID = 2;
+    project->keepNewIdsApart();
+    QCOMPARE(TrackedObject::newID, 8);
+    TrackedObject::newID = 20; // a counter that is ahead stays
+    project->keepNewIdsApart();
+    QCOMPARE(TrackedObject::newID, 20);
+    project->objects.first()->id = std::numeric_limits<qint32>::max(); // nothing is above
+    project->keepNewIdsApart();
+    QCOMPARE(TrackedObject::newID, 20);
 }
 
 // ---------------------------------------------------------------------------------------------------------

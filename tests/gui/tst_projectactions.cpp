@@ -95,6 +95,7 @@ private slots:
     void currentObjectAfterOpeningIsTheLastOneRead();
     void projectWithoutObjectsKeepsItsCounter();
     void gapsInTheIdsSurvive();
+    void newObjectsShareNoIdAfterAFileWithoutItsLastBytes();
     void currentFrameOutsideTheVideoIsMovedIn_data();
     void currentFrameOutsideTheVideoIsMovedIn();
     void openReplacesAnOpenProject();
@@ -617,6 +618,19 @@ void TestProjectActions::gapsInTheIdsSurvive()
     QCOMPARE(g_state->objects.at(1)->id, 2);
     g_state->addObject();
     QCOMPARE(g_state->objects.at(2)->id, 3);
+}
+
+void TestProjectActions::newObjectsShareNoIdAfterAFileWithoutItsLastBytes()
+{
+    const QString file = savedProject();
+    const QByteArray whole = contentOf(file);
+    const int nextIdSize = 4; // bytes, the last ones
+    writeFile(file, whole.left(whole.size() - nextIdSize));
+    QCOMPARE(m_program->open(file, m_clip), QString());
+    QCOMPARE(g_state->objects.size(), 2);
+    g_state->addObject();
+    QCOMPARE(g_state->objects.at(2)->id, 3);
+    QCOMPARE(g_state->getCurrentObject(), g_state->objects.at(2));
 }
 
 void TestProjectActions::currentFrameOutsideTheVideoIsMovedIn_data()
