@@ -123,6 +123,7 @@ void MainWindow::readProject(QDataStream &stream)
     g_state->keepNewIdsApart();
     m_timeLine->connectToObjects();
     enableAgain();
+    m_frameNav->reload(); // the first reload cut a frame beyond its old maximum
 }
 
 void MainWindow::onActionLinearMorphing()

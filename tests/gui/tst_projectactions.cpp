@@ -19,6 +19,7 @@
 #include <QGraphicsPixmapItem>
 #include <QPushButton>
 #include <QSlider>
+#include <QSpinBox>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTextDocument>
@@ -96,6 +97,7 @@ private slots:
     void projectWithoutObjectsKeepsItsCounter();
     void gapsInTheIdsSurvive();
     void newObjectsShareNoIdAfterAFileWithoutItsLastBytes();
+    void theNumberFieldShowsAnyOpenedFrame();
     void currentFrameOutsideTheVideoIsMovedIn_data();
     void currentFrameOutsideTheVideoIsMovedIn();
     void openReplacesAnOpenProject();
@@ -631,6 +633,27 @@ void TestProjectActions::newObjectsShareNoIdAfterAFileWithoutItsLastBytes()
     g_state->addObject();
     QCOMPARE(g_state->objects.at(2)->id, 3);
     QCOMPARE(g_state->getCurrentObject(), g_state->objects.at(2));
+}
+
+void TestProjectActions::theNumberFieldShowsAnyOpenedFrame()
+{
+    constexpr int frames = 120; // more than the field's first maximum of 99
+    const QString clip = encodeClip(m_folder->path(), QStringLiteral("long"), frames);
+    QVERIFY(!clip.isEmpty());
+    QCOMPARE(m_program->newProject(clip), QString());
+    g_state->setFrame(110);
+    const QString file = path("late.palu");
+    QCOMPARE(m_program->saveAs(file), QString());
+
+    m_program.reset();
+    m_program = std::make_unique<ProgramFixture>();
+    QCOMPARE(m_program->open(file, clip), QString());
+    QCOMPARE(g_state->currentFrame, 110);
+    QSpinBox *field = (*m_program)->frameNav()->spinBox;
+    QCOMPARE(field->value(), 111);
+    field->setFocus();
+    QTest::keyClick(field, Qt::Key_Return); // entering and leaving it stays there
+    QCOMPARE(g_state->currentFrame, 110);
 }
 
 void TestProjectActions::currentFrameOutsideTheVideoIsMovedIn_data()
