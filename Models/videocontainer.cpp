@@ -3,6 +3,7 @@
 #include "Models/videocontainer.h"
 
 #include "core/modaljob.h"
+#include "Models/videofile.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,7 +11,6 @@
 #include <QThread>
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/videoio.hpp>
 
 #include <cmath>
 #include <cstdlib>
@@ -27,12 +27,6 @@ bool writeImage(const QString &path, const cv::Mat &image)
     } catch (const cv::Exception &) {
         return false;
     }
-}
-
-/// FFmpeg alone: for a file that is no video, OpenCV would go on to look for cameras and image sequences.
-cv::VideoCapture openVideo(const QString &path)
-{
-    return cv::VideoCapture(path.toUtf8().toStdString(), cv::CAP_FFMPEG);
 }
 
 /// A property cut to a whole number; 0 for what no int can hold.
@@ -76,7 +70,7 @@ bool VideoContainer::loadFile(QString path)
         return false;
     }
 
-    cv::VideoCapture capture = openVideo(videoPath);
+    cv::VideoCapture capture = VideoFile::open(videoPath);
     fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0)) {
         qWarning("invalid fps");
@@ -111,16 +105,16 @@ QString VideoContainer::getFramePath(int frame) const
 
 void VideoContainer::videoToFrames(int &chunkEnd)
 {
-    cv::VideoCapture capture = openVideo(videoPath);
+    cv::VideoCapture capture = VideoFile::open(videoPath);
     const int start = chunkStart(chunkEnd);
     // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
     // starts with a repeat of the frame before it.
     capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);
     bool writable = true;
-    cv::Mat image;
     for (int frame = start; frame < chunkEnd; ++frame) {
         if (m_cancel.load(std::memory_order_relaxed))
             break;
+        cv::Mat image; // of this frame only: a failed read may leave the one before
         capture.read(image);
         if (image.rows == 0 || image.cols == 0)
             continue;
