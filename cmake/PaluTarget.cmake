@@ -7,7 +7,7 @@ function(palu_target_defaults target)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF AUTOMOC ON AUTORCC ON)
   target_compile_options(
     ${target} PRIVATE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
-                      "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+                      "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # At -O3, GCC 12 takes the shared empty array of Qt's containers for the place that is written to.
     target_compile_options(${target} PRIVATE -Wno-stringop-overflow)
