@@ -71,14 +71,6 @@ private slots:
     void theColourIsTakenAtConstruction();
     void anObjectOwnsItsKeyFramesAndSpans();
 
-    // Setters of the parts
-    void typeValuesAreThoseOfTheFile();
-    void aKeyFrameStartsEmptyAtItsOwnersRank();
-    void settingAPolygonAlwaysSignals();
-    void settingAKeyFrameTypeAlwaysSignals();
-    void aSpanStartsAsItIsTold();
-    void settingASpanTypeAlwaysSignals();
-
     // Small questions
     void changingTheNameSignals();
     void theCurrentKeyFrameIsThatOfTheCurrentFrame();
@@ -270,95 +262,6 @@ void TestTrackedObject::anObjectOwnsItsKeyFramesAndSpans()
     delete object;
     for (const QPointer<QObject> &part : qAsConst(parts))
         QVERIFY(part.isNull());
-}
-
-// ---------------------------------------------------------------------------------------------------------
-
-void TestTrackedObject::typeValuesAreThoseOfTheFile()
-{
-    QCOMPARE(static_cast<int>(KeyFrame::None), 0);
-    QCOMPARE(static_cast<int>(KeyFrame::Visible), 1);
-    QCOMPARE(static_cast<int>(KeyFrame::Occluded), 2);
-    QCOMPARE(static_cast<int>(KeyFrame::Automatic), 3);
-    QCOMPARE(static_cast<int>(FrameSpan::Hidden), 0);
-    QCOMPARE(static_cast<int>(FrameSpan::Visible), 1);
-    QCOMPARE(static_cast<int>(FrameSpan::Occluded), 2);
-}
-
-void TestTrackedObject::aKeyFrameStartsEmptyAtItsOwnersRank()
-{
-    TestProject project(10);
-    TrackedObject *object = project.addObject();
-    object->id = 12;
-    const KeyFrame key(object, 7, KeyFrame::Occluded);
-    QCOMPARE(key.object, object);
-    QCOMPARE(key.parent(), object);
-    QCOMPARE(key.frame, 7);
-    QCOMPARE(key.type, KeyFrame::Occluded);
-    QVERIFY(key.polygon.isEmpty());
-    QCOMPARE(key.zOrder, 12);
-}
-
-void TestTrackedObject::settingAPolygonAlwaysSignals()
-{
-    TestProject project(10);
-    KeyFrame *key = project.addObject()->keyFrames.at(4);
-    QSignalSpy spy(key, &KeyFrame::hasChanged);
-    key->setNewPolygon(outline);
-    QCOMPARE(key->polygon, outline);
-    key->setNewPolygon(outline);
-    key->setNewPolygon(QPolygonF());
-    QVERIFY(key->polygon.isEmpty());
-    QCOMPARE(key->type, KeyFrame::None);
-    QCOMPARE(spy.count(), 3);
-    for (const QList<QVariant> &arguments : spy)
-        QCOMPARE(arguments, QList<QVariant>{1});
-}
-
-void TestTrackedObject::settingAKeyFrameTypeAlwaysSignals()
-{
-    TestProject project(10);
-    KeyFrame *key = project.addObject()->keyFrames.at(4);
-    key->setNewPolygon(outline);
-    QSignalSpy spy(key, &KeyFrame::hasChanged);
-    key->setType(KeyFrame::Automatic);
-    QCOMPARE(key->type, KeyFrame::Automatic);
-    key->setType(KeyFrame::Automatic);
-    key->setType(KeyFrame::Occluded);
-    key->setType(KeyFrame::Visible);
-    QCOMPARE(key->type, KeyFrame::Visible);
-    QCOMPARE(key->polygon, outline);
-    QCOMPARE(spy.count(), 4);
-    for (const QList<QVariant> &arguments : spy)
-        QCOMPARE(arguments, QList<QVariant>{2});
-}
-
-void TestTrackedObject::aSpanStartsAsItIsTold()
-{
-    TestProject project(10);
-    TrackedObject *object = project.addObject();
-    const FrameSpan span(object, FrameSpan::Occluded, 3, 8);
-    QCOMPARE(span.object, object);
-    QCOMPARE(span.parent(), object);
-    QCOMPARE(span.type, FrameSpan::Occluded);
-    QCOMPARE(span.start, 3);
-    QCOMPARE(span.end, 8);
-    QVERIFY(!object->frameSpans.contains(const_cast<FrameSpan *>(&span)));
-}
-
-void TestTrackedObject::settingASpanTypeAlwaysSignals()
-{
-    TestProject project(10);
-    TrackedObject *object = project.addObject();
-    SignalRecorder recorder;
-    recorder.watch(object);
-    FrameSpan *span = object->frameSpans.first();
-    span->setType(FrameSpan::Occluded);
-    QCOMPARE(span->type, FrameSpan::Occluded);
-    span->setType(FrameSpan::Occluded);
-    span->setType(FrameSpan::Hidden);
-    QCOMPARE(span->type, FrameSpan::Hidden);
-    QCOMPARE(recorder.log, QStringList({"span 0-9: 1", "span 0-9: 1", "span 0-9: 1"}));
 }
 
 // ---------------------------------------------------------------------------------------------------------

@@ -18,6 +18,7 @@
 namespace
 {
 
+const QPolygonF smallBox = rectangle(10, 20, 30, 40);
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinite = std::numeric_limits<double>::infinity();
 
@@ -95,13 +96,18 @@ QPolygonF outlineWithShortChord(double height)
 
 } // namespace
 
-class TestKeyFramePolygon : public QObject
+class TestKeyFrame : public QObject
 {
     Q_OBJECT
 
 private slots:
     void init();
     void cleanup();
+
+    void typeValuesAreThoseOfTheFile();
+    void aKeyFrameStartsEmptyAtItsOwnersRank();
+    void settingAPolygonAlwaysSignals();
+    void settingAKeyFrameTypeAlwaysSignals();
 
     void reductionRemovesVerticesOfCostOneOrLess_data();
     void reductionRemovesVerticesOfCostOneOrLess();
@@ -161,18 +167,76 @@ Eigen::Affine2d shift(double x, double y)
 
 } // namespace
 
-void TestKeyFramePolygon::init()
+void TestKeyFrame::init()
 {
     m_project = std::make_unique<TestProject>(3, 640, 480);
     m_object = m_project->addObject();
 }
 
-void TestKeyFramePolygon::cleanup()
+void TestKeyFrame::cleanup()
 {
     m_project.reset();
 }
 
-void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess_data()
+void TestKeyFrame::typeValuesAreThoseOfTheFile()
+{
+    QCOMPARE(static_cast<int>(KeyFrame::None), 0);
+    QCOMPARE(static_cast<int>(KeyFrame::Visible), 1);
+    QCOMPARE(static_cast<int>(KeyFrame::Occluded), 2);
+    QCOMPARE(static_cast<int>(KeyFrame::Automatic), 3);
+}
+
+void TestKeyFrame::aKeyFrameStartsEmptyAtItsOwnersRank()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    object->id = 12;
+    const KeyFrame key(object, 7, KeyFrame::Occluded);
+    QCOMPARE(key.object, object);
+    QCOMPARE(key.parent(), object);
+    QCOMPARE(key.frame, 7);
+    QCOMPARE(key.type, KeyFrame::Occluded);
+    QVERIFY(key.polygon.isEmpty());
+    QCOMPARE(key.zOrder, 12);
+}
+
+void TestKeyFrame::settingAPolygonAlwaysSignals()
+{
+    TestProject project(10);
+    KeyFrame *key = project.addObject()->keyFrames.at(4);
+    QSignalSpy spy(key, &KeyFrame::hasChanged);
+    key->setNewPolygon(smallBox);
+    QCOMPARE(key->polygon, smallBox);
+    key->setNewPolygon(smallBox);
+    key->setNewPolygon(QPolygonF());
+    QVERIFY(key->polygon.isEmpty());
+    QCOMPARE(key->type, KeyFrame::None);
+    QCOMPARE(spy.count(), 3);
+    for (const QList<QVariant> &arguments : spy)
+        QCOMPARE(arguments, QList<QVariant>{1});
+}
+
+void TestKeyFrame::settingAKeyFrameTypeAlwaysSignals()
+{
+    TestProject project(10);
+    KeyFrame *key = project.addObject()->keyFrames.at(4);
+    key->setNewPolygon(smallBox);
+    QSignalSpy spy(key, &KeyFrame::hasChanged);
+    key->setType(KeyFrame::Automatic);
+    QCOMPARE(key->type, KeyFrame::Automatic);
+    key->setType(KeyFrame::Automatic);
+    key->setType(KeyFrame::Occluded);
+    key->setType(KeyFrame::Visible);
+    QCOMPARE(key->type, KeyFrame::Visible);
+    QCOMPARE(key->polygon, smallBox);
+    QCOMPARE(spy.count(), 4);
+    for (const QList<QVariant> &arguments : spy)
+        QCOMPARE(arguments, QList<QVariant>{2});
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<QPolygonF>("reducedPolygon");
@@ -246,7 +310,7 @@ void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess_data()
         << poly({QPointF(7, 7), QPointF(7, 7)});
 }
 
-void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess()
+void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(QPolygonF, reducedPolygon);
@@ -254,7 +318,7 @@ void TestKeyFramePolygon::reductionRemovesVerticesOfCostOneOrLess()
     QVERIFY2(same(result, reducedPolygon), text(result));
 }
 
-void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst_data()
+void TestKeyFrame::theLowerOfTwoEqualCostsGoesFirst_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<int>("removed");
@@ -268,7 +332,7 @@ void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst_data()
     QTest::newRow("first and last index") << wrapped << 0;
 }
 
-void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst()
+void TestKeyFrame::theLowerOfTwoEqualCostsGoesFirst()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(int, removed);
@@ -280,7 +344,7 @@ void TestKeyFramePolygon::theLowerOfTwoEqualCostsGoesFirst()
     QVERIFY2(same(result, removeAt(polygon, removed)), text(result));
 }
 
-void TestKeyFramePolygon::costsAreComputedAnewAfterEveryRemoval()
+void TestKeyFrame::costsAreComputedAnewAfterEveryRemoval()
 {
     // A flat arc of 33 vertices, each of them far cheaper than 1: removing all that are cheap at first would
     // leave nothing of it.
@@ -295,7 +359,7 @@ void TestKeyFramePolygon::costsAreComputedAnewAfterEveryRemoval()
     QVERIFY(*std::min_element(left.begin(), left.end()) > 1);
 }
 
-void TestKeyFramePolygon::reductionAgreesWithItsRule()
+void TestKeyFrame::reductionAgreesWithItsRule()
 {
     std::mt19937 random(11);
     for (int run = 0; run < 300; ++run) {
@@ -320,7 +384,7 @@ void TestKeyFramePolygon::reductionAgreesWithItsRule()
     }
 }
 
-void TestKeyFramePolygon::reductionIsIdempotent()
+void TestKeyFrame::reductionIsIdempotent()
 {
     std::mt19937 random(12);
     std::uniform_real_distribution<double> coordinate(0, 60);
@@ -333,7 +397,7 @@ void TestKeyFramePolygon::reductionIsIdempotent()
     }
 }
 
-void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce_data()
+void TestKeyFrame::reductionAnnouncesThePolygonOnce_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<int>("verticesLeft");
@@ -345,7 +409,7 @@ void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce_data()
     QTest::newRow("empty") << QPolygonF() << 0;
 }
 
-void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce()
+void TestKeyFrame::reductionAnnouncesThePolygonOnce()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(int, verticesLeft);
@@ -364,7 +428,7 @@ void TestKeyFramePolygon::reductionAnnouncesThePolygonOnce()
     QCOMPARE(keyFrame()->zOrder, 42);
 }
 
-void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame_data()
+void TestKeyFrame::transformMovesAnOutlineInsideTheFrame_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<Eigen::Affine2d>("transform");
@@ -384,7 +448,7 @@ void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame_data()
                                      QPointF(250, 160)});
 }
 
-void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame()
+void TestKeyFrame::transformMovesAnOutlineInsideTheFrame()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(Eigen::Affine2d, transform);
@@ -393,7 +457,7 @@ void TestKeyFramePolygon::transformMovesAnOutlineInsideTheFrame()
     QVERIFY2(sameRing(result, moved), text(result));
 }
 
-void TestKeyFramePolygon::transformClipsToTheFrame_data()
+void TestKeyFrame::transformClipsToTheFrame_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<QPointF>("translation");
@@ -411,7 +475,7 @@ void TestKeyFramePolygon::transformClipsToTheFrame_data()
         << poly({QPointF(0, 150), QPointF(0, 250), QPointF(50, 300), QPointF(50, 100)});
 }
 
-void TestKeyFramePolygon::transformClipsToTheFrame()
+void TestKeyFrame::transformClipsToTheFrame()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(QPointF, translation);
@@ -422,7 +486,7 @@ void TestKeyFramePolygon::transformClipsToTheFrame()
     QVERIFY2(sameRing(result, clipped) || sameRing(result, otherWay), text(result));
 }
 
-void TestKeyFramePolygon::transformAgreesWithQtsIntersection()
+void TestKeyFrame::transformAgreesWithQtsIntersection()
 {
     std::mt19937 random(13);
     std::uniform_real_distribution<double> x(-200, 840);
@@ -450,7 +514,7 @@ void TestKeyFramePolygon::transformAgreesWithQtsIntersection()
     QVERIFY(clipped > 100);
 }
 
-void TestKeyFramePolygon::theFrameIsTheOneOfTheLoadedVideo()
+void TestKeyFrame::theFrameIsTheOneOfTheLoadedVideo()
 {
     TestProject small(2, 80, 60);
     KeyFrame *smallKeyFrame = small.addObject()->keyFrames.first();
@@ -459,7 +523,7 @@ void TestKeyFramePolygon::theFrameIsTheOneOfTheLoadedVideo()
     QCOMPARE(smallKeyFrame->polygon.boundingRect(), QRectF(50, 30, 30, 30));
 }
 
-void TestKeyFramePolygon::transformStoresEveryVertexOnce()
+void TestKeyFrame::transformStoresEveryVertexOnce()
 {
     QPolygonF outline = rectangle(100, 100, 60, 40);
     for (int run = 0; run < 5; ++run) {
@@ -472,7 +536,7 @@ void TestKeyFramePolygon::transformStoresEveryVertexOnce()
     QCOMPARE(transformed(outline, shift(1, 1)).size(), 4);
 }
 
-void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty_data()
+void TestKeyFrame::outlineMovedOutOfTheFrameBecomesEmpty_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<QPointF>("translation");
@@ -481,7 +545,7 @@ void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty_data()
     QTest::newRow("moved past the bottom border") << rectangle(10, 10, 50, 50) << QPointF(0, 5000);
 }
 
-void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty()
+void TestKeyFrame::outlineMovedOutOfTheFrameBecomesEmpty()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(QPointF, translation);
@@ -493,7 +557,7 @@ void TestKeyFramePolygon::outlineMovedOutOfTheFrameBecomesEmpty()
     QCOMPARE(changes.first().first().toInt(), int(KeyFrame::PolygonChanged));
 }
 
-void TestKeyFramePolygon::transformAnnouncesThePolygonOnce()
+void TestKeyFrame::transformAnnouncesThePolygonOnce()
 {
     keyFrame()->polygon = rectangle(10, 10, 50, 50);
     keyFrame()->type = KeyFrame::Occluded;
@@ -512,7 +576,7 @@ void TestKeyFramePolygon::transformAnnouncesThePolygonOnce()
     QCOMPARE(keyFrame()->zOrder, 42);
 }
 
-void TestKeyFramePolygon::transformIsASlotWithANamedArgument()
+void TestKeyFrame::transformIsASlotWithANamedArgument()
 {
     const QMetaObject &meta = KeyFrame::staticMetaObject;
     const int index = meta.indexOfSlot("transformPolygon(Eigen::Affine2d)");
@@ -524,12 +588,12 @@ void TestKeyFramePolygon::transformIsASlotWithANamedArgument()
     QCOMPARE(QByteArray(method.typeName()), QByteArray("void"));
 }
 
-void TestKeyFramePolygon::reductionIsNoSlot()
+void TestKeyFrame::reductionIsNoSlot()
 {
     QCOMPARE(KeyFrame::staticMetaObject.indexOfMethod("reducePolygonVertices()"), -1);
 }
 
-void TestKeyFramePolygon::transformCanBeCalledThroughTheMetaObject()
+void TestKeyFrame::transformCanBeCalledThroughTheMetaObject()
 {
     keyFrame()->polygon = rectangle(10, 10, 50, 50);
     QVERIFY(QMetaObject::invokeMethod(keyFrame(), "transformPolygon", Qt::DirectConnection,
@@ -537,7 +601,7 @@ void TestKeyFramePolygon::transformCanBeCalledThroughTheMetaObject()
     QCOMPARE(keyFrame()->polygon.boundingRect(), QRectF(15, 16, 50, 50));
 }
 
-void TestKeyFramePolygon::transformsAddUp()
+void TestKeyFrame::transformsAddUp()
 {
     keyFrame()->polygon = rectangle(10, 10, 50, 50);
     for (int step = 0; step < 10; ++step)
@@ -545,7 +609,7 @@ void TestKeyFramePolygon::transformsAddUp()
     QVERIFY(sameRing(keyFrame()->polygon, rectangle(40, 30, 50, 50)));
 }
 
-void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates_data()
+void TestKeyFrame::transformOfAnOutlineWithBrokenCoordinates_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
     QTest::addColumn<Eigen::Affine2d>("transform");
@@ -577,7 +641,7 @@ void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates_data()
     QTest::newRow("moved by what is not a number") << square << shift(notANumber, notANumber) << QRectF();
 }
 
-void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates()
+void TestKeyFrame::transformOfAnOutlineWithBrokenCoordinates()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(Eigen::Affine2d, transform);
@@ -596,5 +660,5 @@ void TestKeyFramePolygon::transformOfAnOutlineWithBrokenCoordinates()
     QVERIFY2(std::abs(actual.bottom() - box.bottom()) < tolerance, text(result));
 }
 
-QTEST_APPLESS_MAIN(TestKeyFramePolygon)
-#include "tst_keyframepolygon.moc"
+QTEST_APPLESS_MAIN(TestKeyFrame)
+#include "tst_keyframe.moc"
