@@ -6,12 +6,14 @@
 #include "core/mainwindow.h"
 #include "Models/projectfile.h"
 #include "tests/support/dialogdriver.h"
+#include "tests/support/modelchecks.h"
 #include "tests/support/testclips.h"
 #include "views/clickablegraphicsview.h"
 #include "views/framegraphicsview.h"
 #include "views/frameviewer.h"
 #include "views/keyframegraphicsitem.h"
 #include "views/timeline.h"
+#include "views/trackedobjectlabel.h"
 
 #include <QAction>
 #include <QDataStream>
@@ -23,6 +25,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <QWindow>
+
+const QStringList toolTexts{"&morph", "&iTrack", "&aTrack", "export XML", "segmentation"};
+const QStringList alwaysEnabled{"&New",           "&Open",         "&Close",    "Next Frame",
+                                "Previous Frame", "License Notes", "About Palu"};
 
 const char polygonFilter[] = "Polygon lables - ViPER like (*.xml)";
 const char boundingBoxFilter[] = "ViPER Bounding Box (*.xml )";
@@ -78,6 +84,16 @@ void ProgramFixture::pretendVideo(int frames, double fps)
     g_state->video = video;
     g_state->videoLoaded = true;
     window->reload();
+}
+
+void ProgramFixture::pretendTwoObjects()
+{
+    pretendVideo(6, 1000);
+    g_state->addObject();
+    g_state->addObject();
+    window->reload();
+    ModelChecks::flushDeferredDeletes();
+    QCoreApplication::processEvents();
 }
 
 QString ProgramFixture::newProject(const QString &video)
@@ -146,6 +162,11 @@ void ProgramFixture::clickFrameNumber(int frame)
           QPoint(x - timeLine->bodyView->horizontalScrollBar()->value(), timeLine->headerView->height() / 2));
 }
 
+TrackedObjectLabel *ProgramFixture::firstLabel() const
+{
+    return window->timeLine()->findChildren<TrackedObjectLabel *>().constFirst();
+}
+
 void ProgramFixture::activate()
 {
     if (window->isActiveWindow())
@@ -202,4 +223,39 @@ QString encodeClip(const QString &folder, const QString &name, int frames, doubl
             return path;
     }
     return QString();
+}
+
+QString enabledProblem(const ProgramFixture &program, bool save, bool tools)
+{
+    for (const QString &text : alwaysEnabled) {
+        if (!program.action(text)->isEnabled())
+            return text + " is disabled";
+    }
+    if (program.action("&Save")->isEnabled() != save)
+        return QStringLiteral("&Save is wrong");
+    for (const QString &text : toolTexts) {
+        if (program.action(text)->isEnabled() != tools)
+            return text + " is wrong";
+    }
+    return QString();
+}
+
+QString nameOf(const QWidget *widget)
+{
+    return QStringLiteral("%1 \"%2\" in %3")
+        .arg(QLatin1String(widget->metaObject()->className()), widget->accessibleName(),
+             QLatin1String(widget->parentWidget()->metaObject()->className()));
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qUtf8Printable(path));
 }

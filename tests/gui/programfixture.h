@@ -8,6 +8,7 @@
 #include <QPointF>
 #include <QPolygonF>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -17,6 +18,7 @@ class QAction;
 class QMenu;
 class QTemporaryDir;
 class QWidget;
+class TrackedObjectLabel;
 
 /// The program as main() builds it: the project state and the shown main window, both known globally.
 class ProgramFixture
@@ -34,6 +36,8 @@ public:
 
     /// Gives the project a video without any image, filled by hand, and reloads the window.
     void pretendVideo(int frames, double fps = 25);
+    /// Pretends a video of six frames and adds two objects; the second one is current.
+    void pretendTwoObjects();
     /// Starts a project from a video the way a user does. Returns what went wrong.
     QString newProject(const QString &video);
     /// Saves, opens or exports the way a user does. Returns what went wrong.
@@ -55,11 +59,28 @@ public:
     /// Position of an object's key frame marker in the time line's body, scrolled into sight.
     QPoint markerPosition(int objectIndex, int frame);
 
+    /// The label of the topmost object in the time line.
+    TrackedObjectLabel *firstLabel() const;
+
     std::unique_ptr<MainWindow> window;
 
 private:
     void activate();
 };
+
+/// Texts of the tools, in their order.
+extern const QStringList toolTexts;
+/// Texts of the actions that need no project.
+extern const QStringList alwaysEnabled;
+/// First difference between the actions' enabled states and the wanted ones; empty when there is none.
+QString enabledProblem(const ProgramFixture &program, bool save, bool tools);
+
+/// A widget's class, accessible name and parent, for messages.
+QString nameOf(const QWidget *widget);
+
+/// A file's content; "(no such file)" when it cannot be read.
+QByteArray contentOf(const QString &path);
+void writeFile(const QString &path, const QByteArray &content);
 
 /// Filters of the save dialog for the XML export.
 extern const char polygonFilter[];

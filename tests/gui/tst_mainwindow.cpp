@@ -3,7 +3,6 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "tests/gui/programfixture.h"
-#include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/testproject.h"
@@ -16,12 +15,12 @@
 
 #include <QAccessible>
 #include <QAction>
-#include <QDir>
-#include <QGraphicsPixmapItem>
+#include <QGraphicsRectItem>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMetaMethod>
+#include <QPointer>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
@@ -30,15 +29,10 @@
 #include <QTemporaryDir>
 #include <QToolBar>
 #include <QToolButton>
-#include <QTranslator>
 #include <QtTest>
 
 namespace
 {
-
-const QStringList toolTexts{"&morph", "&iTrack", "&aTrack", "export XML", "segmentation"};
-const QStringList alwaysEnabled{"&New",           "&Open",         "&Close",    "Next Frame",
-                                "Previous Frame", "License Notes", "About Palu"};
 
 /// Texts of actions, "---" for a separator.
 QStringList textsOf(const QList<QAction *> &actions)
@@ -48,61 +42,6 @@ QStringList textsOf(const QList<QAction *> &actions)
         texts.append(action->isSeparator() ? QStringLiteral("---") : action->text());
     return texts;
 }
-
-/// First difference between the actions' enabled states and the wanted ones; empty when there is none.
-QString enabledProblem(const ProgramFixture &program, bool save, bool tools)
-{
-    for (const QString &text : alwaysEnabled) {
-        if (!program.action(text)->isEnabled())
-            return text + " is disabled";
-    }
-    if (program.action("&Save")->isEnabled() != save)
-        return QStringLiteral("&Save is wrong");
-    for (const QString &text : toolTexts) {
-        if (program.action(text)->isEnabled() != tools)
-            return text + " is wrong";
-    }
-    return QString();
-}
-
-/// The text widgets, in which cursor keys and letters belong to the text.
-bool isTextField(const QWidget *widget)
-{
-    return qobject_cast<const QLineEdit *>(widget) || qobject_cast<const QAbstractSpinBox *>(widget);
-}
-
-/// Every widget of the window that can have the keyboard focus now.
-QList<QWidget *> focusableWidgets(const ProgramFixture &program)
-{
-    QList<QWidget *> widgets;
-    for (QWidget *widget : program->findChildren<QWidget *>()) {
-        const bool ownWindow = widget->isWindow() || widget->window() != program.window.get();
-        if (!ownWindow && widget->isVisible() && widget->isEnabled() && widget->focusPolicy() != Qt::NoFocus)
-            widgets.append(widget);
-    }
-    return widgets;
-}
-
-QString nameOf(const QWidget *widget)
-{
-    return QStringLiteral("%1 \"%2\" in %3")
-        .arg(QLatin1String(widget->metaObject()->className()), widget->accessibleName(),
-             QLatin1String(widget->parentWidget()->metaObject()->className()));
-}
-
-/// Stands in for a translation and writes down what is looked up.
-class RecordingTranslator : public QTranslator
-{
-public:
-    QString translate(const char *context, const char *source, const char *, int) const override
-    {
-        asked.append(QLatin1String(context) + ":" + QString::fromUtf8(source));
-        return QString();
-    }
-    bool isEmpty() const override { return false; }
-
-    mutable QStringList asked;
-};
 
 } // namespace
 
@@ -145,46 +84,10 @@ private slots:
     void recreateDataStateEnablesTheWindow();
     void recreateDataStateKeepsTheStopFrame();
 
-    void newAsksForAVideo();
-    void newTextsAreTranslatable();
-    void cancellingNewKeepsTheProject();
-    void cancellingNewWithoutProjectLeavesItEmpty();
-    void theFocusReturnsAfterACancelledNew();
-    void theFocusIsInTheFrameViewerAfterNew_data();
-    void theFocusIsInTheFrameViewerAfterNew();
-    void newShowsTheFirstFrame();
-    void newReplacesTheProjectWithoutAsking();
-    void newStartsAtTheFirstFrameAfterALongerVideo();
-    void newReusesAStateWithoutVideo();
-    void failingVideoLeavesAnEmptyProject();
-    void abortingTheExtractionLeavesAnEmptyProject();
-
-    void closeWarnsWhenAVideoIsLoaded();
-    void closeWithoutVideoIsSilent();
-    void closeShortcutsCloseTheWindow_data();
-    void closeShortcutsCloseTheWindow();
-
-    void frameActionsStopAtTheEnds();
-    void frameActionsDoNothingWithoutVideo();
-    void arrowKeysStepFramesWhereverTheFocusIs();
-    void textFieldsKeepTheirCursorKeys();
-    void spacePlaysWhereverTheFocusIs();
-    void spaceIsTextInTheNameEdit();
-    void controlATracksWhereverTheFocusIs();
-    void toolShortcutsTriggerTheirActions_data();
-    void toolShortcutsTriggerTheirActions();
-
-    void debugActionReducesTheCurrentKeyFrame();
-    void everyActionSurvivesANullCurrentObject_data();
-    void everyActionSurvivesANullCurrentObject();
     void endingTheProgramWhileATextIsEdited_data();
     void endingTheProgramWhileATextIsEdited();
 
 private:
-    /// Two objects on six frames; the second one is current.
-    void startProjectWithTwoObjects();
-    TrackedObjectLabel *firstLabel() const;
-
     QTemporaryDir m_folder;
     QString m_clip;
     std::unique_ptr<ProgramFixture> m_program;
@@ -194,21 +97,6 @@ void TestMainWindow::initTestCase()
 {
     m_clip = encodeClip(m_folder.path(), "clip", 12);
     QVERIFY(!m_clip.isEmpty());
-}
-
-void TestMainWindow::startProjectWithTwoObjects()
-{
-    m_program->pretendVideo(6, 1000);
-    g_state->addObject();
-    g_state->addObject();
-    (*m_program)->reload();
-    ModelChecks::flushDeferredDeletes();
-    QCoreApplication::processEvents();
-}
-
-TrackedObjectLabel *TestMainWindow::firstLabel() const
-{
-    return (*m_program)->timeLine()->findChildren<TrackedObjectLabel *>().constFirst();
 }
 
 void TestMainWindow::windowStartsInItsSizeWithoutTitle()
@@ -393,7 +281,7 @@ void TestMainWindow::everySlotCanBeCalledByName()
 
 void TestMainWindow::iconButtonsHaveToolTipsAndAccessibleNames()
 {
-    startProjectWithTwoObjects();
+    m_program->pretendTwoObjects();
     int found = 0;
     QStringList toolTips;
     for (QAbstractButton *button : (*m_program)->findChildren<QAbstractButton *>()) {
@@ -418,7 +306,7 @@ void TestMainWindow::iconButtonsHaveToolTipsAndAccessibleNames()
 
 void TestMainWindow::viewsHaveAccessibleNames()
 {
-    startProjectWithTwoObjects();
+    m_program->pretendTwoObjects();
     const TimeLine *timeLine = (*m_program)->timeLine();
     QStringList names;
     for (QWidget *view :
@@ -497,12 +385,12 @@ void TestMainWindow::enabledStatesFollowTheProject()
 
     // "Del" on one of two objects changes nothing; the last one takes the tools with it.
     ModelChecks::flushDeferredDeletes();
-    m_program->click(firstLabel()->deleteButton);
+    m_program->click(m_program->firstLabel()->deleteButton);
     QCOMPARE(g_state->objects.size(), 1);
     QCOMPARE(enabledProblem(*m_program, true, true), QString());
     ModelChecks::flushDeferredDeletes();
     QCoreApplication::processEvents();
-    m_program->click(firstLabel()->deleteButton);
+    m_program->click(m_program->firstLabel()->deleteButton);
     QCOMPARE(g_state->objects.size(), 0);
     QCOMPARE(enabledProblem(*m_program, true, false), QString());
 
@@ -575,7 +463,7 @@ void TestMainWindow::recreateDataStateDiscardsEverything()
 
 void TestMainWindow::recreateDataStateConnectsTheViewsToTheNewState()
 {
-    startProjectWithTwoObjects();
+    m_program->pretendTwoObjects();
     (*m_program)->recreateDataState();
     m_program->pretendVideo(8);
     g_state->addObject();
@@ -607,491 +495,6 @@ void TestMainWindow::recreateDataStateKeepsTheStopFrame()
     QCOMPARE((*m_program)->trackingStopFrame, qint32(7));
 }
 
-void TestMainWindow::newAsksForAVideo()
-{
-    DialogDriver driver;
-    driver.rejectFile();
-    m_program->action("&New")->trigger();
-    QCOMPARE(driver.problem(), QString());
-    const DialogDriver::FileDialogSeen seen = driver.fileDialogs.value(0);
-    QCOMPARE(seen.title, QString("Video file"));
-    QCOMPARE(seen.directory, QDir::homePath());
-    QCOMPARE(
-        seen.nameFilters,
-        QStringList({"supported file types (*.avi *.mpeg *.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v *.wmv *.h263)",
-                     "AVI (*.avi)", "MPEG (*.mpeg)", "MPEG4 (*.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v)",
-                     "WMV (*.wmv)", "H.263 (*.h263)"}));
-    QCOMPARE(seen.selectedNameFilter, seen.nameFilters.constFirst());
-    QVERIFY(seen.options.testFlag(QFileDialog::DontUseNativeDialog));
-    QCOMPARE(seen.acceptMode, QFileDialog::AcceptOpen);
-    QCOMPARE(seen.fileMode, QFileDialog::ExistingFile);
-    QVERIFY2(!seen.mainWindowEnabled, "the window is not disabled during the question");
-}
-
-void TestMainWindow::newTextsAreTranslatable()
-{
-    RecordingTranslator translator;
-    QCoreApplication::installTranslator(&translator);
-    DialogDriver driver;
-    driver.rejectFile();
-    m_program->action("&New")->trigger();
-    QCoreApplication::removeTranslator(&translator);
-    QCOMPARE(driver.problem(), QString());
-    // The blank at the end is part of the text; the dialog itself cuts it off.
-    QVERIFY(translator.asked.contains(
-        "MainWindow:supported file types (*.avi *.mpeg *.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v *.wmv "
-        "*.h263);;AVI (*.avi);;MPEG (*.mpeg);;MPEG4 (*.mp4 *.m4a *.m4p *.m4b *.m4r *.m4v);;WMV "
-        "(*.wmv);;H.263 (*.h263) "));
-}
-
-void TestMainWindow::cancellingNewKeepsTheProject()
-{
-    startProjectWithTwoObjects();
-    g_state->setFrame(2);
-    const DataState *state = g_state;
-    const VideoContainer *video = g_state->video;
-    const QByteArray before = projectBytes();
-    DialogDriver driver;
-    driver.rejectFile();
-    m_program->action("&New")->trigger();
-    QCOMPARE(driver.problem(), QString());
-    QCOMPARE(g_state, state);
-    QCOMPARE(g_state->video, video);
-    QVERIFY(projectBytes() == before);
-    QVERIFY((*m_program)->isEnabled());
-    QCOMPARE(enabledProblem(*m_program, true, true), QString());
-    QVERIFY((*m_program)->frameViewer()->isEnabled());
-}
-
-void TestMainWindow::cancellingNewWithoutProjectLeavesItEmpty()
-{
-    const DataState *state = g_state;
-    DialogDriver driver;
-    driver.rejectFile();
-    m_program->action("&New")->trigger();
-    QCOMPARE(driver.problem(), QString());
-    QCOMPARE(g_state, state);
-    QVERIFY(!g_state->videoLoaded);
-    QVERIFY((*m_program)->isEnabled());
-    QCOMPARE(enabledProblem(*m_program, false, false), QString());
-    QVERIFY(!(*m_program)->frameNav()->isEnabled());
-}
-
-void TestMainWindow::theFocusReturnsAfterACancelledNew()
-{
-    startProjectWithTwoObjects();
-    QWidget *viewer = (*m_program)->frameViewer()->view;
-    for (QWidget *before : {static_cast<QWidget *>((*m_program)->frameNav()->buttonNext),
-                            static_cast<QWidget *>((*m_program)->frameNav()->spinBox), viewer}) {
-        before->setFocus();
-        QVERIFY2(before->hasFocus(), qPrintable(nameOf(before)));
-        DialogDriver driver;
-        driver.rejectFile();
-        m_program->action("&New")->trigger(); // disables the window meanwhile
-        QCOMPARE(driver.problem(), QString());
-        QCOMPARE((*m_program)->focusWidget(), viewer);
-        g_state->setFrame(2);
-        m_program->key(Qt::Key_Right);
-        QCOMPARE(g_state->currentFrame, 3);
-        QVERIFY(viewer->hasFocus());
-    }
-}
-
-void TestMainWindow::theFocusIsInTheFrameViewerAfterNew_data()
-{
-    QTest::addColumn<bool>("projectBefore");
-    QTest::newRow("first video") << false;
-    QTest::newRow("another video") << true;
-}
-
-void TestMainWindow::theFocusIsInTheFrameViewerAfterNew()
-{
-    QFETCH(bool, projectBefore);
-    if (projectBefore) {
-        QCOMPARE(m_program->newProject(m_clip), QString());
-        (*m_program)->frameNav()->slider->setFocus();
-    }
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QCOMPARE((*m_program)->focusWidget(), static_cast<QWidget *>((*m_program)->frameViewer()->view));
-    m_program->key(Qt::Key_Right);
-    QCOMPARE(g_state->currentFrame, 1);
-    QVERIFY((*m_program)->frameViewer()->view->hasFocus());
-}
-
-void TestMainWindow::newShowsTheFirstFrame()
-{
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QVERIFY(g_state->videoLoaded);
-    QVERIFY(g_state->video);
-    QCOMPARE(g_state->currentFrame, 0);
-    QCOMPARE(g_state->video->frameCount, 12);
-    QVERIFY((*m_program)->isEnabled());
-    QCOMPARE(enabledProblem(*m_program, true, false), QString());
-    QCOMPARE((*m_program)->frameViewer()->frameItem->pixmap().size(), QSize(320, 240));
-    QCOMPARE((*m_program)->frameNav()->slider->maximum(), 12);
-    QVERIFY((*m_program)->timeLine()->isEnabled());
-}
-
-void TestMainWindow::newReplacesTheProjectWithoutAsking()
-{
-    startProjectWithTwoObjects();
-    g_state->setFrame(3);
-    const QPointer<DataState> old = g_state;
-    DialogDriver driver;
-    driver.acceptFile(m_clip);
-    m_program->action("&New")->trigger();
-    QCOMPARE(driver.problem(), QString()); // a question would have been one
-    QVERIFY(driver.boxes.isEmpty());
-    QVERIFY(!old);
-    QVERIFY(g_state->videoLoaded);
-    QVERIFY(!g_state->hasObjects());
-    QCOMPARE(g_state->currentFrame, 0);
-    QCOMPARE(g_state->video->frameCount, 12);
-    QCOMPARE(TrackedObject::newID, qint32(0));
-    QCOMPARE(enabledProblem(*m_program, true, false), QString());
-    g_state->addObject();
-    QCOMPARE(g_state->objects.first()->id, 0);
-    QCOMPARE((*m_program)->timeLine()->keyFrameItems.size(), 12);
-}
-
-void TestMainWindow::newStartsAtTheFirstFrameAfterALongerVideo()
-{
-    m_program->pretendVideo(100);
-    g_state->setFrame(90);
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QCOMPARE(g_state->currentFrame, 0);
-    QCOMPARE((*m_program)->frameNav()->slider->value(), 1);
-    QCOMPARE((*m_program)->frameNav()->spinBox->value(), 1);
-}
-
-void TestMainWindow::newReusesAStateWithoutVideo()
-{
-    const DataState *state = g_state;
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QCOMPARE(g_state, state);
-}
-
-void TestMainWindow::failingVideoLeavesAnEmptyProject()
-{
-    const QString path = m_folder.filePath("broken.avi");
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("no video at all");
-    file.close();
-
-    startProjectWithTwoObjects();
-    LogCapture log;
-    QCOMPARE(m_program->newProject(path), QString());
-    QVERIFY(!log.warnings().isEmpty());
-    QVERIFY(!g_state->videoLoaded);
-    QVERIFY(!g_state->video);
-    QVERIFY(!g_state->hasObjects());
-    QVERIFY((*m_program)->isEnabled());
-    QCOMPARE(enabledProblem(*m_program, false, false), QString());
-    QVERIFY(!(*m_program)->frameViewer()->isEnabled());
-    // And the program goes on.
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QVERIFY(g_state->videoLoaded);
-}
-
-void TestMainWindow::abortingTheExtractionLeavesAnEmptyProject()
-{
-    const QString longClip = encodeClip(m_folder.path(), "long", 300);
-    QVERIFY(!longClip.isEmpty());
-    startProjectWithTwoObjects();
-    DialogDriver driver;
-    driver.acceptFile(longClip);
-    driver.abortProgress();
-    bool enabledMeanwhile = true;
-    driver.beforeAnswer([&](QWidget *) { enabledMeanwhile = (*m_program)->isEnabled(); });
-    m_program->action("&New")->trigger();
-    QCOMPARE(driver.problem(), QString());
-    QVERIFY2(!enabledMeanwhile, "the window is enabled while the video is loaded");
-    const DialogDriver::ProgressSeen seen = driver.progressDialogs.value(0);
-    QCOMPARE(seen.label, QString("Extracting 300 frames. Please wait."));
-    QCOMPARE(seen.cancelText, QString("Abort"));
-    QCOMPARE(seen.minimum, 0);
-    QCOMPARE(seen.maximum, 0);
-    QCOMPARE(seen.modality, Qt::WindowModal);
-    QVERIFY(!g_state->videoLoaded);
-    QVERIFY(!g_state->hasObjects());
-    QVERIFY((*m_program)->isEnabled());
-    QCOMPARE(enabledProblem(*m_program, false, false), QString());
-}
-
-void TestMainWindow::closeWarnsWhenAVideoIsLoaded()
-{
-    startProjectWithTwoObjects();
-    DialogDriver driver;
-    LogCapture log;
-    QTimer::singleShot(0, m_program->action("&Close"), &QAction::trigger);
-    QTimer guard;
-    connect(&guard, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
-    guard.start(5000);
-    QVERIFY2(QApplication::exec() == 0, "closing the window does not end the program");
-    QCOMPARE(driver.problem(), QString()); // unsaved work is not asked about
-    QVERIFY(!(*m_program)->isVisible());
-    QCOMPARE(log.messages().size(), 1);
-    const LogCapture::Message message = log.messages().constFirst();
-    QCOMPARE(message.type, QtWarningMsg);
-    QCOMPARE(message.text, QString("already loaded. TODO"));
-    QCOMPARE(message.category, QString("default"));
-    QCOMPARE(message.function, QString("void MainWindow::onActionClose()"));
-    QCOMPARE(message.file, QString("core/mainwindow.cpp"));
-}
-
-void TestMainWindow::closeWithoutVideoIsSilent()
-{
-    LogCapture log;
-    m_program->action("&Close")->trigger();
-    QVERIFY(!(*m_program)->isVisible());
-    QVERIFY(log.messages().isEmpty());
-}
-
-void TestMainWindow::closeShortcutsCloseTheWindow_data()
-{
-    QTest::addColumn<QKeySequence>("sequence");
-    QTest::newRow("quit") << QKeySequence(QKeySequence::Quit);
-    QTest::newRow("close") << QKeySequence(QKeySequence::Close);
-}
-
-void TestMainWindow::closeShortcutsCloseTheWindow()
-{
-    QFETCH(QKeySequence, sequence);
-    if (sequence.isEmpty())
-        QSKIP("this platform has no key for it");
-    const int combined = sequence[0];
-    m_program->key(static_cast<Qt::Key>(combined & ~Qt::KeyboardModifierMask),
-                   Qt::KeyboardModifiers(combined & static_cast<int>(Qt::KeyboardModifierMask)));
-    QTRY_VERIFY(!(*m_program)->isVisible());
-}
-
-void TestMainWindow::frameActionsStopAtTheEnds()
-{
-    m_program->pretendVideo(3);
-    QAction *next = m_program->action("Next Frame");
-    QAction *previous = m_program->action("Previous Frame");
-    previous->trigger();
-    QCOMPARE(g_state->currentFrame, 0);
-    next->trigger();
-    QCOMPARE(g_state->currentFrame, 1);
-    next->trigger();
-    next->trigger();
-    QCOMPARE(g_state->currentFrame, 2);
-    previous->trigger();
-    QCOMPARE(g_state->currentFrame, 1);
-}
-
-void TestMainWindow::frameActionsDoNothingWithoutVideo()
-{
-    // A container that failed to load, and a frame to go back to.
-    m_program->pretendVideo(3);
-    g_state->videoLoaded = false;
-    g_state->currentFrame = 1;
-    const QSignalSpy changes(g_state, &DataState::hasChanged);
-    m_program->action("Next Frame")->trigger();
-    m_program->action("Previous Frame")->trigger();
-    QCOMPARE(g_state->currentFrame, 1);
-    QCOMPARE(changes.size(), 0);
-}
-
-void TestMainWindow::arrowKeysStepFramesWhereverTheFocusIs()
-{
-    startProjectWithTwoObjects();
-    const QList<QWidget *> widgets = focusableWidgets(*m_program);
-    QStringList tried;
-    for (QWidget *widget : widgets) {
-        if (isTextField(widget))
-            continue;
-        widget->setFocus();
-        QVERIFY2(widget->hasFocus(), qPrintable(nameOf(widget)));
-        g_state->setFrame(2);
-        m_program->key(Qt::Key_Right);
-        QVERIFY2(g_state->currentFrame == 3, qPrintable("Right: " + nameOf(widget)));
-        m_program->key(Qt::Key_Left);
-        m_program->key(Qt::Key_Left);
-        QVERIFY2(g_state->currentFrame == 1, qPrintable("Left: " + nameOf(widget)));
-        tried.append(QLatin1String(widget->metaObject()->className()));
-    }
-    for (const char *expected : {"QPushButton", "QSlider", "ClickableGraphicsView", "FrameGraphicsView"})
-        QVERIFY2(tried.contains(QLatin1String(expected)), expected);
-
-    // Without any focus, too.
-    if (QWidget *focus = QApplication::focusWidget())
-        focus->clearFocus();
-    m_program->key(Qt::Key_Right);
-    QCOMPARE(g_state->currentFrame, 2);
-}
-
-void TestMainWindow::textFieldsKeepTheirCursorKeys()
-{
-    startProjectWithTwoObjects();
-    g_state->setFrame(2);
-    firstLabel()->toggleEdit();
-    for (QWidget *widget : {static_cast<QWidget *>((*m_program)->frameNav()->spinBox),
-                            static_cast<QWidget *>(firstLabel()->nameEdit)}) {
-        auto *edit = qobject_cast<QLineEdit *>(widget);
-        if (!edit)
-            edit = widget->findChild<QLineEdit *>();
-        widget->setFocus();
-        QVERIFY2(widget->hasFocus(), qPrintable(nameOf(widget)));
-        edit->setCursorPosition(0);
-        m_program->key(Qt::Key_Right);
-        QVERIFY2(edit->cursorPosition() == 1, qPrintable(nameOf(widget)));
-        m_program->key(Qt::Key_Left);
-        QVERIFY2(edit->cursorPosition() == 0, qPrintable(nameOf(widget)));
-        QVERIFY2(g_state->currentFrame == 2, qPrintable(nameOf(widget)));
-    }
-}
-
-void TestMainWindow::spacePlaysWhereverTheFocusIs()
-{
-    startProjectWithTwoObjects();
-    const int objects = g_state->objects.size();
-    bool spinBoxTried = false;
-    for (QWidget *widget : focusableWidgets(*m_program)) {
-        if (qobject_cast<QLineEdit *>(widget))
-            continue; // part of the spin box or the name edit
-        widget->setFocus();
-        g_state->setFrame(0);
-        m_program->key(Qt::Key_Space);
-        QVERIFY2(g_state->currentFrame == 5, qPrintable(nameOf(widget)));
-        QVERIFY2((*m_program)->frameNav()->paused, qPrintable(nameOf(widget)));
-        QVERIFY2(g_state->objects.size() == objects, qPrintable(nameOf(widget)));
-        spinBoxTried = spinBoxTried || widget == (*m_program)->frameNav()->spinBox;
-    }
-    QVERIFY(spinBoxTried);
-}
-
-void TestMainWindow::spaceIsTextInTheNameEdit()
-{
-    startProjectWithTwoObjects();
-    TrackedObjectLabel *label = firstLabel();
-    m_program->click(label->editButton);
-    QTRY_VERIFY(label->nameEdit->hasFocus());
-    QTest::keyClicks(label->nameEdit, "my");
-    m_program->key(Qt::Key_Space);
-    QTest::keyClicks(label->nameEdit, "car");
-    QCOMPARE(label->nameEdit->text(), QString("my car"));
-    QCOMPARE(g_state->currentFrame, 0);
-    m_program->key(Qt::Key_Return);
-    QVERIFY(g_state->objects.at(0)->name == "my car" || g_state->objects.at(1)->name == "my car");
-}
-
-void TestMainWindow::controlATracksWhereverTheFocusIs()
-{
-    startProjectWithTwoObjects();
-    QAction *action = m_program->action("&aTrack");
-    QVERIFY(action->disconnect(m_program->window.get())); // the key is what matters here
-    QSignalSpy triggered(action, &QAction::triggered);
-    TrackedObjectLabel *label = firstLabel();
-    label->toggleEdit();
-    QStringList tried;
-    for (QWidget *widget : focusableWidgets(*m_program)) {
-        if (widget->parentWidget() == (*m_program)->frameNav()->spinBox)
-            continue; // its text is reached through the spin box
-        auto *edit = qobject_cast<QLineEdit *>(widget);
-        if (!edit)
-            edit = widget->findChild<QLineEdit *>(QString(), Qt::FindDirectChildrenOnly);
-        widget->setFocus();
-        QVERIFY2(widget->hasFocus(), qPrintable(nameOf(widget)));
-        if (edit)
-            edit->deselect();
-        triggered.clear();
-        m_program->key(Qt::Key_A, Qt::ControlModifier);
-        QVERIFY2(triggered.size() == 1, qPrintable(nameOf(widget)));
-        if (edit)
-            QVERIFY2(!edit->hasSelectedText(), qPrintable(nameOf(widget)));
-        tried.append(QLatin1String(widget->metaObject()->className()));
-    }
-    QVERIFY(tried.contains("QSpinBox"));
-    QVERIFY(tried.contains("QLineEdit"));
-}
-
-void TestMainWindow::toolShortcutsTriggerTheirActions_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("key");
-    QTest::newRow("new") << "&New" << static_cast<int>(Qt::Key_N);
-    QTest::newRow("save") << "&Save" << static_cast<int>(Qt::Key_S);
-    QTest::newRow("open") << "&Open" << static_cast<int>(Qt::Key_O);
-    QTest::newRow("morph") << "&morph" << static_cast<int>(Qt::Key_M);
-    QTest::newRow("iTrack") << "&iTrack" << static_cast<int>(Qt::Key_I);
-}
-
-void TestMainWindow::toolShortcutsTriggerTheirActions()
-{
-    QFETCH(QString, text);
-    QFETCH(int, key);
-    startProjectWithTwoObjects();
-    QAction *action = m_program->action(text);
-    QVERIFY(action->disconnect(m_program->window.get()));
-    const QSignalSpy triggered(action, &QAction::triggered);
-    m_program->key(static_cast<Qt::Key>(key), Qt::ControlModifier);
-    QCOMPARE(triggered.size(), 1);
-}
-
-void TestMainWindow::debugActionReducesTheCurrentKeyFrame()
-{
-    startProjectWithTwoObjects();
-    g_state->setFrame(3);
-    const QPolygonF outline(
-        {QPointF(10, 10), QPointF(10, 50), QPointF(10, 90), QPointF(90, 90), QPointF(90, 10)});
-    for (TrackedObject *object : qAsConst(g_state->objects)) {
-        for (int frame : {2, 3})
-            object->keyFrames.at(frame)->setNewPolygon(outline);
-    }
-    (*m_program)->onActionTmpDebugAction();
-    const QPolygonF reduced({QPointF(10, 10), QPointF(10, 90), QPointF(90, 90), QPointF(90, 10)});
-    QCOMPARE(g_state->objects.at(1)->keyFrames.at(3)->polygon, reduced);
-    QCOMPARE(g_state->objects.at(1)->keyFrames.at(2)->polygon, outline);
-    QCOMPARE(g_state->objects.at(0)->keyFrames.at(3)->polygon, outline);
-}
-
-void TestMainWindow::everyActionSurvivesANullCurrentObject_data()
-{
-    QTest::addColumn<int>("currentId");
-    QTest::newRow("no object has this id") << 99;
-    QTest::newRow("none") << -1;
-}
-
-void TestMainWindow::everyActionSurvivesANullCurrentObject()
-{
-    QFETCH(int, currentId);
-    startProjectWithTwoObjects();
-    annotate(g_state->objects.at(0), 0, rectangle(10, 10, 30, 30));
-    annotate(g_state->objects.at(0), 5, rectangle(40, 10, 30, 30));
-    g_state->setCurrentObject(currentId);
-    QVERIFY(!g_state->getCurrentObject());
-    const QByteArray before = projectBytes();
-
-    for (const QString &text : QStringList({"&morph", "&iTrack", "&aTrack", "segmentation"})) {
-        DialogDriver driver;
-        driver.tolerateMessageBoxes();
-        m_program->action(text)->trigger();
-        QVERIFY2(driver.problem().isEmpty(), qPrintable(text + ": " + driver.problem()));
-        QVERIFY2(projectBytes() == before, qPrintable(text));
-    }
-    (*m_program)->onActionTmpDebugAction();
-    QVERIFY(projectBytes() == before);
-    m_program->action("Next Frame")->trigger();
-    QCOMPARE(g_state->currentFrame, 1);
-    m_program->action("Previous Frame")->trigger();
-    QCOMPARE(g_state->currentFrame, 0);
-    (*m_program)->reload();
-    QCOMPARE(enabledProblem(*m_program, true, true), QString());
-    QCOMPARE(m_program->exportXml(m_folder.filePath("nobody.xml"), false), QString());
-    QVERIFY(QFile::remove(m_folder.filePath("nobody.xml")));
-    QCOMPARE(m_program->saveAs(m_folder.filePath("nobody.palu")), QString());
-    QFile saved(m_folder.filePath("nobody.palu"));
-    QVERIFY(saved.open(QIODevice::ReadOnly));
-    QVERIFY(saved.readAll() == before);
-    QVERIFY(saved.remove());
-    // Drawing, with nobody to draw for.
-    m_program->doubleClickFrame(QPointF(5, 5));
-    QVERIFY(projectBytes() == before);
-}
-
 void TestMainWindow::endingTheProgramWhileATextIsEdited_data()
 {
     QTest::addColumn<bool>("nameEdit");
@@ -1106,11 +509,11 @@ void TestMainWindow::endingTheProgramWhileATextIsEdited()
 {
     QFETCH(bool, nameEdit);
     QFETCH(bool, closed);
-    startProjectWithTwoObjects();
+    m_program->pretendTwoObjects();
     QWidget *field = (*m_program)->frameNav()->spinBox;
     if (nameEdit) {
-        firstLabel()->toggleEdit();
-        field = firstLabel()->nameEdit;
+        m_program->firstLabel()->toggleEdit();
+        field = m_program->firstLabel()->nameEdit;
     }
     field->setFocus();
     QVERIFY(field->hasFocus());

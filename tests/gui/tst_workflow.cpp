@@ -15,30 +15,20 @@
 #include "views/trackedobjectlabel.h"
 
 #include <QAction>
-#include <QDir>
 #include <QGraphicsPixmapItem>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
-#include <QSlider>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <QXmlStreamReader>
 
 #include <opencv2/imgcodecs.hpp>
 
-#include <functional>
-
 namespace
 {
 
 constexpr int frameCount = 12;
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 /// Number of elements with this name; -1 when the text is no well-formed XML.
 int countElements(const QByteArray &xml, const QString &name)
@@ -51,35 +41,6 @@ int countElements(const QByteArray &xml, const QString &name)
     }
     return reader.hasError() ? -1 : count;
 }
-
-/// Does something once the playback runs.
-class DuringPlayback : public QObject
-{
-public:
-    explicit DuringPlayback(FrameNav *nav, std::function<void()> action)
-        : m_nav(nav)
-        , m_action(std::move(action))
-    {
-        connect(&m_timer, &QTimer::timeout, this, &DuringPlayback::look);
-        m_timer.start(1);
-    }
-
-    bool done = false;
-
-private:
-    void look()
-    {
-        if (m_nav->paused || done)
-            return;
-        done = true;
-        m_timer.stop();
-        m_action();
-    }
-
-    FrameNav *m_nav;
-    std::function<void()> m_action;
-    QTimer m_timer;
-};
 
 bool near(QPointF a, QPointF b)
 {
@@ -116,13 +77,6 @@ private slots:
 
     void annotateSaveAndOpenAgain();
     void everyFrameShowsItsOwnImage();
-    void newWhilePlayingEndsThePlayback();
-    void openWhilePlayingEndsThePlayback();
-    void closingWhilePlayingEndsThePlayback_data();
-    void closingWhilePlayingEndsThePlayback();
-    void cancelledNewWhilePlayingKeepsTheProject();
-    void badInputLeavesTheProgramUsable_data();
-    void badInputLeavesTheProgramUsable();
     void oddNamesAreLoaded_data();
     void oddNamesAreLoaded();
 
@@ -130,11 +84,9 @@ private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
     /// Adds an object with the mouse and draws an outline on the first and the last frame.
     void annotateObject(const QPolygonF &first, const QPolygonF &last);
-    void loadSlowClip();
 
     QTemporaryDir m_clips;
     QString m_clip;
-    QString m_slowClip;
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<ProgramFixture> m_program;
 };
@@ -142,9 +94,7 @@ private:
 void TestWorkflow::initTestCase()
 {
     m_clip = encodeClip(m_clips.path(), "clip", frameCount);
-    m_slowClip = encodeClip(m_clips.path(), "slow", frameCount, 5);
     QVERIFY(!m_clip.isEmpty());
-    QVERIFY(!m_slowClip.isEmpty());
 }
 
 void TestWorkflow::init()
@@ -299,163 +249,6 @@ void TestWorkflow::everyFrameShowsItsOwnImage()
     }
     QCOMPARE(shown.first(), 0);
     QVERIFY(std::is_sorted(shown.cbegin(), shown.cend()));
-}
-
-void TestWorkflow::loadSlowClip()
-{
-    QCOMPARE(m_program->newProject(m_slowClip), QString());
-    g_state->addObject();
-    g_state->setFrame(2);
-}
-
-void TestWorkflow::newWhilePlayingEndsThePlayback()
-{
-    loadSlowClip();
-    DialogDriver driver;
-    driver.acceptFile(m_clip);
-    int frameBehindTheDialog = -1;
-    DuringPlayback during((*m_program)->frameNav(), [&] {
-        m_program->action("&New")->trigger();
-        frameBehindTheDialog = g_state->currentFrame;
-    });
-    m_program->click((*m_program)->frameNav()->buttonPlay);
-    QTRY_VERIFY(during.done);
-    QCOMPARE(driver.problem(), QString());
-    QVERIFY((*m_program)->frameNav()->paused);
-    QVERIFY(g_state->videoLoaded);
-    QVERIFY(!g_state->hasObjects());
-    QCOMPARE(frameBehindTheDialog, 0);
-    QCOMPARE(g_state->currentFrame, 0); // the old playback moves nothing any more
-    QCOMPARE(g_state->video->fps, 25.0);
-    QVERIFY((*m_program)->isEnabled());
-    QVERIFY((*m_program)->frameViewer()->isEnabled());
-    QVERIFY((*m_program)->frameNav()->buttonNext->isEnabled());
-    QVERIFY((*m_program)->frameNav()->slider->isEnabled());
-    // Playing works in the new project.
-    m_program->key(Qt::Key_Space);
-    QCOMPARE(g_state->currentFrame, frameCount - 1);
-}
-
-void TestWorkflow::openWhilePlayingEndsThePlayback()
-{
-    loadSlowClip();
-    QCOMPARE(m_program->saveAs(path("slow.palu")), QString());
-    DialogDriver driver;
-    driver.acceptFile(path("slow.palu"));
-    driver.acceptFile(m_slowClip);
-    DuringPlayback during((*m_program)->frameNav(), [&] { m_program->action("&Open")->trigger(); });
-    m_program->click((*m_program)->frameNav()->buttonPlay);
-    QTRY_VERIFY(during.done);
-    QCOMPARE(driver.problem(), QString());
-    QVERIFY((*m_program)->frameNav()->paused);
-    QCOMPARE(g_state->objects.size(), 1);
-    QCOMPARE(g_state->currentFrame, 2);
-    QVERIFY((*m_program)->isEnabled());
-    QVERIFY((*m_program)->frameViewer()->isEnabled());
-    QVERIFY((*m_program)->frameNav()->buttonNext->isEnabled());
-}
-
-void TestWorkflow::closingWhilePlayingEndsThePlayback_data()
-{
-    QTest::addColumn<bool>("byAction");
-    QTest::newRow("by Close") << true;
-    QTest::newRow("by the window's own button") << false;
-}
-
-void TestWorkflow::closingWhilePlayingEndsThePlayback()
-{
-    QFETCH(bool, byAction);
-    loadSlowClip();
-    LogCapture log;
-    DuringPlayback during((*m_program)->frameNav(), [&] {
-        if (byAction)
-            m_program->action("&Close")->trigger();
-        else
-            (*m_program)->close();
-    });
-    QElapsedTimer timer;
-    timer.start();
-    m_program->click((*m_program)->frameNav()->buttonPlay);
-    QTRY_VERIFY(during.done);
-    QVERIFY((*m_program)->frameNav()->paused);
-    QVERIFY(!(*m_program)->isVisible());
-    QVERIFY2(g_state->currentFrame < 5, "the playback went on without a window");
-    QVERIFY(timer.elapsed() < 1500);
-}
-
-void TestWorkflow::cancelledNewWhilePlayingKeepsTheProject()
-{
-    loadSlowClip();
-    const DataState *state = g_state;
-    DialogDriver driver;
-    driver.rejectFile();
-    DuringPlayback during((*m_program)->frameNav(), [&] { m_program->action("&New")->trigger(); });
-    m_program->click((*m_program)->frameNav()->buttonPlay);
-    QTRY_VERIFY(during.done);
-    QCOMPARE(driver.problem(), QString());
-    QCOMPARE(g_state, state);
-    QCOMPARE(g_state->objects.size(), 1);
-    QVERIFY((*m_program)->frameNav()->paused);
-    QVERIFY((*m_program)->isEnabled());
-    QVERIFY((*m_program)->frameViewer()->isEnabled());
-}
-
-void TestWorkflow::badInputLeavesTheProgramUsable_data()
-{
-    QTest::addColumn<QString>("input");
-    for (const char *input : {"text", "empty file", "cut off video", "noise"})
-        QTest::newRow(input) << QString(input);
-    QTest::newRow("vanished file") << "vanished";
-    QTest::newRow("folder") << "folder";
-}
-
-void TestWorkflow::badInputLeavesTheProgramUsable()
-{
-    QFETCH(QString, input);
-    const QString bad = path("bad.mp4");
-    QFile file(bad);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    if (input == "text" || input == "vanished")
-        file.write("This is no video.\n");
-    else if (input == "cut off video")
-        file.write(contentOf(m_clip).left(200));
-    else if (input == "noise")
-        file.write(QByteArray(100000, '\xa5'));
-    file.close();
-    QVERIFY(QDir(m_folder->path()).mkdir("folder"));
-
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    g_state->addObject();
-    {
-        LogCapture log;
-        DialogDriver driver;
-        driver.acceptFile(input == "folder" ? path("folder") : bad);
-        if (input == "vanished") {
-            driver.beforeAnswer([&](QWidget *dialog) {
-                connect(qobject_cast<QDialog *>(dialog), &QDialog::accepted, this,
-                        [&] { QFile::remove(bad); });
-            });
-        }
-        if (input == "folder")
-            driver.rejectFile(); // the dialog goes into the folder instead of choosing it
-        m_program->action("&New")->trigger();
-        QCOMPARE(driver.problem(), QString());
-    }
-    QVERIFY((*m_program)->isEnabled());
-    if (input == "folder") {
-        QVERIFY(g_state->videoLoaded);
-    } else {
-        QVERIFY(!g_state->videoLoaded);
-        QVERIFY(!g_state->hasObjects());
-        QVERIFY(!m_program->action("&Save")->isEnabled());
-    }
-    // Everything works afterwards.
-    QCOMPARE(m_program->newProject(m_clip), QString());
-    QVERIFY(g_state->videoLoaded);
-    m_program->doubleClickFrame(QPointF(50, 50));
-    QCOMPARE(g_state->objects.size(), 1);
-    m_program->key(Qt::Key_Right);
-    QCOMPARE(g_state->currentFrame, 1);
 }
 
 void TestWorkflow::oddNamesAreLoaded_data()
