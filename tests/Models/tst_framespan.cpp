@@ -12,6 +12,7 @@ class TestFrameSpan : public QObject
 
 private slots:
     void typeValuesAreThoseOfTheFile();
+    void theChangeBit();
     void aSpanStartsAsItIsTold();
     void settingASpanTypeAlwaysSignals();
 };
@@ -21,6 +22,11 @@ void TestFrameSpan::typeValuesAreThoseOfTheFile()
     QCOMPARE(static_cast<int>(FrameSpan::Hidden), 0);
     QCOMPARE(static_cast<int>(FrameSpan::Visible), 1);
     QCOMPARE(static_cast<int>(FrameSpan::Occluded), 2);
+}
+
+void TestFrameSpan::theChangeBit()
+{
+    QCOMPARE(static_cast<int>(FrameSpan::TypeChanged), 1);
 }
 
 void TestFrameSpan::aSpanStartsAsItIsTold()
@@ -48,7 +54,7 @@ void TestFrameSpan::settingASpanTypeAlwaysSignals()
     span->setType(FrameSpan::Occluded);
     span->setType(FrameSpan::Hidden);
     QCOMPARE(span->type, FrameSpan::Hidden);
-    QCOMPARE(recorder.log, QStringList({"span 0-9: 1", "span 0-9: 1", "span 0-9: 1"}));
+    QCOMPARE(recorder.log, QStringList({"span 0-9: type", "span 0-9: type", "span 0-9: type"}));
 }
 
 QTEST_GUILESS_MAIN(TestFrameSpan)

@@ -105,6 +105,7 @@ private slots:
     void cleanup();
 
     void typeValuesAreThoseOfTheFile();
+    void theChangeBits();
     void aKeyFrameStartsEmptyAtItsOwnersRank();
     void settingAPolygonAlwaysSignals();
     void settingAKeyFrameTypeAlwaysSignals();
@@ -186,6 +187,12 @@ void TestKeyFrame::typeValuesAreThoseOfTheFile()
     QCOMPARE(static_cast<int>(KeyFrame::Automatic), 3);
 }
 
+void TestKeyFrame::theChangeBits()
+{
+    QCOMPARE(static_cast<int>(KeyFrame::PolygonChanged), 1);
+    QCOMPARE(static_cast<int>(KeyFrame::TypeChanged), 2);
+}
+
 void TestKeyFrame::aKeyFrameStartsEmptyAtItsOwnersRank()
 {
     TestProject project(10);
@@ -213,7 +220,7 @@ void TestKeyFrame::settingAPolygonAlwaysSignals()
     QCOMPARE(key->type, KeyFrame::None);
     QCOMPARE(spy.count(), 3);
     for (const QList<QVariant> &arguments : spy)
-        QCOMPARE(arguments, QList<QVariant>{1});
+        QCOMPARE(arguments, QList<QVariant>{KeyFrame::PolygonChanged});
 }
 
 void TestKeyFrame::settingAKeyFrameTypeAlwaysSignals()
@@ -231,15 +238,16 @@ void TestKeyFrame::settingAKeyFrameTypeAlwaysSignals()
     QCOMPARE(key->polygon, smallBox);
     QCOMPARE(spy.count(), 4);
     for (const QList<QVariant> &arguments : spy)
-        QCOMPARE(arguments, QList<QVariant>{2});
+        QCOMPARE(arguments, QList<QVariant>{KeyFrame::TypeChanged});
 }
 
 // ---------------------------------------------------------------------------------------------------------
 
-void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
+namespace
 {
-    QTest::addColumn<QPolygonF>("polygon");
-    QTest::addColumn<QPolygonF>("reducedPolygon");
+
+void addOutlinesWithVerticesOnASide()
+{
     const QPolygonF square = rectangle(0, 0, 10, 10);
     QTest::newRow("square") << square << square;
     const QPolygonF withMiddle(
@@ -258,7 +266,10 @@ void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
     QTest::newRow("closing vertex repeated")
         << poly({QPointF(0, 0), QPointF(0, 10), QPointF(10, 10), QPointF(10, 0), QPointF(0, 0)})
         << poly({QPointF(0, 10), QPointF(10, 10), QPointF(10, 0), QPointF(0, 0)});
+}
 
+void addCostsAroundTheThreshold()
+{
     QTest::newRow("long chord, cost just below one")
         << squareWithBump(9.99) << removeAt(squareWithBump(10), 1);
     QTest::newRow("long chord, cost exactly one") << squareWithBump(10) << removeAt(squareWithBump(10), 1);
@@ -274,7 +285,10 @@ void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
         << outlineWithShortChord(aboveOne) << outlineWithShortChord(aboveOne);
     QTest::newRow("chord of one pixel, cost 1.21")
         << outlineWithShortChord(1.1) << outlineWithShortChord(1.1);
+}
 
+void addCostsThatAreNoNumbers()
+{
     // Neighbours that coincide leave a chord of no length: the cost is infinite however near the vertex is.
     const QPolygonF toAndFro({QPointF(0, 0), QPointF(0.1, 0), QPointF(0, 0), QPointF(0.1, 0)});
     QTest::newRow("infinite costs only") << toAndFro << toAndFro;
@@ -296,7 +310,10 @@ void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
     const QPolygonF brokenLater(
         {QPointF(0, 0), QPointF(100, 0), QPointF(notANumber, 5), QPointF(100, 100), QPointF(0, 100)});
     QTest::newRow("later cost is not a number") << brokenLater << brokenLater;
+}
 
+void addOutlinesOfFewVertices()
+{
     QTest::newRow("empty") << QPolygonF() << QPolygonF();
     QTest::newRow("one vertex") << poly({QPointF(3, 4)}) << poly({QPointF(3, 4)});
     QTest::newRow("two vertices") << poly({QPointF(3, 4), QPointF(3.1, 4)})
@@ -308,6 +325,18 @@ void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
     QTest::newRow("all vertices at one point")
         << poly({QPointF(7, 7), QPointF(7, 7), QPointF(7, 7), QPointF(7, 7)})
         << poly({QPointF(7, 7), QPointF(7, 7)});
+}
+
+} // namespace
+
+void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<QPolygonF>("reducedPolygon");
+    addOutlinesWithVerticesOnASide();
+    addCostsAroundTheThreshold();
+    addCostsThatAreNoNumbers();
+    addOutlinesOfFewVertices();
 }
 
 void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess()

@@ -247,7 +247,7 @@ public:
             expectedSignals = setKeyFrameType();
         ModelChecks::flushDeferredDeletes();
         for (const QList<QVariant> &arguments : qAsConst(m_spy)) {
-            if (arguments != QList<QVariant>{2})
+            if (arguments != QList<QVariant>{TrackedObject::SpansChanged})
                 return QStringLiteral("the object signals %1").arg(arguments.first().toInt());
         }
         if (m_spy.count() != expectedSignals)

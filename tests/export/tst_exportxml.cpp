@@ -359,44 +359,41 @@ void TestExportXml::sourceFileIsTheLastPartOfThePath()
 
 void TestExportXml::modesFollowKeyFrameAndSpan_data()
 {
-    QTest::addColumn<int>("keyFrameType");
-    QTest::addColumn<int>("spanType");
+    QTest::addColumn<KeyFrame::Type>("keyFrameType");
+    QTest::addColumn<FrameSpan::Type>("spanType");
     QTest::addColumn<QString>("annotationMode");
     QTest::addColumn<QString>("objectMode");
-    QTest::newRow("no key frame, visible span") << int(KeyFrame::None) << int(FrameSpan::Visible) << "NA"
+    QTest::newRow("no key frame, visible span") << KeyFrame::None << FrameSpan::Visible << "NA"
                                                 << "NA";
-    QTest::newRow("no key frame, hidden span") << int(KeyFrame::None) << int(FrameSpan::Hidden) << "NA"
+    QTest::newRow("no key frame, hidden span") << KeyFrame::None << FrameSpan::Hidden << "NA"
                                                << "NA";
-    QTest::newRow("visible, hidden span") << int(KeyFrame::Visible) << int(FrameSpan::Hidden) << "Manual"
+    QTest::newRow("visible, hidden span") << KeyFrame::Visible << FrameSpan::Hidden << "Manual"
                                           << "Visible";
-    QTest::newRow("visible, occluded span") << int(KeyFrame::Visible) << int(FrameSpan::Occluded) << "Manual"
+    QTest::newRow("visible, occluded span") << KeyFrame::Visible << FrameSpan::Occluded << "Manual"
                                             << "Visible";
-    QTest::newRow("occluded, visible span") << int(KeyFrame::Occluded) << int(FrameSpan::Visible) << "Manual"
+    QTest::newRow("occluded, visible span") << KeyFrame::Occluded << FrameSpan::Visible << "Manual"
                                             << "Occluded";
-    QTest::newRow("automatic, hidden span")
-        << int(KeyFrame::Automatic) << int(FrameSpan::Hidden) << "Automatic"
-        << "NA";
-    QTest::newRow("automatic, visible span")
-        << int(KeyFrame::Automatic) << int(FrameSpan::Visible) << "Automatic"
-        << "Visible";
-    QTest::newRow("automatic, occluded span")
-        << int(KeyFrame::Automatic) << int(FrameSpan::Occluded) << "Automatic"
-        << "Occluded";
+    QTest::newRow("automatic, hidden span") << KeyFrame::Automatic << FrameSpan::Hidden << "Automatic"
+                                            << "NA";
+    QTest::newRow("automatic, visible span") << KeyFrame::Automatic << FrameSpan::Visible << "Automatic"
+                                             << "Visible";
+    QTest::newRow("automatic, occluded span") << KeyFrame::Automatic << FrameSpan::Occluded << "Automatic"
+                                              << "Occluded";
 }
 
 void TestExportXml::modesFollowKeyFrameAndSpan()
 {
-    QFETCH(int, keyFrameType);
-    QFETCH(int, spanType);
+    QFETCH(KeyFrame::Type, keyFrameType);
+    QFETCH(FrameSpan::Type, spanType);
     QFETCH(QString, annotationMode);
     QFETCH(QString, objectMode);
     TestProject project(12);
     TrackedObject *object = project.addObject();
     annotate(object, 3, rectangle(0, 0, 5, 5));
     annotate(object, 9, rectangle(0, 0, 5, 5));
-    object->frameSpans.at(6)->type = static_cast<FrameSpan::Type>(spanType);
+    object->frameSpans.at(6)->type = spanType;
     object->keyFrames.at(6)->polygon = rectangle(1, 1, 5, 5);
-    object->keyFrames.at(6)->type = static_cast<KeyFrame::Type>(keyFrameType);
+    object->keyFrames.at(6)->type = keyFrameType;
     const QVector<Element> frames = named(parse(exported(project.state(), false)), "data:polygone");
     QCOMPARE(frames.size(), 3);
     QCOMPARE(frames.at(1).value("framespan"), QStringLiteral("6:6"));

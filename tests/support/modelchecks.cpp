@@ -7,7 +7,9 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMetaEnum>
+#include <QPair>
 #include <QSet>
+#include <QVector>
 
 QList<FrameSpan *> ModelChecks::chain(const TrackedObject *object)
 {
@@ -122,13 +124,44 @@ void ModelChecks::flushDeferredDeletes()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
+namespace
+{
+
+/// The bits of a change signal, each with its word.
+using Words = QVector<QPair<int, const char *>>;
+
+const Words objectWords{{TrackedObject::NameChanged, "name"},
+                        {TrackedObject::SpansChanged, "spans"},
+                        {TrackedObject::ZOrderChanged, "stacking"}};
+const Words keyFrameWords{{KeyFrame::PolygonChanged, "polygon"}, {KeyFrame::TypeChanged, "type"}};
+const Words spanWords{{FrameSpan::TypeChanged, "type"}};
+const Words stateWords{{DataState::ObjectSelectionChanged, "selection"},
+                       {DataState::FrameChanged, "frame"},
+                       {DataState::ObjectListChanged, "objects"}};
+
+QString inWords(int flags, const Words &words)
+{
+    QStringList parts;
+    for (const auto &[bit, word] : words) {
+        if (flags & bit)
+            parts.append(QLatin1String(word));
+        flags &= ~bit;
+    }
+    if (flags != 0 || parts.isEmpty())
+        parts.append(QString::number(flags));
+    return parts.join(QLatin1Char('|'));
+}
+
+} // namespace
+
 void SignalRecorder::watch(TrackedObject *object)
 {
-    QObject::connect(object, &TrackedObject::hasChanged, &m_context,
-                     [this](int flags) { log.append(QStringLiteral("object: %1").arg(flags)); });
+    QObject::connect(object, &TrackedObject::hasChanged, &m_context, [this](int flags) {
+        log.append(QLatin1String("object: ") + inWords(flags, objectWords));
+    });
     for (KeyFrame *key : qAsConst(object->keyFrames)) {
         QObject::connect(key, &KeyFrame::hasChanged, &m_context, [this, key](int flags) {
-            log.append(QStringLiteral("key %1: %2").arg(key->frame).arg(flags));
+            log.append(QStringLiteral("key %1: %2").arg(key->frame).arg(inWords(flags, keyFrameWords)));
         });
     }
     QSet<FrameSpan *> watched;
@@ -137,13 +170,17 @@ void SignalRecorder::watch(TrackedObject *object)
             continue;
         watched.insert(span);
         QObject::connect(span, &FrameSpan::hasChanged, &m_context, [this, span](int flags) {
-            log.append(QStringLiteral("span %1-%2: %3").arg(span->start).arg(span->end).arg(flags));
+            log.append(QStringLiteral("span %1-%2: %3")
+                           .arg(span->start)
+                           .arg(span->end)
+                           .arg(inWords(flags, spanWords)));
         });
     }
 }
 
 void SignalRecorder::watch(DataState *state)
 {
-    QObject::connect(state, &DataState::hasChanged, &m_context,
-                     [this](int flags) { log.append(QStringLiteral("state: %1").arg(flags)); });
+    QObject::connect(state, &DataState::hasChanged, &m_context, [this](int flags) {
+        log.append(QLatin1String("state: ") + inWords(flags, stateWords));
+    });
 }

@@ -38,10 +38,11 @@ void flushDeferredDeletes();
 class SignalRecorder
 {
 public:
-    /// Watches the object, its key frames and the spans it has now: "object: 2", "key 5: 1", "span 0-10: 1"
-    /// (first and last frame at the time of the signal).
+    /// Watches the object, its key frames and the spans it has now: "object: spans", "key 5: polygon",
+    /// "span 0-10: type" (first and last frame at the time of the signal). Several bits of one signal are
+    /// joined as in "polygon|type"; what is left of the flags stands as a number.
     void watch(TrackedObject *object);
-    /// Watches the state: "state: 5".
+    /// Watches the state: "state: selection|objects".
     void watch(DataState *state);
 
     QStringList log;
