@@ -47,13 +47,13 @@ QByteArray soundFile()
     ProjectImage image(videoFrames);
     image.currentFrame = 3;
     ProjectImage::ObjectRecord &first = image.addObject(QStringLiteral("new object 1"), 0);
-    first.spans = {{1, 0, 4}, {2, 4, 5}, {0, 5, 11}};
-    first.keyFrames[0].type = 1;
+    first.spans = {{FrameSpan::Visible, 0, 4}, {FrameSpan::Occluded, 4, 5}, {FrameSpan::Hidden, 5, 11}};
+    first.keyFrames[0].type = KeyFrame::Visible;
     first.keyFrames[0].polygon = rectangle(10, 10, 20, 20);
-    first.keyFrames[2].type = 3;
+    first.keyFrames[2].type = KeyFrame::Automatic;
     first.keyFrames[2].polygon = rectangle(12, 10, 20, 20);
-    first.keyFrames[4].type = 2;
-    first.keyFrames[5].type = 1;
+    first.keyFrames[4].type = KeyFrame::Occluded;
+    first.keyFrames[5].type = KeyFrame::Visible;
     image.addObject(QStringLiteral("b"), 4).keyFrames[11].polygon = rectangle(0, 0, 1, 1);
     return image.bytes();
 }
@@ -215,6 +215,21 @@ QString exportProblem(DataState *state, int outlines)
     return QString();
 }
 
+/// A project with broken outlines on the frames 0, 4 and 10 and a sound one on frame 8.
+QByteArray fileWithBrokenOutlines(const QPolygonF &broken)
+{
+    ProjectImage image(videoFrames);
+    ProjectImage::ObjectRecord &record = image.addObject(QStringLiteral("object"), 0);
+    record.spans = {{FrameSpan::Visible, 0, 4}, {FrameSpan::Occluded, 4, 8}, {FrameSpan::Hidden, 8, 11}};
+    for (const int frame : {0, 4, 10}) {
+        record.keyFrames[frame].type = KeyFrame::Visible;
+        record.keyFrames[frame].polygon = broken;
+    }
+    record.keyFrames[8].type = KeyFrame::Occluded;
+    record.keyFrames[8].polygon = rectangle(200, 120, 60, 40);
+    return image.bytes();
+}
+
 int outlineCount(const TrackedObject *object)
 {
     return static_cast<int>(
@@ -255,6 +270,11 @@ private slots:
     void objectsCanBeAddedAfterTheGreatestNextId();
     void brokenCoordinatesSurviveEditing_data();
     void brokenCoordinatesSurviveEditing();
+
+private:
+    void morphBrokenOutlines(DataState &state);
+    void reduceBrokenOutlines(DataState &state);
+    void moveBrokenOutlines(DataState &state);
 };
 
 void TestProjectFileDamage::theSoundFileIsAccepted()
@@ -423,33 +443,53 @@ void TestProjectFileDamage::brokenCoordinatesSurviveEditing_data()
         QVector<QPointF>(3, QPointF(std::numeric_limits<double>::signaling_NaN(), -notANumber)));
 }
 
+void TestProjectFileDamage::morphBrokenOutlines(DataState &state)
+{
+    const TrackedObject *object = state.getCurrentObject();
+    Morph(&state).linearMorphing(0, -1);
+    QCOMPARE(outlineCount(object), 10); // 0 to 8 and 10
+    QCOMPARE(object->keyFrames.at(6)->type, KeyFrame::Automatic);
+    QCOMPARE(exportProblem(&state, 10), QString());
+}
+
+void TestProjectFileDamage::reduceBrokenOutlines(DataState &state)
+{
+    const TrackedObject *object = state.getCurrentObject();
+    const int outlines = outlineCount(object);
+    for (KeyFrame *keyFrame : object->keyFrames) {
+        const int vertices = keyFrame->polygon.size();
+        keyFrame->reducePolygonVertices();
+        QVERIFY(keyFrame->polygon.size() <= vertices);
+    }
+    QCOMPARE(outlineCount(object), outlines); // at least two vertices of each are left
+    QCOMPARE(exportProblem(&state, outlines), QString());
+}
+
+void TestProjectFileDamage::moveBrokenOutlines(DataState &state)
+{
+    const TrackedObject *object = state.getCurrentObject();
+    for (KeyFrame *keyFrame : object->keyFrames) {
+        keyFrame->transformPolygon(Eigen::Affine2d(Eigen::Translation2d(5, 5)));
+        QVERIFY2(isInsideTheFrame(keyFrame->polygon), QByteArray::number(keyFrame->frame));
+    }
+    QCOMPARE(object->keyFrames.at(8)->polygon.boundingRect(), QRectF(205, 125, 60, 40));
+    QCOMPARE(exportProblem(&state, outlineCount(object)), QString());
+}
+
 void TestProjectFileDamage::brokenCoordinatesSurviveEditing()
 {
     QFETCH(QPolygonF, broken);
-    ProjectImage image(videoFrames);
-    ProjectImage::ObjectRecord &record = image.addObject(QStringLiteral("object"), 0);
-    record.spans = {{1, 0, 4}, {2, 4, 8}, {0, 8, 11}};
-    for (const int frame : {0, 4, 10}) {
-        record.keyFrames[frame].type = 1;
-        record.keyFrames[frame].polygon = broken;
-    }
-    record.keyFrames[8].type = 2;
-    record.keyFrames[8].polygon = rectangle(200, 120, 60, 40);
-    const QByteArray bytes = image.bytes();
-    {
-        Reader reader;
-        QCOMPARE(reader.read(bytes), QString());
-        QCOMPARE(reader.accepted, 1);
-    }
+    const QByteArray bytes = fileWithBrokenOutlines(broken);
+    Reader reader;
+    QCOMPARE(reader.read(bytes), QString());
+    QCOMPARE(reader.accepted, 1);
 
     // Each way of editing starts from the outlines of the file, and the last one goes all the ways.
-    struct Step {
-        bool morph;
-        bool reduce;
-        bool transform;
-    };
-    for (const Step step : {Step{true, false, false}, Step{false, true, false}, Step{false, false, true},
-                            Step{true, true, true}}) {
+    using Way = void (TestProjectFileDamage::*)(DataState &);
+    const Way morph = &TestProjectFileDamage::morphBrokenOutlines;
+    const Way reduce = &TestProjectFileDamage::reduceBrokenOutlines;
+    const Way move = &TestProjectFileDamage::moveBrokenOutlines;
+    for (const QVector<Way> &ways : QVector<QVector<Way>>{{morph}, {reduce}, {move}, {morph, reduce, move}}) {
         TestProject project(videoFrames);
         QDataStream stream(bytes);
         ProjectFile::readVideoName(stream);
@@ -457,31 +497,12 @@ void TestProjectFileDamage::brokenCoordinatesSurviveEditing()
         const TrackedObject *object = project->getCurrentObject();
         QVERIFY(object);
         QCOMPARE(object->keyFrames.at(0)->polygon.size(), broken.size());
+        QCOMPARE(outlineCount(object), 4);
         QCOMPARE(exportProblem(project.state(), 4), QString());
-        int outlines = 4;
-        if (step.morph) {
-            Morph(project.state()).linearMorphing(0, -1);
-            outlines = 10; // 0 to 8 and 10
-            QCOMPARE(outlineCount(object), outlines);
-            QCOMPARE(object->keyFrames.at(6)->type, KeyFrame::Automatic);
-            QCOMPARE(exportProblem(project.state(), outlines), QString());
-        }
-        if (step.reduce) {
-            for (KeyFrame *keyFrame : object->keyFrames) {
-                const int vertices = keyFrame->polygon.size();
-                keyFrame->reducePolygonVertices();
-                QVERIFY(keyFrame->polygon.size() <= vertices);
-            }
-            QCOMPARE(outlineCount(object), outlines); // at least two vertices of each are left
-            QCOMPARE(exportProblem(project.state(), outlines), QString());
-        }
-        if (step.transform) {
-            for (KeyFrame *keyFrame : object->keyFrames) {
-                keyFrame->transformPolygon(Eigen::Affine2d(Eigen::Translation2d(5, 5)));
-                QVERIFY2(isInsideTheFrame(keyFrame->polygon), QByteArray::number(keyFrame->frame));
-            }
-            QCOMPARE(object->keyFrames.at(8)->polygon.boundingRect(), QRectF(205, 125, 60, 40));
-            QCOMPARE(exportProblem(project.state(), outlineCount(object)), QString());
+        for (const Way way : ways) {
+            (this->*way)(*project);
+            if (QTest::currentTestFailed())
+                return;
         }
         QCOMPARE(ModelChecks::stateProblem(*project), QString());
     }

@@ -25,6 +25,8 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include <functional>
+
 namespace
 {
 
@@ -84,9 +86,20 @@ private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
     /// Adds an object with the mouse and draws an outline on the first and the last frame.
     void annotateObject(const QPolygonF &first, const QPolygonF &last);
+    /// The label of an object in the time line, null if there is none.
+    TrackedObjectLabel *labelOf(const TrackedObject *object) const;
+    // Steps of the work on a project.
+    void startProject();
+    void annotateTwoObjects();
+    void morphBothObjects();
+    void switchOrderFromTheLastKeyFrameOn();
+    void playFromTheStartToTheEnd();
+    void saveAndCloseTheProgram();
+    void openInANewProgram();
 
     QTemporaryDir m_clips;
     QString m_clip;
+    const TestClips::Shape m_square = TestClips::movingSquare().shapes.constFirst();
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<ProgramFixture> m_program;
 };
@@ -126,37 +139,45 @@ void TestWorkflow::annotateObject(const QPolygonF &first, const QPolygonF &last)
     QCOMPARE(object->keyFrames.last()->type, KeyFrame::Visible);
 }
 
-void TestWorkflow::annotateSaveAndOpenAgain()
+TrackedObjectLabel *TestWorkflow::labelOf(const TrackedObject *object) const
+{
+    ModelChecks::flushDeferredDeletes();
+    QCoreApplication::processEvents();
+    for (auto *label : (*m_program)->timeLine()->findChildren<TrackedObjectLabel *>()) {
+        if (label->objectId == object->id)
+            return label;
+    }
+    return nullptr;
+}
+
+void TestWorkflow::startProject()
 {
     DialogDriver driver;
     driver.acceptFile(m_clip);
     m_program->key(Qt::Key_N, Qt::ControlModifier);
     QCOMPARE(driver.problem(), QString());
     QVERIFY(g_state->videoLoaded);
+}
 
-    // The first object follows the square of the clip, the second one comes from the other side.
-    const TestClips::Scene scene = TestClips::movingSquare();
-    const TestClips::Shape &square = scene.shapes.constFirst();
-    annotateObject(square.outlineAt(0), square.outlineAt(frameCount - 1));
+// The first object follows the square of the clip, the second one comes from the other side.
+void TestWorkflow::annotateTwoObjects()
+{
+    annotateObject(m_square.outlineAt(0), m_square.outlineAt(frameCount - 1));
     const QPolygonF triangle({QPointF(250, 60), QPointF(230, 110), QPointF(290, 110)});
     annotateObject(triangle, triangle.translated(-120, 30));
     QCOMPARE(g_state->objects.size(), 2);
-    TrackedObject *first = g_state->objects.at(0);
-    TrackedObject *second = g_state->objects.at(1);
-    QCOMPARE(ModelChecks::chainText(first), QString("0-11 Visible"));
+    QCOMPARE(ModelChecks::chainText(g_state->objects.at(0)), QString("0-11 Visible"));
     QCOMPARE(ModelChecks::stateProblem(*g_state), QString());
+}
 
-    // Morph the second one, click the first one's label, morph it, too.
+// The second one, which is the current one, then the first one, chosen by a click on its label.
+void TestWorkflow::morphBothObjects()
+{
+    TrackedObject *first = g_state->objects.at(0);
     m_program->key(Qt::Key_M, Qt::ControlModifier);
-    QCOMPARE(second->keyFrames.at(5)->type, KeyFrame::Automatic);
+    QCOMPARE(g_state->objects.at(1)->keyFrames.at(5)->type, KeyFrame::Automatic);
     QVERIFY(first->keyFrames.at(5)->polygon.isEmpty());
-    ModelChecks::flushDeferredDeletes();
-    QCoreApplication::processEvents();
-    TrackedObjectLabel *label = nullptr;
-    for (auto *candidate : (*m_program)->timeLine()->findChildren<TrackedObjectLabel *>()) {
-        if (candidate->objectId == first->id)
-            label = candidate;
-    }
+    const TrackedObjectLabel *label = labelOf(first);
     QVERIFY(label);
     m_program->click(label->nameLabel);
     QCOMPARE(g_state->getCurrentObject(), first);
@@ -165,40 +186,42 @@ void TestWorkflow::annotateSaveAndOpenAgain()
         const KeyFrame *keyFrame = first->keyFrames.at(frame);
         QCOMPARE(keyFrame->type, KeyFrame::Automatic);
         const QPointF center = keyFrame->polygon.boundingRect().center();
-        QVERIFY2(near(center, square.outlineAt(frame).boundingRect().center()),
+        QVERIFY2(near(center, m_square.outlineAt(frame).boundingRect().center()),
                  qPrintable(QString::number(frame)));
     }
+}
 
-    // The two change places from the last key frame on.
+void TestWorkflow::switchOrderFromTheLastKeyFrameOn()
+{
+    const TrackedObject *first = g_state->objects.at(0);
+    const TrackedObject *second = g_state->objects.at(1);
     ModelChecks::flushDeferredDeletes();
     QCoreApplication::processEvents();
     const QPoint marker = m_program->markerPosition(0, frameCount - 1);
-    {
-        bool chosen = false;
-        const MenuDriver menu([&](QMenu *shown) {
-            chosen = MenuDriver::choose(shown, {"switch order with", second->name});
-        });
-        m_program->click((*m_program)->timeLine()->bodyView->viewport(), marker, Qt::RightButton);
-        QVERIFY(menu.handled());
-        QVERIFY(chosen);
-    }
+    bool chosen = false;
+    const MenuDriver menu([&](QMenu *shown) {
+        chosen = MenuDriver::choose(shown, {"switch order with", second->name});
+    });
+    m_program->click((*m_program)->timeLine()->bodyView->viewport(), marker, Qt::RightButton);
+    QVERIFY(menu.handled());
+    QVERIFY(chosen);
     QCOMPARE(first->getZOrderRank(frameCount - 2), 0);
     QCOMPARE(first->getZOrderRank(frameCount - 1), 1);
     QCOMPARE(second->getZOrderRank(frameCount - 1), 0);
+}
 
-    // Play from the start to the end.
+void TestWorkflow::playFromTheStartToTheEnd()
+{
     m_program->click((*m_program)->frameNav()->buttonFirst);
     QCOMPARE(g_state->currentFrame, 0);
     m_program->key(Qt::Key_Space);
     QCOMPARE(g_state->currentFrame, frameCount - 1);
     QVERIFY((*m_program)->frameNav()->paused);
     QVERIFY((*m_program)->frameViewer()->isEnabled());
-    m_program->clickFrameNumber(3);
+}
 
-    // Export and save, start the program again, open, export.
-    QCOMPARE(m_program->exportXml(path("polygons before"), false), QString());
-    QCOMPARE(m_program->exportXml(path("boxes before"), true), QString());
-    const QByteArray project = projectBytes();
+void TestWorkflow::saveAndCloseTheProgram()
+{
     DialogDriver saving;
     saving.acceptFile(path("work"));
     m_program->key(Qt::Key_S, Qt::ControlModifier);
@@ -212,7 +235,10 @@ void TestWorkflow::annotateSaveAndOpenAgain()
     QVERIFY(!(*m_program)->isVisible());
     m_program.reset();
     QVERIFY2(!QFile::exists(frames), "the frame images outlive the program");
+}
 
+void TestWorkflow::openInANewProgram()
+{
     m_program = std::make_unique<ProgramFixture>();
     DialogDriver opening;
     opening.acceptFile(path("work.palu"));
@@ -220,8 +246,31 @@ void TestWorkflow::annotateSaveAndOpenAgain()
     m_program->key(Qt::Key_O, Qt::ControlModifier);
     QCOMPARE(opening.problem(), QString());
     QCOMPARE(ModelChecks::stateProblem(*g_state), QString());
-    QCOMPARE(m_program->exportXml(path("polygons after"), false), QString());
-    QCOMPARE(m_program->exportXml(path("boxes after"), true), QString());
+}
+
+void TestWorkflow::annotateSaveAndOpenAgain()
+{
+    QByteArray project;
+    const auto exportBoth = [this](const QString &when) {
+        QCOMPARE(m_program->exportXml(path("polygons " + when), false), QString());
+        QCOMPARE(m_program->exportXml(path("boxes " + when), true), QString());
+    };
+    const std::function<void()> steps[]{[&] { startProject(); },
+                                        [&] { annotateTwoObjects(); },
+                                        [&] { morphBothObjects(); },
+                                        [&] { switchOrderFromTheLastKeyFrameOn(); },
+                                        [&] { playFromTheStartToTheEnd(); },
+                                        [&] { m_program->clickFrameNumber(3); },
+                                        [&] { exportBoth("before"); },
+                                        [&] { project = projectBytes(); },
+                                        [&] { saveAndCloseTheProgram(); },
+                                        [&] { openInANewProgram(); },
+                                        [&] { exportBoth("after"); }};
+    for (const auto &step : steps) {
+        step();
+        if (QTest::currentTestFailed())
+            return;
+    }
     const QByteArray polygons = contentOf(path("polygons after.xml"));
     const QByteArray boxes = contentOf(path("boxes after.xml"));
     QCOMPARE(countElements(polygons, "data:polygone"), 2 * frameCount);
