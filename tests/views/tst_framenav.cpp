@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/logcapture.h"
 #include "tests/support/projectwindow.h"
+#include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
 #include "views/clickablegraphicsview.h"
 #include "views/trackedobjectlabel.h"
@@ -26,12 +27,6 @@ namespace
 
 constexpr QSize smallFrame(32, 24);
 constexpr int slack = 200; // milliseconds that a busy machine may be late
-
-class CountingState : public DataState
-{
-public:
-    int listeners() const { return receivers(SIGNAL(hasChanged(int))); }
-};
 
 bool shows(const QPushButton *button, const char *icon)
 {

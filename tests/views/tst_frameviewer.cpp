@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "tests/support/framestage.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
-#include "tests/support/projectwindow.h"
+#include "tests/support/sceneprobe.h"
+#include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
 #include "views/framegraphicsview.h"
 #include "views/polyareagraphicsitem.h"
@@ -10,11 +12,9 @@
 #include <QAction>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
-#include <QGraphicsWidget>
 #include <QHBoxLayout>
 #include <QPointer>
 #include <QRandomGenerator>
-#include <QScrollBar>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -30,93 +30,6 @@ QPolygonF polygonOf(std::initializer_list<QPointF> points)
 {
     return QPolygonF(QVector<QPointF>(points));
 }
-
-/// The numbers that a signal was emitted with.
-QList<int> flagsOf(const QSignalSpy &spy)
-{
-    QList<int> flags;
-    for (const QList<QVariant> &arguments : spy)
-        flags.append(arguments.first().toInt());
-    return flags;
-}
-
-/// Something that goes away when its scene is cleared.
-QPointer<QGraphicsWidget> witness(QGraphicsScene *scene)
-{
-    auto *item = new QGraphicsWidget;
-    scene->addItem(item);
-    return item;
-}
-
-/// The polygon items, lowest in the stack first.
-QList<PolyAreaGraphicsItem *> polygonItems(const QGraphicsScene *scene)
-{
-    QList<PolyAreaGraphicsItem *> found;
-    const QList<QGraphicsItem *> items = scene->items(Qt::AscendingOrder);
-    for (QGraphicsItem *item : items) {
-        if (auto *area = dynamic_cast<PolyAreaGraphicsItem *>(item))
-            found.append(area);
-    }
-    return found;
-}
-
-/// A state that tells how many listeners it has.
-class CountingState : public DataState
-{
-public:
-    int listeners() const { return receivers(SIGNAL(hasChanged(int))); }
-};
-
-/// Notes the double-clicks that reach a scene.
-class DoubleClickCounter : public QObject
-{
-public:
-    int count = 0;
-
-protected:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::GraphicsSceneMouseDoubleClick)
-            ++count;
-        return false;
-    }
-};
-
-/// A shown window whose frame is drawn at one screen pixel per frame pixel.
-class EditedFrame
-{
-public:
-    explicit EditedFrame(int frameCount = 3)
-        : m_window(frameCount)
-    {
-        QVERIFY2(m_window.show(), "the window does not get active");
-        view()->resetTransform();
-        QVERIFY(view()->viewport()->width() > 340);
-        QVERIFY(view()->viewport()->height() > 260);
-        QCOMPARE(view()->mapToScene(at(QPointF(50, 70))), QPointF(50, 70));
-    }
-
-    FrameGraphicsView *view() const { return m_window.viewer()->view; }
-    QPoint at(QPointF scenePoint) const { return view()->mapFromScene(scenePoint); }
-    void doubleClick(QPointF scenePoint, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        MouseDriver::doubleClick(view()->viewport(), at(scenePoint), modifiers);
-        view()->resetTransform(); // creating the first object fits the frame into the view anew
-    }
-    void shiftDoubleClick(QPointF scenePoint) { doubleClick(scenePoint, Qt::ShiftModifier); }
-    TrackedObject *addObject()
-    {
-        TrackedObject *object = m_window.addObject();
-        view()->resetTransform();
-        return object;
-    }
-    KeyFrame *currentKeyFrame() const { return g_state->getCurrentObject()->getCurrentKeyFrame(); }
-    QPolygonF polygon() const { return currentKeyFrame()->polygon; }
-    ProjectWindow &project() { return m_window; }
-
-private:
-    ProjectWindow m_window;
-};
 
 /// Turn from v to u in degrees, in [0, 360).
 double turn(QPointF u, QPointF v)
@@ -200,11 +113,6 @@ private slots:
     void reloadMakesAllItemsAnew();
     void fitsTheFrameIntoTheViewKeepingItsShape();
     void resizeWithoutAFrameDoesNothing();
-
-    void theViewReportsDoubleClicksRounded_data();
-    void theViewReportsDoubleClicksRounded();
-    void theViewReportsResizing();
-    void doubleClicksDoNotReachTheScene();
 
     void clicksOutsideTheFrameLandOnItsBorder_data();
     void clicksOutsideTheFrameLandOnItsBorder();
@@ -383,7 +291,7 @@ void TestFrameViewer::everyObjectGetsAnItemWhateverItsKeyFrame()
     }
     g_state->currentObjectId = -1;
     g_state->setFrame(1);
-    const QList<PolyAreaGraphicsItem *> items = polygonItems(project.viewer()->scene);
+    const QList<PolyAreaGraphicsItem *> items = itemsOf<PolyAreaGraphicsItem>(project.viewer()->scene);
     QCOMPARE(items.size(), 4);
     for (int i = 0; i < items.size(); ++i) {
         QCOMPARE(items.at(i)->keyFrame, g_state->objects.at(i)->keyFrames.at(1));
@@ -399,7 +307,7 @@ void TestFrameViewer::equalPolygonsStackInListOrderWhateverTheirStackingValues()
     g_state->setCurrentObject(1);
     project.viewer()->reload();
     QList<int> ids;
-    for (const PolyAreaGraphicsItem *item : polygonItems(project.viewer()->scene))
+    for (const PolyAreaGraphicsItem *item : itemsOf<PolyAreaGraphicsItem>(project.viewer()->scene))
         ids.append(item->keyFrame->object->id);
     QCOMPARE(ids, QList<int>({0, 2, 3, 1})); // the current one on top
 }
@@ -418,15 +326,16 @@ void TestFrameViewer::reloadMakesAllItemsAnew()
 {
     ProjectWindow project(2);
     annotate(project.addObject(), 0, square);
-    const QPointer<PolyAreaGraphicsItem> old = polygonItems(project.viewer()->scene).first();
+    const QPointer<PolyAreaGraphicsItem> old = itemsOf<PolyAreaGraphicsItem>(project.viewer()->scene).first();
     const int count = project.viewer()->scene->items().size();
     project.viewer()->reload();
     QVERIFY(!old);
     QCOMPARE(project.viewer()->scene->items().size(), count);
-    QCOMPARE(polygonItems(project.viewer()->scene).size(), 1);
+    QCOMPARE(itemsOf<PolyAreaGraphicsItem>(project.viewer()->scene).size(), 1);
     // An old item's connections ended with it.
     g_state->objects.first()->keyFrames.first()->setNewPolygon(rectangle(1, 2, 3, 4));
-    QCOMPARE(polygonItems(project.viewer()->scene).first()->polygon(), rectangle(1, 2, 3, 4));
+    QCOMPARE(itemsOf<PolyAreaGraphicsItem>(project.viewer()->scene).first()->polygon(),
+             rectangle(1, 2, 3, 4));
 }
 
 void TestFrameViewer::fitsTheFrameIntoTheViewKeepingItsShape()
@@ -470,66 +379,6 @@ void TestFrameViewer::resizeWithoutAFrameDoesNothing()
     QCOMPARE(viewer.view->transform(), QTransform::fromScale(2, 2));
 }
 
-void TestFrameViewer::theViewReportsDoubleClicksRounded_data()
-{
-    QTest::addColumn<QPointF>("position");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<QPoint>("reported");
-    QTest::addColumn<bool>("shift");
-    const Qt::KeyboardModifiers none = Qt::NoModifier;
-    const Qt::KeyboardModifiers shift = Qt::ShiftModifier;
-    QTest::newRow("whole") << QPointF(10, 20) << none << QPoint(10, 20) << false;
-    QTest::newRow("below the half") << QPointF(10.49, 20.49) << none << QPoint(10, 20) << false;
-    QTest::newRow("above the half") << QPointF(10.51, 20.9) << none << QPoint(11, 21) << false;
-    QTest::newRow("halves") << QPointF(10.5, 21.5) << none << QPoint(11, 22) << false;
-    QTest::newRow("shift") << QPointF(10, 20) << shift << QPoint(10, 20) << true;
-    QTest::newRow("shift among others")
-        << QPointF(10, 20) << (shift | Qt::ControlModifier) << QPoint(10, 20) << true;
-    QTest::newRow("other modifiers") << QPointF(10, 20)
-                                     << (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)
-                                     << QPoint(10, 20) << false;
-}
-
-void TestFrameViewer::theViewReportsDoubleClicksRounded()
-{
-    QFETCH(QPointF, position);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(QPoint, reported);
-    QFETCH(bool, shift);
-    FrameGraphicsView view;
-    view.resize(200, 100);
-    const QSignalSpy spy(&view, &FrameGraphicsView::doubleClicked);
-    MouseDriver::doubleClick(view.viewport(), position, modifiers);
-    QCOMPARE(spy.size(), 1);
-    QCOMPARE(spy.first(), QList<QVariant>({reported.x(), reported.y(), shift}));
-}
-
-void TestFrameViewer::theViewReportsResizing()
-{
-    FrameGraphicsView view;
-    QGraphicsScene scene(0, 0, 1000, 1000);
-    view.setScene(&scene);
-    view.resize(200, 100);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    const QSignalSpy spy(&view, &FrameGraphicsView::resized);
-    const int step = view.horizontalScrollBar()->pageStep();
-    view.resize(300, 150);
-    QTRY_VERIFY(spy.size() >= 1);
-    QCOMPARE(view.horizontalScrollBar()->pageStep(), step + 100); // the base handler has run
-}
-
-void TestFrameViewer::doubleClicksDoNotReachTheScene()
-{
-    EditedFrame frame;
-    annotate(frame.addObject(), 0, square);
-    DoubleClickCounter counter;
-    frame.project().viewer()->scene->installEventFilter(&counter);
-    frame.doubleClick(QPointF(150, 150));
-    QCOMPARE(frame.polygon().size(), 5);
-    QCOMPARE(counter.count, 0);
-}
-
 void TestFrameViewer::clicksOutsideTheFrameLandOnItsBorder_data()
 {
     QTest::addColumn<QPointF>("clicked");
@@ -548,14 +397,14 @@ void TestFrameViewer::clicksOutsideTheFrameLandOnItsBorder()
 {
     QFETCH(QPointF, clicked);
     QFETCH(QPointF, stored);
-    EditedFrame frame;
+    FrameStage frame;
     frame.doubleClick(clicked);
     QCOMPARE(frame.polygon(), polygonOf({stored}));
 }
 
 void TestFrameViewer::theUpperBoundsAreWidthAndHeight()
 {
-    EditedFrame frame;
+    FrameStage frame;
     frame.addObject();
     frame.project().viewer()->frameItem->setPos(50, 30);
     frame.view()->setSceneRect(0, 0, 380, 300);
@@ -566,7 +415,7 @@ void TestFrameViewer::theUpperBoundsAreWidthAndHeight()
 
 void TestFrameViewer::anEmptyFrameCollapsesClicksToTheOrigin()
 {
-    EditedFrame frame;
+    FrameStage frame;
     QVERIFY(QFile::remove(g_state->video->getFramePath(1)));
     g_state->setFrame(1);
     frame.view()->resetTransform();
@@ -594,7 +443,7 @@ void TestFrameViewer::anEmptyFrameCollapsesClicksToTheOrigin()
 
 void TestFrameViewer::theFirstDoubleClickMakesTheFirstObject()
 {
-    EditedFrame frame;
+    FrameStage frame;
     g_state->setFrame(1);
     frame.view()->resetTransform();
     QAction *tool = nullptr;
@@ -621,7 +470,7 @@ void TestFrameViewer::theFirstDoubleClickMakesTheFirstObject()
 
 void TestFrameViewer::upToThreeVerticesAreAppended()
 {
-    EditedFrame frame;
+    FrameStage frame;
     frame.doubleClick(QPointF(50, 50));
     frame.doubleClick(QPointF(50, 150));
     QCOMPARE(frame.polygon(), polygonOf({QPointF(50, 50), QPointF(50, 150)}));
@@ -644,7 +493,7 @@ void TestFrameViewer::aClockwiseTriangleIsTurnedRound()
 {
     QFETCH(QPointF, third);
     QFETCH(QPolygonF, stored);
-    EditedFrame frame;
+    FrameStage frame;
     frame.doubleClick(QPointF(50, 50));
     frame.doubleClick(QPointF(150, 150));
     frame.doubleClick(third);
@@ -653,7 +502,7 @@ void TestFrameViewer::aClockwiseTriangleIsTurnedRound()
 
 void TestFrameViewer::aLaterVertexGoesIntoTheNearestEdgeWithoutTurningAnything()
 {
-    EditedFrame frame;
+    FrameStage frame;
     const QPolygonF clockwise =
         polygonOf({QPointF(100, 100), QPointF(200, 100), QPointF(200, 200), QPointF(100, 200)});
     annotate(frame.addObject(), 0, clockwise);
@@ -685,7 +534,7 @@ void TestFrameViewer::aVertexOnAVertexIsPlacedByTheAngles()
 {
     QFETCH(int, vertex);
     QFETCH(int, index);
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, square);
     frame.doubleClick(square.at(vertex));
     QPolygonF expected = square;
@@ -709,7 +558,7 @@ void TestFrameViewer::addingKeepsTheTypeUnlessThereWasNone()
     QFETCH(KeyFrame::Type, before);
     QFETCH(KeyFrame::Type, after);
     for (const QPolygonF &polygon : {QPolygonF(), square}) {
-        EditedFrame frame;
+        FrameStage frame;
         annotate(frame.addObject(), 0, polygon, before);
         frame.doubleClick(QPointF(150, 90));
         QCOMPARE(frame.polygon().size(), polygon.size() + 1);
@@ -719,7 +568,7 @@ void TestFrameViewer::addingKeepsTheTypeUnlessThereWasNone()
 
 void TestFrameViewer::addingStoresThePolygonThenTheType()
 {
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, square, KeyFrame::Automatic);
     const QSignalSpy spy(frame.currentKeyFrame(), &KeyFrame::hasChanged);
     frame.doubleClick(QPointF(150, 90));
@@ -749,7 +598,7 @@ void TestFrameViewer::removingTakesTheNearestVertex()
     QFETCH(QPolygonF, polygon);
     QFETCH(QPointF, clicked);
     QFETCH(int, removed);
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, polygon);
     frame.shiftDoubleClick(clicked);
     polygon.remove(removed);
@@ -768,7 +617,7 @@ void TestFrameViewer::removingKeepsTheType_data()
 void TestFrameViewer::removingKeepsTheType()
 {
     QFETCH(KeyFrame::Type, type);
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, square, type);
     const QSignalSpy spy(frame.currentKeyFrame(), &KeyFrame::hasChanged);
     for (int left = 3; left >= 1; --left) {
@@ -789,7 +638,7 @@ void TestFrameViewer::removingFromShortPolygonsChangesNothing_data()
 void TestFrameViewer::removingFromShortPolygonsChangesNothing()
 {
     QFETCH(QPolygonF, polygon);
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, polygon, KeyFrame::Visible);
     frame.shiftDoubleClick(QPointF(50, 50));
     QCOMPARE(frame.polygon(), polygon);
@@ -798,14 +647,14 @@ void TestFrameViewer::removingFromShortPolygonsChangesNothing()
 
 void TestFrameViewer::removingWithoutObjectsMakesNone()
 {
-    EditedFrame frame;
+    FrameStage frame;
     frame.shiftDoubleClick(QPointF(50, 50));
     QVERIFY(g_state->objects.isEmpty());
 }
 
 void TestFrameViewer::editsConcernTheCurrentObjectOnly()
 {
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, square);
     annotate(frame.addObject(), 0, square);
     annotate(frame.addObject(), 0, square);
@@ -828,7 +677,7 @@ void TestFrameViewer::withoutACurrentObjectNothingHappens_data()
 void TestFrameViewer::withoutACurrentObjectNothingHappens()
 {
     QFETCH(int, currentId);
-    EditedFrame frame;
+    FrameStage frame;
     annotate(frame.addObject(), 0, square);
     g_state->setCurrentObject(currentId);
     frame.doubleClick(QPointF(150, 90));

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "tests/support/framestage.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/mousedriver.h"
-#include "tests/support/projectwindow.h"
+#include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
 #include "views/framegraphicsview.h"
 #include "views/polyareagraphicsitem.h"
@@ -16,6 +17,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <cmath>
 
 Q_DECLARE_METATYPE(Qt::MouseButton)
 
@@ -25,71 +27,6 @@ namespace
 const QPolygonF square = rectangle(100, 100, 60, 40);  // (100,100) (100,140) (160,140) (160,100)
 const QPolygonF another = rectangle(200, 120, 50, 50); // apart from the square
 const QPointF inSquare(130, 120);
-
-/// A shown window whose frame (320 x 240) is drawn at one screen pixel per frame pixel.
-class Stage
-{
-public:
-    Stage()
-        : m_window(3)
-    {
-        QVERIFY2(m_window.show(), "the window does not get active");
-        unscale();
-        QVERIFY(view()->viewport()->width() > 340);
-        QVERIFY(view()->viewport()->height() > 260);
-        QCOMPARE(view()->mapToScene(at(QPointF(50, 70))), QPointF(50, 70));
-    }
-
-    FrameGraphicsView *view() const { return m_window.viewer()->view; }
-    QWidget *viewport() const { return view()->viewport(); }
-    QGraphicsScene *scene() const { return m_window.viewer()->scene; }
-    QGraphicsPixmapItem *frameItem() const { return m_window.viewer()->frameItem; }
-    void unscale() { view()->resetTransform(); }
-    QPoint at(QPointF scenePoint) const { return view()->mapFromScene(scenePoint); }
-
-    /// Adds an object, which becomes the current one, with this outline on the current frame.
-    TrackedObject *addObject(const QPolygonF &outline, KeyFrame::Type type = KeyFrame::Visible)
-    {
-        TrackedObject *object = m_window.addObject();
-        annotate(object, g_state->currentFrame, outline, type);
-        unscale();
-        return object;
-    }
-    PolyAreaGraphicsItem *itemOf(const TrackedObject *object) const
-    {
-        const QList<QGraphicsItem *> items = scene()->items();
-        for (QGraphicsItem *item : items) {
-            auto *area = dynamic_cast<PolyAreaGraphicsItem *>(item);
-            if (area && area->keyFrame == object->getCurrentKeyFrame())
-                return area;
-        }
-        return nullptr;
-    }
-    void drag(const QList<QPointF> &scenePath, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
-              Qt::MouseButton button = Qt::LeftButton)
-    {
-        QList<QPoint> path;
-        for (const QPointF &point : scenePath)
-            path.append(at(point));
-        MouseDriver::drag(viewport(), path, modifiers, button);
-    }
-    void press(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        MouseDriver::press(viewport(), at(p), modifiers);
-    }
-    void move(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        MouseDriver::move(viewport(), at(p), modifiers);
-    }
-    void release(QPointF p, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        MouseDriver::release(viewport(), at(p), modifiers);
-    }
-    ProjectWindow &project() { return m_window; }
-
-private:
-    ProjectWindow m_window;
-};
 
 /// The vertices in a fixed order: a moved outline is clipped to the frame, which may begin elsewhere.
 QVector<QPointF> sorted(QPolygonF polygon)
@@ -136,14 +73,6 @@ QVector<QPointF> handlePoints(const PolyAreaGraphicsItem *item)
     return points;
 }
 
-QList<int> flagsOf(const QSignalSpy &spy)
-{
-    QList<int> flags;
-    for (const QList<QVariant> &arguments : spy)
-        flags.append(arguments.first().toInt());
-    return flags;
-}
-
 void addTypeRows()
 {
     QTest::addColumn<KeyFrame::Type>("before");
@@ -156,7 +85,7 @@ void addTypeRows()
 
 } // namespace
 
-class TestPolyArea : public QObject
+class TestPolyAreaGraphicsItem : public QObject
 {
     Q_OBJECT
 
@@ -171,22 +100,6 @@ private slots:
     void followsPolygonChangesOnly();
     void followsSelectionChangesOnly_data();
     void followsSelectionChangesOnly();
-
-    void aHandleHasItsPlaceSizeAndColour();
-    void aHandleKeepsItsSizeOnTheScreen();
-    void handlesLieAboveAllPolygons();
-
-    void draggingAVertexMovesIt();
-    void draggingAVertexLeavesTheKeyFrameAloneUntilItsEnd();
-    void draggingAVertexStopsAtTheFrame_data();
-    void draggingAVertexStopsAtTheFrame();
-    void draggingAVertexIsLimitedByWidthAndHeight();
-    void draggingAVertexMakesAutomaticVisible_data();
-    void draggingAVertexMakesAutomaticVisible();
-    void aClickOnAHandleStoresTheSameOutline();
-    void otherButtonsDoNotDragAVertex_data();
-    void otherButtonsDoNotDragAVertex();
-    void draggingInAScaledViewFollowsTheMouse();
 
     void pressingSetsTheBoundsOfTheDrag_data();
     void pressingSetsTheBoundsOfTheDrag();
@@ -220,7 +133,7 @@ private slots:
     void theOutlineIsDrawnWhereTheVerticesAre();
 };
 
-void TestPolyArea::declaresItsSlotsAndSignals()
+void TestPolyAreaGraphicsItem::declaresItsSlotsAndSignals()
 {
     QCOMPARE(slotsOf(PolyAreaGraphicsItem::staticMetaObject),
              QStringList({"redrawFromPolyPoints()", "polyPointsChanged()", "updateStyle()", "updatePolygon()",
@@ -230,7 +143,7 @@ void TestPolyArea::declaresItsSlotsAndSignals()
     QCOMPARE(signalsOf(PolyPointGraphicsItem::staticMetaObject), QStringList({"moving()", "moved()"}));
 }
 
-void TestPolyArea::isMovableAndInTheScene()
+void TestPolyAreaGraphicsItem::isMovableAndInTheScene()
 {
     TestProject project(2);
     TrackedObject *object = project.addObject();
@@ -245,9 +158,9 @@ void TestPolyArea::isMovableAndInTheScene()
     QCOMPARE(handlePoints(item), square);
 }
 
-void TestPolyArea::showsTheOutlineInTheObjectsColour()
+void TestPolyAreaGraphicsItem::showsTheOutlineInTheObjectsColour()
 {
-    Stage stage;
+    FrameStage stage;
     TrackedObject *object = stage.addObject(square);
     object->color = QColor(10, 20, 30);
     const PolyAreaGraphicsItem *item = stage.itemOf(object);
@@ -258,9 +171,9 @@ void TestPolyArea::showsTheOutlineInTheObjectsColour()
     QCOMPARE(item->brush().style(), Qt::NoBrush);
 }
 
-void TestPolyArea::theCurrentObjectLiesAboveAndShowsItsHandles()
+void TestPolyAreaGraphicsItem::theCurrentObjectLiesAboveAndShowsItsHandles()
 {
-    Stage stage;
+    FrameStage stage;
     TrackedObject *first = stage.addObject(square);
     TrackedObject *second = stage.addObject(another);
     for (TrackedObject *current : {first, second, first}) {
@@ -279,9 +192,9 @@ void TestPolyArea::theCurrentObjectLiesAboveAndShowsItsHandles()
     QCOMPARE(visibleHandles(stage.itemOf(second)), 0);
 }
 
-void TestPolyArea::newHandlesAreVisibleUntilTheNextStyleUpdate()
+void TestPolyAreaGraphicsItem::newHandlesAreVisibleUntilTheNextStyleUpdate()
 {
-    Stage stage;
+    FrameStage stage;
     TrackedObject *first = stage.addObject(square);
     TrackedObject *second = stage.addObject(another);
     QCOMPARE(visibleHandles(stage.itemOf(first)), 0);
@@ -291,9 +204,9 @@ void TestPolyArea::newHandlesAreVisibleUntilTheNextStyleUpdate()
     QCOMPARE(visibleHandles(stage.itemOf(first)), 0);
 }
 
-void TestPolyArea::updatePolygonReplacesAllHandles()
+void TestPolyAreaGraphicsItem::updatePolygonReplacesAllHandles()
 {
-    Stage stage;
+    FrameStage stage;
     TrackedObject *object = stage.addObject(square);
     const PolyAreaGraphicsItem *item = stage.itemOf(object);
     QList<QPointer<PolyPointGraphicsItem>> old;
@@ -313,7 +226,7 @@ void TestPolyArea::updatePolygonReplacesAllHandles()
     QCOMPARE(stage.scene()->items().size(), 2);
 }
 
-void TestPolyArea::followsPolygonChangesOnly_data()
+void TestPolyAreaGraphicsItem::followsPolygonChangesOnly_data()
 {
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("follows");
@@ -324,11 +237,11 @@ void TestPolyArea::followsPolygonChangesOnly_data()
     QTest::newRow("a bit without meaning") << 4 << false;
 }
 
-void TestPolyArea::followsPolygonChangesOnly()
+void TestPolyAreaGraphicsItem::followsPolygonChangesOnly()
 {
     QFETCH(int, flags);
     QFETCH(bool, follows);
-    Stage stage;
+    FrameStage stage;
     TrackedObject *object = stage.addObject(square);
     KeyFrame *keyFrame = object->keyFrames.at(0);
     keyFrame->polygon = another;
@@ -337,7 +250,7 @@ void TestPolyArea::followsPolygonChangesOnly()
     QCOMPARE(handlePoints(stage.itemOf(object)), follows ? another : square);
 }
 
-void TestPolyArea::followsSelectionChangesOnly_data()
+void TestPolyAreaGraphicsItem::followsSelectionChangesOnly_data()
 {
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("follows");
@@ -348,7 +261,7 @@ void TestPolyArea::followsSelectionChangesOnly_data()
     QTest::newRow("selection and list") << 5 << true;
 }
 
-void TestPolyArea::followsSelectionChangesOnly()
+void TestPolyAreaGraphicsItem::followsSelectionChangesOnly()
 {
     QFETCH(int, flags);
     QFETCH(bool, follows);
@@ -365,220 +278,7 @@ void TestPolyArea::followsSelectionChangesOnly()
     QCOMPARE(visibleHandles(item), follows ? 0 : 4);
 }
 
-void TestPolyArea::aHandleHasItsPlaceSizeAndColour()
-{
-    QGraphicsScene scene;
-    auto *handle = new PolyPointGraphicsItem(&scene, QPointF(12.5, 7.25));
-    QCOMPARE(handle->radius, 3);
-    QCOMPARE(handle->offset, QPointF(0, 0));
-    QCOMPARE(handle->point, QPointF(12.5, 7.25));
-    QCOMPARE(handle->rect(), QRectF(-1.414 * 3, -1.414 * 3, 2.824 * 3, 2.824 * 3));
-    QCOMPARE(handle->brush(), QBrush(Qt::green, Qt::SolidPattern));
-    QCOMPARE(handle->pen(), QGraphicsEllipseItem().pen());
-    QVERIFY(handle->flags().testFlag(QGraphicsItem::ItemIsMovable));
-    QVERIFY(handle->flags().testFlag(QGraphicsItem::ItemIgnoresTransformations));
-    QCOMPARE(handle->pos(), QPointF(0, 0));
-    QCOMPARE(handle->scenePos(), QPointF(12.5, 7.25));
-
-    const auto *anchor = qgraphicsitem_cast<QGraphicsRectItem *>(handle->parentItem());
-    QVERIFY(anchor);
-    QCOMPARE(anchor->rect(), QRectF());
-    QCOMPARE(anchor->pos(), QPointF(12.5, 7.25));
-    QCOMPARE(anchor->zValue(), 2.0);
-    QVERIFY(!anchor->parentItem());
-    QCOMPARE(anchor->scene(), &scene);
-}
-
-void TestPolyArea::aHandleKeepsItsSizeOnTheScreen()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square);
-    const PolyPointGraphicsItem *handle = stage.itemOf(object)->polyPoints.first();
-    for (const double scale : {0.5, 1.0, 4.0}) {
-        stage.view()->setTransform(QTransform::fromScale(scale, scale));
-        const QRectF onScreen =
-            handle->deviceTransform(stage.view()->viewportTransform()).mapRect(handle->rect());
-        QVERIFY(qAbs(onScreen.width() - 2.824 * 3) < 1e-6);
-        QVERIFY(qAbs(onScreen.height() - 2.824 * 3) < 1e-6);
-    }
-}
-
-void TestPolyArea::handlesLieAboveAllPolygons()
-{
-    Stage stage;
-    const TrackedObject *below = stage.addObject(square);
-    stage.addObject(square);
-    g_state->setCurrentObject(below->id);
-    // Inside both polygons, beside the vertex: the handle, the two polygons and the image.
-    const QList<QGraphicsItem *> items = stage.view()->items(stage.at(QPointF(102, 102)));
-    QCOMPARE(items.size(), 4);
-    QCOMPARE(items.first(), static_cast<QGraphicsItem *>(stage.itemOf(below)->polyPoints.first()));
-    for (const PolyPointGraphicsItem *handle : stage.itemOf(below)->polyPoints)
-        QVERIFY(handle->parentItem()->zValue() > stage.itemOf(below)->zValue());
-}
-
-void TestPolyArea::draggingAVertexMovesIt()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square);
-    for (int i = 0; i < square.size(); ++i) {
-        QPolygonF expected = object->keyFrames.at(0)->polygon;
-        const QPointF start = expected.at(i);
-        const QPointF end = start + QPointF(7 * i - 12, 9);
-        stage.drag({start, start + QPointF(1, -1), start + QPointF(30, 20), end});
-        expected[i] = end;
-        QCOMPARE(object->keyFrames.at(0)->polygon, expected);
-        QCOMPARE(stage.itemOf(object)->polygon(), expected);
-        QCOMPARE(handlePoints(stage.itemOf(object)), expected);
-        for (const PolyPointGraphicsItem *handle : stage.itemOf(object)->polyPoints) {
-            QCOMPARE(handle->scenePos(), handle->point);
-            QCOMPARE(handle->offset, QPointF(0, 0));
-        }
-    }
-}
-
-void TestPolyArea::draggingAVertexLeavesTheKeyFrameAloneUntilItsEnd()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
-    KeyFrame *keyFrame = object->keyFrames.at(0);
-    const PolyAreaGraphicsItem *item = stage.itemOf(object);
-    PolyPointGraphicsItem *handle = item->polyPoints.at(2); // (160,140)
-    const QSignalSpy changes(keyFrame, &KeyFrame::hasChanged);
-    const QSignalSpy moving(handle, &PolyPointGraphicsItem::moving);
-    const QSignalSpy moved(handle, &PolyPointGraphicsItem::moved);
-
-    stage.press(QPointF(160, 140));
-    QCOMPARE(moving.size(), 0);
-    stage.move(QPointF(170, 150));
-    stage.move(QPointF(175, 145));
-    QPolygonF drawn = square;
-    drawn[2] = QPointF(175, 145);
-    QCOMPARE(item->polygon(), drawn);
-    QCOMPARE(handle->offset, QPointF(15, 5));
-    QCOMPARE(handle->point, QPointF(160, 140));
-    QCOMPARE(handle->scenePos(), QPointF(175, 145));
-    QCOMPARE(moving.size(), 2);
-    QCOMPARE(moved.size(), 0);
-    QCOMPARE(keyFrame->polygon, square);
-    QCOMPARE(keyFrame->type, KeyFrame::Automatic);
-    QCOMPARE(changes.size(), 0);
-    QCOMPARE(item->polyPoints.at(2), handle);
-
-    stage.release(QPointF(175, 145));
-    QCOMPARE(moved.size(), 1);
-    QCOMPARE(keyFrame->polygon, drawn);
-    QCOMPARE(keyFrame->type, KeyFrame::Visible);
-    QCOMPARE(flagsOf(changes), QList<int>({1, 2}));
-    QVERIFY(!item->polyPoints.contains(handle));
-}
-
-void TestPolyArea::draggingAVertexStopsAtTheFrame_data()
-{
-    QTest::addColumn<QPointF>("mouse");
-    QTest::addColumn<QPointF>("stored");
-    QTest::newRow("left") << QPointF(-9, 50) << QPointF(0, 50);
-    QTest::newRow("right") << QPointF(328, 50) << QPointF(320, 50);
-    QTest::newRow("above") << QPointF(50, -9) << QPointF(50, 0);
-    QTest::newRow("below") << QPointF(50, 248) << QPointF(50, 240);
-    QTest::newRow("corner") << QPointF(328, 248) << QPointF(320, 240);
-}
-
-void TestPolyArea::draggingAVertexStopsAtTheFrame()
-{
-    QFETCH(QPointF, mouse);
-    QFETCH(QPointF, stored);
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square);
-    stage.press(square.at(1));
-    stage.move(mouse);
-    QCOMPARE(stage.itemOf(object)->polyPoints.at(1)->scenePos(), stored);
-    QCOMPARE(stage.itemOf(object)->polygon().at(1), stored);
-    stage.release(mouse);
-    QPolygonF expected = square;
-    expected[1] = stored;
-    QCOMPARE(object->keyFrames.at(0)->polygon, expected);
-}
-
-void TestPolyArea::draggingAVertexIsLimitedByWidthAndHeight()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square);
-    stage.frameItem()->setPos(40, 30);
-    stage.view()->setSceneRect(0, 0, 380, 300);
-    stage.press(square.at(2));
-    stage.move(QPointF(350, 260)); // inside the image as it lies now
-    QCOMPARE(stage.itemOf(object)->polyPoints.at(2)->scenePos(), QPointF(320, 240));
-    stage.move(QPointF(20, 10));
-    QCOMPARE(stage.itemOf(object)->polyPoints.at(2)->scenePos(), QPointF(40, 30));
-    stage.release(QPointF(20, 10));
-    QCOMPARE(object->keyFrames.at(0)->polygon.at(2), QPointF(40, 30));
-}
-
-void TestPolyArea::draggingAVertexMakesAutomaticVisible_data()
-{
-    addTypeRows();
-}
-
-void TestPolyArea::draggingAVertexMakesAutomaticVisible()
-{
-    QFETCH(KeyFrame::Type, before);
-    QFETCH(KeyFrame::Type, after);
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square, before);
-    stage.drag({square.at(0), QPointF(90, 95)});
-    QCOMPARE(object->keyFrames.at(0)->polygon.at(0), QPointF(90, 95));
-    QCOMPARE(object->keyFrames.at(0)->type, after);
-}
-
-void TestPolyArea::aClickOnAHandleStoresTheSameOutline()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
-    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
-    stage.drag({square.at(0), square.at(0)});
-    QCOMPARE(object->keyFrames.at(0)->polygon, square);
-    QCOMPARE(flagsOf(changes), QList<int>({1, 2}));
-    QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Visible);
-}
-
-void TestPolyArea::otherButtonsDoNotDragAVertex_data()
-{
-    QTest::addColumn<Qt::MouseButton>("button");
-    QTest::newRow("right") << Qt::RightButton;
-    QTest::newRow("middle") << Qt::MiddleButton;
-}
-
-void TestPolyArea::otherButtonsDoNotDragAVertex()
-{
-    QFETCH(Qt::MouseButton, button);
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
-    const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
-    stage.drag({square.at(0), QPointF(50, 60), QPointF(20, 30)}, Qt::NoModifier, button);
-    QCOMPARE(object->keyFrames.at(0)->polygon, square);
-    QCOMPARE(stage.itemOf(object)->polygon(), square);
-    QCOMPARE(stage.itemOf(object)->pos(), QPointF(0, 0));
-    QCOMPARE(changes.size(), 0);
-}
-
-void TestPolyArea::draggingInAScaledViewFollowsTheMouse()
-{
-    Stage stage;
-    const TrackedObject *object = stage.addObject(square);
-    for (const double scale : {0.8, 1.25}) {
-        stage.view()->setTransform(QTransform::fromScale(scale, scale));
-        object->keyFrames.at(0)->setNewPolygon(square);
-        const QPoint start = stage.at(square.at(2));
-        const QPoint end = start + QPoint(13, -6);
-        MouseDriver::drag(stage.viewport(), {start, start + QPoint(4, 4), end});
-        const QPointF expected = stage.view()->mapToScene(end);
-        const QPointF stored = object->keyFrames.at(0)->polygon.at(2);
-        QVERIFY(QLineF(stored, expected).length() < 1e-6);
-    }
-}
-
-void TestPolyArea::pressingSetsTheBoundsOfTheDrag_data()
+void TestPolyAreaGraphicsItem::pressingSetsTheBoundsOfTheDrag_data()
 {
     QTest::addColumn<QPointF>("framePos");
     QTest::addColumn<QRectF>("bounds");
@@ -587,11 +287,11 @@ void TestPolyArea::pressingSetsTheBoundsOfTheDrag_data()
     QTest::newRow("frame elsewhere") << QPointF(50, 25) << QRectF(QPointF(30, 20), QPointF(340, 245));
 }
 
-void TestPolyArea::pressingSetsTheBoundsOfTheDrag()
+void TestPolyAreaGraphicsItem::pressingSetsTheBoundsOfTheDrag()
 {
     QFETCH(QPointF, framePos);
     QFETCH(QRectF, bounds);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     PolyAreaGraphicsItem *item = stage.itemOf(object);
     stage.frameItem()->setPos(framePos);
@@ -602,9 +302,9 @@ void TestPolyArea::pressingSetsTheBoundsOfTheDrag()
     stage.release(inSquare);
 }
 
-void TestPolyArea::draggingThePolygonMovesItAtTheEnd()
+void TestPolyAreaGraphicsItem::draggingThePolygonMovesItAtTheEnd()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     KeyFrame *keyFrame = object->keyFrames.at(0);
     PolyAreaGraphicsItem *item = stage.itemOf(object);
@@ -637,7 +337,7 @@ void TestPolyArea::draggingThePolygonMovesItAtTheEnd()
     QCOMPARE(sorted(keyFrame->polygon), sorted(square.translated(1, 2)));
 }
 
-void TestPolyArea::draggingThePolygonStopsAtTheFrame_data()
+void TestPolyAreaGraphicsItem::draggingThePolygonStopsAtTheFrame_data()
 {
     QTest::addColumn<QPointF>("way");
     QTest::addColumn<QPointF>("moved");
@@ -649,11 +349,11 @@ void TestPolyArea::draggingThePolygonStopsAtTheFrame_data()
     QTest::newRow("within the frame") << QPointF(90, 70) << QPointF(90, 70);
 }
 
-void TestPolyArea::draggingThePolygonStopsAtTheFrame()
+void TestPolyAreaGraphicsItem::draggingThePolygonStopsAtTheFrame()
 {
     QFETCH(QPointF, way);
     QFETCH(QPointF, moved);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     stage.press(inSquare);
     stage.move(inSquare + way / 2);
@@ -663,9 +363,9 @@ void TestPolyArea::draggingThePolygonStopsAtTheFrame()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(moved)));
 }
 
-void TestPolyArea::draggingThePolygonIgnoresTheFramesOwnLeftAndTop()
+void TestPolyAreaGraphicsItem::draggingThePolygonIgnoresTheFramesOwnLeftAndTop()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     stage.frameItem()->setPos(40, 30);
     stage.press(inSquare);
@@ -677,9 +377,9 @@ void TestPolyArea::draggingThePolygonIgnoresTheFramesOwnLeftAndTop()
     stage.release(inSquare);
 }
 
-void TestPolyArea::theMouseComingBackTakesThePolygonAlongAtOnce()
+void TestPolyAreaGraphicsItem::theMouseComingBackTakesThePolygonAlongAtOnce()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     stage.press(inSquare);
     stage.move(QPointF(400, 120)); // far past the limit at 290
@@ -691,16 +391,16 @@ void TestPolyArea::theMouseComingBackTakesThePolygonAlongAtOnce()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(150, 0)));
 }
 
-void TestPolyArea::draggingThePolygonMakesAutomaticVisible_data()
+void TestPolyAreaGraphicsItem::draggingThePolygonMakesAutomaticVisible_data()
 {
     addTypeRows();
 }
 
-void TestPolyArea::draggingThePolygonMakesAutomaticVisible()
+void TestPolyAreaGraphicsItem::draggingThePolygonMakesAutomaticVisible()
 {
     QFETCH(KeyFrame::Type, before);
     QFETCH(KeyFrame::Type, after);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, before);
     stage.press(inSquare);
     stage.move(inSquare + QPointF(4, 5));
@@ -710,9 +410,9 @@ void TestPolyArea::draggingThePolygonMakesAutomaticVisible()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(4, 5)));
 }
 
-void TestPolyArea::otherObjectsPolygonsCannotBeDragged()
+void TestPolyAreaGraphicsItem::otherObjectsPolygonsCannotBeDragged()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     const TrackedObject *current = stage.addObject(another);
     const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
@@ -727,9 +427,9 @@ void TestPolyArea::otherObjectsPolygonsCannotBeDragged()
     QVERIFY(current->isCurrent());
 }
 
-void TestPolyArea::losingTheSelectionDuringADragDropsIt()
+void TestPolyAreaGraphicsItem::losingTheSelectionDuringADragDropsIt()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *other = stage.addObject(another);
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     PolyAreaGraphicsItem *item = stage.itemOf(object);
@@ -745,9 +445,9 @@ void TestPolyArea::losingTheSelectionDuringADragDropsIt()
     QCOMPARE(item->pos(), QPointF(0, 0));
 }
 
-void TestPolyArea::aDroppedDragPutsTheHandlesBack()
+void TestPolyAreaGraphicsItem::aDroppedDragPutsTheHandlesBack()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *other = stage.addObject(another);
     TrackedObject *object = stage.addObject(square);
     const PolyAreaGraphicsItem *item = stage.itemOf(object);
@@ -771,7 +471,7 @@ void TestPolyArea::aDroppedDragPutsTheHandlesBack()
     QCOMPARE(object->keyFrames.at(0)->polygon, expected);
 }
 
-void TestPolyArea::sideButtonsDoNotDrag_data()
+void TestPolyAreaGraphicsItem::sideButtonsDoNotDrag_data()
 {
     QTest::addColumn<Qt::MouseButton>("button");
     QTest::addColumn<QPointF>("start");
@@ -783,11 +483,11 @@ void TestPolyArea::sideButtonsDoNotDrag_data()
     }
 }
 
-void TestPolyArea::sideButtonsDoNotDrag()
+void TestPolyAreaGraphicsItem::sideButtonsDoNotDrag()
 {
     QFETCH(Qt::MouseButton, button);
     QFETCH(QPointF, start);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     const PolyAreaGraphicsItem *item = stage.itemOf(object);
     const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
@@ -800,7 +500,7 @@ void TestPolyArea::sideButtonsDoNotDrag()
         QCOMPARE(item->polyPoints.at(i)->scenePos(), square.at(i));
 }
 
-void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag_data()
+void TestPolyAreaGraphicsItem::releasingTheOtherButtonDoesNotEndADrag_data()
 {
     QTest::addColumn<Qt::MouseButton>("button");
     QTest::addColumn<bool>("vertex");
@@ -812,11 +512,11 @@ void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag_data()
     }
 }
 
-void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag()
+void TestPolyAreaGraphicsItem::releasingTheOtherButtonDoesNotEndADrag()
 {
     QFETCH(Qt::MouseButton, button);
     QFETCH(bool, vertex);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     const PolyAreaGraphicsItem *item = stage.itemOf(object);
     const QList<PolyPointGraphicsItem *> handles = item->polyPoints;
@@ -847,17 +547,17 @@ void TestPolyArea::releasingTheOtherButtonDoesNotEndADrag()
     QCOMPARE(item->pos(), QPointF(0, 0));
 }
 
-void TestPolyArea::leavingTheFrameDuringADragIsHarmless_data()
+void TestPolyAreaGraphicsItem::leavingTheFrameDuringADragIsHarmless_data()
 {
     QTest::addColumn<bool>("vertex");
     QTest::newRow("outline") << false;
     QTest::newRow("vertex") << true;
 }
 
-void TestPolyArea::leavingTheFrameDuringADragIsHarmless()
+void TestPolyAreaGraphicsItem::leavingTheFrameDuringADragIsHarmless()
 {
     QFETCH(bool, vertex);
-    Stage stage;
+    FrameStage stage;
     TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     annotate(object, 1, another);
     const QPointer<PolyAreaGraphicsItem> item = stage.itemOf(object);
@@ -888,15 +588,17 @@ void TestPolyArea::leavingTheFrameDuringADragIsHarmless()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(expected));
 }
 
-void TestPolyArea::otherButtonsDoNotDragThePolygon_data()
+void TestPolyAreaGraphicsItem::otherButtonsDoNotDragThePolygon_data()
 {
-    otherButtonsDoNotDragAVertex_data();
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::newRow("right") << Qt::RightButton;
+    QTest::newRow("middle") << Qt::MiddleButton;
 }
 
-void TestPolyArea::otherButtonsDoNotDragThePolygon()
+void TestPolyAreaGraphicsItem::otherButtonsDoNotDragThePolygon()
 {
     QFETCH(Qt::MouseButton, button);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
     stage.drag({inSquare, inSquare + QPointF(10, 10), inSquare + QPointF(30, 10)}, Qt::NoModifier, button);
@@ -905,9 +607,9 @@ void TestPolyArea::otherButtonsDoNotDragThePolygon()
     QCOMPARE(object->keyFrames.at(0)->polygon, square);
 }
 
-void TestPolyArea::aPlainClickDoesNothing()
+void TestPolyAreaGraphicsItem::aPlainClickDoesNothing()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     const TrackedObject *current = stage.addObject(another, KeyFrame::Automatic);
     const QSignalSpy stateChanges(g_state, &DataState::hasChanged);
@@ -923,9 +625,9 @@ void TestPolyArea::aPlainClickDoesNothing()
     QVERIFY(current->isCurrent());
 }
 
-void TestPolyArea::ctrlClickMakesTheObjectCurrent()
+void TestPolyAreaGraphicsItem::ctrlClickMakesTheObjectCurrent()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     const TrackedObject *before = stage.addObject(another);
     const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
@@ -942,9 +644,9 @@ void TestPolyArea::ctrlClickMakesTheObjectCurrent()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(9, 9)));
 }
 
-void TestPolyArea::ctrlDragMovesAndSelectsNothing()
+void TestPolyAreaGraphicsItem::ctrlDragMovesAndSelectsNothing()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     const QSignalSpy stateChanges(g_state, &DataState::hasChanged);
     stage.drag({inSquare, inSquare + QPointF(9, 9)}, Qt::ControlModifier);
@@ -952,7 +654,7 @@ void TestPolyArea::ctrlDragMovesAndSelectsNothing()
     QCOMPARE(sorted(object->keyFrames.at(0)->polygon), sorted(square.translated(9, 9)));
 }
 
-void TestPolyArea::theSmallestMovementCounts_data()
+void TestPolyAreaGraphicsItem::theSmallestMovementCounts_data()
 {
     QTest::addColumn<QPointF>("offset");
     QTest::addColumn<bool>("moves");
@@ -962,11 +664,11 @@ void TestPolyArea::theSmallestMovementCounts_data()
     QTest::newRow("up") << QPointF(0, -1.5e-12) << true;
 }
 
-void TestPolyArea::theSmallestMovementCounts()
+void TestPolyAreaGraphicsItem::theSmallestMovementCounts()
 {
     QFETCH(QPointF, offset);
     QFETCH(bool, moves);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square);
     const QSignalSpy selections(g_state, &DataState::hasChanged);
     const QSignalSpy changes(object->keyFrames.at(0), &KeyFrame::hasChanged);
@@ -977,16 +679,16 @@ void TestPolyArea::theSmallestMovementCounts()
     QCOMPARE(flagsOf(changes), moves ? QList<int>({1}) : QList<int>());
 }
 
-void TestPolyArea::movePolygonMovesTheKeyFrameAndResetsNothing_data()
+void TestPolyAreaGraphicsItem::movePolygonMovesTheKeyFrameAndResetsNothing_data()
 {
     addTypeRows();
 }
 
-void TestPolyArea::movePolygonMovesTheKeyFrameAndResetsNothing()
+void TestPolyAreaGraphicsItem::movePolygonMovesTheKeyFrameAndResetsNothing()
 {
     QFETCH(KeyFrame::Type, before);
     QFETCH(KeyFrame::Type, after);
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *object = stage.addObject(square, before);
     PolyAreaGraphicsItem *item = stage.itemOf(object);
     item->dragOffset = QPointF(11, -7);
@@ -998,9 +700,9 @@ void TestPolyArea::movePolygonMovesTheKeyFrameAndResetsNothing()
     QCOMPARE(item->pos(), QPointF(2, 3));
 }
 
-void TestPolyArea::theDeclaredSignalsAreNeverEmitted()
+void TestPolyAreaGraphicsItem::theDeclaredSignalsAreNeverEmitted()
 {
-    Stage stage;
+    FrameStage stage;
     const TrackedObject *other = stage.addObject(another);
     const TrackedObject *object = stage.addObject(square, KeyFrame::Automatic);
     PolyAreaGraphicsItem *item = stage.itemOf(object);
@@ -1019,9 +721,9 @@ void TestPolyArea::theDeclaredSignalsAreNeverEmitted()
     QCOMPARE(moved.size() + changed.size() + clicked.size(), 0);
 }
 
-void TestPolyArea::theOutlineIsDrawnWhereTheVerticesAre()
+void TestPolyAreaGraphicsItem::theOutlineIsDrawnWhereTheVerticesAre()
 {
-    Stage stage;
+    FrameStage stage;
     TrackedObject *plain = stage.addObject(square);
     TrackedObject *current = stage.addObject(another);
     plain->color = QColor(250, 20, 20);
@@ -1052,5 +754,5 @@ void TestPolyArea::theOutlineIsDrawnWhereTheVerticesAre()
         QVERIFY2(ProjectWindow::similar(colorAt(away), frameColor), "the frame itself");
 }
 
-QTEST_MAIN(TestPolyArea)
-#include "tst_polyarea.moc"
+QTEST_MAIN(TestPolyAreaGraphicsItem)
+#include "tst_polyareagraphicsitem.moc"

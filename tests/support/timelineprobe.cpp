@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/timelineprobe.h"
+
+#include "Models/trackedobject.h"
+#include "tests/support/menudriver.h"
+#include "tests/support/mousedriver.h"
+#include "views/clickablegraphicsview.h"
+#include "views/framespangraphicsitem.h"
+#include "views/keyframegraphicsitem.h"
+#include "views/timeline.h"
+#include "views/trackedobjectlabel.h"
+
+#include <QLabel>
+#include <QLayout>
+#include <QScrollArea>
+
+QList<TrackedObjectLabel *> labelsOf(const TimeLine *timeLine)
+{
+    QList<TrackedObjectLabel *> labels;
+    const QLayout *list = timeLine->labelArea->widget()->layout();
+    for (int i = 0; i < list->count(); ++i)
+        labels.append(qobject_cast<TrackedObjectLabel *>(list->itemAt(i)->widget()));
+    return labels;
+}
+
+QStringList namesOf(const TimeLine *timeLine)
+{
+    QStringList names;
+    for (const TrackedObjectLabel *label : labelsOf(timeLine))
+        names.append(label->nameLabel->text());
+    return names;
+}
+
+KeyFrameGraphicsItem *markerOf(const TimeLine *timeLine, const KeyFrame *keyFrame)
+{
+    for (KeyFrameGraphicsItem *item : timeLine->keyFrameItems) {
+        if (item->keyFrame == keyFrame)
+            return item;
+    }
+    return nullptr;
+}
+
+QList<FrameSpanGraphicsItem *> curvesOf(const TimeLine *timeLine, const TrackedObject *object)
+{
+    QList<FrameSpanGraphicsItem *> curves;
+    for (FrameSpanGraphicsItem *item : timeLine->spanItems) {
+        if (item->frameSpan->object == object)
+            curves.append(item);
+    }
+    return curves;
+}
+
+QList<double> rowsOf(const TimeLine *timeLine, const TrackedObject *object)
+{
+    QList<double> rows;
+    for (const KeyFrame *keyFrame : object->keyFrames)
+        rows.append(markerOf(timeLine, keyFrame)->pos().y());
+    return rows;
+}
+
+bool withMenu(const TimeLine *timeLine, QPointF scenePoint, const std::function<void(QMenu *)> &handle)
+{
+    const MenuDriver driver(handle);
+    MouseDriver::contextMenu(timeLine->bodyView->viewport(), timeLine->bodyView->mapFromScene(scenePoint));
+    return driver.handled();
+}
+
+bool chooseAt(const TimeLine *timeLine, QPointF scenePoint, const QStringList &path)
+{
+    bool chosen = false;
+    return withMenu(timeLine, scenePoint, [&](QMenu *menu) { chosen = MenuDriver::choose(menu, path); }) &&
+           chosen;
+}
