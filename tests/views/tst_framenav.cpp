@@ -260,11 +260,12 @@ void TestFrameNav::reloadsForFrameChangesOnly_data()
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("reloads");
     QTest::newRow("nothing") << 0 << false;
-    QTest::newRow("selection") << 1 << false;
-    QTest::newRow("frame") << 2 << true;
-    QTest::newRow("selection and frame") << 3 << true;
-    QTest::newRow("list") << 4 << false;
-    QTest::newRow("frame and list") << 6 << true;
+    QTest::newRow("selection") << int(DataState::ObjectSelectionChanged) << false;
+    QTest::newRow("frame") << int(DataState::FrameChanged) << true;
+    QTest::newRow("selection and frame")
+        << (DataState::ObjectSelectionChanged | DataState::FrameChanged) << true;
+    QTest::newRow("list") << int(DataState::ObjectListChanged) << false;
+    QTest::newRow("frame and list") << (DataState::FrameChanged | DataState::ObjectListChanged) << true;
     QTest::newRow("a bit without meaning") << 8 << false;
 }
 

@@ -179,7 +179,7 @@ void TestFrameSpanGraphicsItem::spanMenuChangesTheType()
     const QSignalSpy changes(span, &FrameSpan::hasChanged);
     QVERIFY(chooseAt(project.timeLine(), middleOf(curve), {entry}));
     QCOMPARE(span->type, after);
-    QCOMPARE(flagsOf(changes), before == after ? QList<int>() : QList<int>({1}));
+    QCOMPARE(flagsOf(changes), before == after ? QList<int>() : QList<int>({FrameSpan::TypeChanged}));
     QCOMPARE(curve->pen().widthF(), after == FrameSpan::Hidden ? 1.0 : 3.0);
 }
 

@@ -206,14 +206,16 @@ void TestFrameViewer::reloadsForFrameAndListChangesOnly_data()
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("reloads");
     QTest::newRow("nothing") << 0 << false;
-    QTest::newRow("selection") << 1 << false;
-    QTest::newRow("frame") << 2 << true;
-    QTest::newRow("object list") << 4 << true;
-    QTest::newRow("selection and frame") << 3 << true;
-    QTest::newRow("selection and list") << 5 << true;
-    QTest::newRow("frame and list") << 6 << true;
+    QTest::newRow("selection") << int(DataState::ObjectSelectionChanged) << false;
+    QTest::newRow("frame") << int(DataState::FrameChanged) << true;
+    QTest::newRow("object list") << int(DataState::ObjectListChanged) << true;
+    QTest::newRow("selection and frame")
+        << (DataState::ObjectSelectionChanged | DataState::FrameChanged) << true;
+    QTest::newRow("selection and list")
+        << (DataState::ObjectSelectionChanged | DataState::ObjectListChanged) << true;
+    QTest::newRow("frame and list") << (DataState::FrameChanged | DataState::ObjectListChanged) << true;
     QTest::newRow("a bit without meaning") << 8 << false;
-    QTest::newRow("selection and a bit without meaning") << 9 << false;
+    QTest::newRow("selection and a bit without meaning") << (DataState::ObjectSelectionChanged | 8) << false;
 }
 
 void TestFrameViewer::reloadsForFrameAndListChangesOnly()
@@ -572,7 +574,7 @@ void TestFrameViewer::addingStoresThePolygonThenTheType()
     annotate(frame.addObject(), 0, square, KeyFrame::Automatic);
     const QSignalSpy spy(frame.currentKeyFrame(), &KeyFrame::hasChanged);
     frame.doubleClick(QPointF(150, 90));
-    QCOMPARE(flagsOf(spy), QList<int>({1, 2}));
+    QCOMPARE(flagsOf(spy), QList<int>({KeyFrame::PolygonChanged, KeyFrame::TypeChanged}));
 }
 
 void TestFrameViewer::removingTakesTheNearestVertex_data()
@@ -625,7 +627,8 @@ void TestFrameViewer::removingKeepsTheType()
         QCOMPARE(frame.polygon().size(), left);
         QCOMPARE(frame.currentKeyFrame()->type, type);
     }
-    QCOMPARE(flagsOf(spy), QList<int>({1, 1, 1}));
+    QCOMPARE(flagsOf(spy),
+             QList<int>({KeyFrame::PolygonChanged, KeyFrame::PolygonChanged, KeyFrame::PolygonChanged}));
 }
 
 void TestFrameViewer::removingFromShortPolygonsChangesNothing_data()

@@ -221,8 +221,8 @@ void TestKeyFrameGraphicsItem::removingAKeyFrame()
     QVERIFY(chooseAt(timeLine, QPointF(220, 20), {QStringLiteral("Remove Keyframe")}));
     QCOMPARE(object->keyFrames.at(5)->type, KeyFrame::None);
     QVERIFY(object->keyFrames.at(5)->polygon.isEmpty());
-    QCOMPARE(flagsOf(changes).first(), 1); // the polygon goes first
-    QVERIFY(flagsOf(changes).contains(2));
+    QCOMPARE(flagsOf(changes).first(), int(KeyFrame::PolygonChanged)); // the polygon goes first
+    QVERIFY(flagsOf(changes).contains(KeyFrame::TypeChanged));
     // The spans were merged, hence the rows rebuilt, while the item was handling its event.
     QCOMPARE(ModelChecks::chainText(object), QStringLiteral("0-2 Hidden, 2-7 Hidden"));
     QCOMPARE(curvesOf(timeLine, object).size(), 2);
@@ -261,7 +261,7 @@ void TestKeyFrameGraphicsItem::choosingAType()
     QVERIFY(chooseAt(project.timeLine(), QPointF(100, 20), {entry}));
     QCOMPARE(object->keyFrames.at(2)->type, after);
     QCOMPARE(object->keyFrames.at(2)->polygon, outline);
-    QCOMPARE(flagsOf(changes), before == after ? QList<int>() : QList<int>({2}));
+    QCOMPARE(flagsOf(changes), before == after ? QList<int>() : QList<int>({KeyFrame::TypeChanged}));
     ModelChecks::flushDeferredDeletes();
     const KeyFrameGraphicsItem *item = markerOf(project.timeLine(), object->keyFrames.at(2));
     QCOMPARE(item->rect().width(), 2.824 * (after == KeyFrame::Automatic ? 3 : 5));
@@ -327,7 +327,7 @@ void TestKeyFrameGraphicsItem::switchOrderSwapsFromThisFrameOn()
     QVERIFY(chooseAt(timeLine, QPointF(140, 20), {"switch order with", "new object 2"}));
     QCOMPARE(stackingOf(a), QList<int>({0, 0, 0, 1, 1, 1}));
     QCOMPARE(stackingOf(b), QList<int>({1, 1, 1, 0, 0, 0}));
-    QCOMPARE(flagsOf(changesOfA), QList<int>({4}));
+    QCOMPARE(flagsOf(changesOfA), QList<int>({TrackedObject::ZOrderChanged}));
     QCOMPARE(changesOfB.size(), 0);
     QCOMPARE(rowsOf(timeLine, a), QList<double>({20, 20, 20, 60, 60, 60}));
     QCOMPARE(rowsOf(timeLine, b), QList<double>({60, 60, 60, 20, 20, 20}));
@@ -336,7 +336,7 @@ void TestKeyFrameGraphicsItem::switchOrderSwapsFromThisFrameOn()
     // And back from the other object's marker, which is in the first row now.
     QVERIFY(chooseAt(timeLine, QPointF(140, 20), {"switch order with", "new object 1"}));
     QCOMPARE(stackingOf(a), QList<int>({0, 0, 0, 0, 0, 0}));
-    QCOMPARE(flagsOf(changesOfB), QList<int>({4}));
+    QCOMPARE(flagsOf(changesOfB), QList<int>({TrackedObject::ZOrderChanged}));
     QCOMPARE(changesOfA.size(), 1);
 }
 

@@ -231,9 +231,9 @@ void TestPolyAreaGraphicsItem::followsPolygonChangesOnly_data()
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("follows");
     QTest::newRow("nothing") << 0 << false;
-    QTest::newRow("polygon") << 1 << true;
-    QTest::newRow("type") << 2 << false;
-    QTest::newRow("polygon and type") << 3 << true;
+    QTest::newRow("polygon") << int(KeyFrame::PolygonChanged) << true;
+    QTest::newRow("type") << int(KeyFrame::TypeChanged) << false;
+    QTest::newRow("polygon and type") << (KeyFrame::PolygonChanged | KeyFrame::TypeChanged) << true;
     QTest::newRow("a bit without meaning") << 4 << false;
 }
 
@@ -255,10 +255,11 @@ void TestPolyAreaGraphicsItem::followsSelectionChangesOnly_data()
     QTest::addColumn<int>("flags");
     QTest::addColumn<bool>("follows");
     QTest::newRow("nothing") << 0 << false;
-    QTest::newRow("selection") << 1 << true;
-    QTest::newRow("frame") << 2 << false;
-    QTest::newRow("list") << 4 << false;
-    QTest::newRow("selection and list") << 5 << true;
+    QTest::newRow("selection") << int(DataState::ObjectSelectionChanged) << true;
+    QTest::newRow("frame") << int(DataState::FrameChanged) << false;
+    QTest::newRow("list") << int(DataState::ObjectListChanged) << false;
+    QTest::newRow("selection and list")
+        << (DataState::ObjectSelectionChanged | DataState::ObjectListChanged) << true;
 }
 
 void TestPolyAreaGraphicsItem::followsSelectionChangesOnly()
@@ -325,7 +326,7 @@ void TestPolyAreaGraphicsItem::draggingThePolygonMovesItAtTheEnd()
     stage.release(inSquare + QPointF(-20, 30));
     const QPolygonF expected = square.translated(-20, 30);
     QCOMPARE(sorted(keyFrame->polygon), sorted(expected));
-    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(flagsOf(changes), QList<int>({KeyFrame::PolygonChanged}));
     QCOMPARE(keyFrame->type, KeyFrame::Visible);
     QCOMPARE(item->dragOffset, QPointF(0, 0));
     QCOMPARE(item->pos(), QPointF(0, 0));
@@ -542,7 +543,7 @@ void TestPolyAreaGraphicsItem::releasingTheOtherButtonDoesNotEndADrag()
     else
         expected.translate(-25, -7);
     QCOMPARE(sorted(keyFrame->polygon), sorted(expected));
-    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(flagsOf(changes), QList<int>({KeyFrame::PolygonChanged}));
     QCOMPARE(handlePoints(item), keyFrame->polygon);
     QCOMPARE(item->pos(), QPointF(0, 0));
 }
@@ -675,8 +676,8 @@ void TestPolyAreaGraphicsItem::theSmallestMovementCounts()
     stage.press(inSquare, Qt::ControlModifier);
     stage.itemOf(object)->dragOffset = offset;
     stage.release(inSquare, Qt::ControlModifier);
-    QCOMPARE(flagsOf(selections), moves ? QList<int>() : QList<int>({1}));
-    QCOMPARE(flagsOf(changes), moves ? QList<int>({1}) : QList<int>());
+    QCOMPARE(flagsOf(selections), moves ? QList<int>() : QList<int>({DataState::ObjectSelectionChanged}));
+    QCOMPARE(flagsOf(changes), moves ? QList<int>({KeyFrame::PolygonChanged}) : QList<int>());
 }
 
 void TestPolyAreaGraphicsItem::movePolygonMovesTheKeyFrameAndResetsNothing_data()

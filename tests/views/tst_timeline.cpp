@@ -491,12 +491,15 @@ void TestTimeLine::reactsToListAndFrameChanges_data()
     QTest::addColumn<bool>("reloads");
     QTest::addColumn<bool>("movesMarkers");
     QTest::newRow("nothing") << 0 << false << false;
-    QTest::newRow("selection") << 1 << false << false;
-    QTest::newRow("frame") << 2 << false << true;
-    QTest::newRow("selection and frame") << 3 << false << true;
-    QTest::newRow("list") << 4 << true << true;
-    QTest::newRow("selection and list") << 5 << true << true;
-    QTest::newRow("frame and list") << 6 << true << true;
+    QTest::newRow("selection") << int(DataState::ObjectSelectionChanged) << false << false;
+    QTest::newRow("frame") << int(DataState::FrameChanged) << false << true;
+    QTest::newRow("selection and frame")
+        << (DataState::ObjectSelectionChanged | DataState::FrameChanged) << false << true;
+    QTest::newRow("list") << int(DataState::ObjectListChanged) << true << true;
+    QTest::newRow("selection and list")
+        << (DataState::ObjectSelectionChanged | DataState::ObjectListChanged) << true << true;
+    QTest::newRow("frame and list") << (DataState::FrameChanged | DataState::ObjectListChanged) << true
+                                    << true;
     QTest::newRow("a bit without meaning") << 8 << false << false;
 }
 
@@ -557,9 +560,9 @@ void TestTimeLine::connectToObjectsReplacesItsConnections()
         QVERIFY(!connection);
     QCOMPARE(timeLine->objectConnections.size(), 1);
     const QPointer<QGraphicsWidget> item = witness(timeLine->bodyScene);
-    emit removed->hasChanged(1);
+    emit removed->hasChanged(TrackedObject::NameChanged);
     QVERIFY(item);
-    emit g_state->objects.first()->hasChanged(1);
+    emit g_state->objects.first()->hasChanged(TrackedObject::NameChanged);
     QVERIFY(!item);
     g_state->objects.clear();
     timeLine->connectToObjects();
@@ -571,7 +574,8 @@ void TestTimeLine::anyObjectChangeReloads()
 {
     ProjectWindow project(3);
     TrackedObject *object = project.addObject();
-    for (const int flags : {0, 1, 2, 4, 8}) {
+    for (const int flags : {0, int(TrackedObject::NameChanged), int(TrackedObject::SpansChanged),
+                            int(TrackedObject::ZOrderChanged), 8}) {
         const QPointer<QGraphicsWidget> item = witness(project.timeLine()->bodyScene);
         emit object->hasChanged(flags);
         QVERIFY(!item);

@@ -179,11 +179,12 @@ void TestTrackedObjectLabel::aLabelIsRedForTheCurrentObject()
     QVERIFY(isSolidInAllGroups(&labelB, Qt::white));
     // Other changes do not bring the colour up to date.
     project->currentObjectId = b->id;
-    for (const int flags : {0, 2, 4, 6}) {
+    for (const int flags : {0, int(DataState::FrameChanged), int(DataState::ObjectListChanged),
+                            DataState::FrameChanged | DataState::ObjectListChanged}) {
         emit project->hasChanged(flags);
         QVERIFY(isSolidInAllGroups(&labelA, Qt::red));
     }
-    emit project->hasChanged(5);
+    emit project->hasChanged(DataState::ObjectSelectionChanged | DataState::ObjectListChanged);
     QVERIFY(isSolidInAllGroups(&labelA, Qt::white));
 }
 
@@ -197,7 +198,7 @@ void TestTrackedObjectLabel::pressingALabelSelectsItsObject()
     const QList<TrackedObjectLabel *> labels = labelsOf(project.timeLine());
     MouseDriver::press(labels.at(0)->nameLabel, QPointF(10, 10));
     QCOMPARE(g_state->currentObjectId, a->id);
-    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(flagsOf(changes), QList<int>({DataState::ObjectSelectionChanged}));
     MouseDriver::release(labels.at(0)->nameLabel, QPointF(10, 10));
     MouseDriver::click(labels.at(0)->nameLabel, QPointF(10, 10)); // the current one already
     QCOMPARE(changes.size(), 1);
@@ -223,7 +224,7 @@ void TestTrackedObjectLabel::editingRenamesTheObject()
     QCOMPARE(object->name, QStringLiteral("new object 1"));
     QTest::keyClick(label->nameEdit, Qt::Key_Return);
     QCOMPARE(object->name, QStringLiteral("red ball"));
-    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(flagsOf(changes), QList<int>({TrackedObject::NameChanged}));
     QCOMPARE(namesOf(project.timeLine()), QStringList({"red ball", "new object 2"}));
     ModelChecks::flushDeferredDeletes();
     QCoreApplication::processEvents();
@@ -297,7 +298,7 @@ void TestTrackedObjectLabel::anUnfinishedNameSurvivesARebuild()
     QCOMPARE(object->name, QStringLiteral("new object 1"));
     emit other->hasChanged(TrackedObject::ZOrderChanged);
     QCOMPARE(object->name, QStringLiteral("red ball"));
-    QCOMPARE(flagsOf(changes), QList<int>({1}));
+    QCOMPARE(flagsOf(changes), QList<int>({TrackedObject::NameChanged}));
     // The name was taken over in the middle of the rebuild, which made the rows anew.
     QCOMPARE(namesOf(timeLine), QStringList({"red ball", "new object 2"}));
     QCOMPARE(timeLine->keyFrameItems.size(), 6);
