@@ -42,9 +42,12 @@ void PolyPointGraphicsItem::discard()
     deleteLater();
 }
 
+// A handle taken announces a move when it is let go, also one that has not moved. With Shift held the press
+// is the first of a double-click that removes a vertex, which is no edit of the outline by its handles.
 void PolyPointGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
 {
-    if (isDragButton(event->button()))
+    const bool removing = event->modifiers().testFlag(Qt::ShiftModifier);
+    if (isDragButton(event->button()) && !removing)
         QGraphicsEllipseItem::mousePressEvent(event);
     else
         event->ignore();

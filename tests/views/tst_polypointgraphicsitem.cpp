@@ -57,6 +57,9 @@ private slots:
     void draggingAVertexMakesAutomaticVisible_data();
     void draggingAVertexMakesAutomaticVisible();
     void aClickOnAHandleStoresTheSameOutline();
+    void shiftDoubleClickOnAHandleOnlyRemovesItsVertex_data();
+    void shiftDoubleClickOnAHandleOnlyRemovesItsVertex();
+    void withShiftAHandleTakesNoPress();
     void otherButtonsDoNotDragAVertex_data();
     void otherButtonsDoNotDragAVertex();
     void draggingInAScaledViewFollowsTheMouse();
@@ -237,6 +240,57 @@ void TestPolyPointGraphicsItem::aClickOnAHandleStoresTheSameOutline()
     QCOMPARE(object->keyFrames.at(0)->polygon, square);
     QCOMPARE(flagsOf(changes), QList<int>({KeyFrame::PolygonChanged, KeyFrame::TypeChanged}));
     QCOMPARE(object->keyFrames.at(0)->type, KeyFrame::Visible);
+}
+
+void TestPolyPointGraphicsItem::shiftDoubleClickOnAHandleOnlyRemovesItsVertex_data()
+{
+    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+    QTest::newRow("shift") << Qt::KeyboardModifiers(Qt::ShiftModifier);
+    QTest::newRow("shift and control") << (Qt::ShiftModifier | Qt::ControlModifier);
+}
+
+// In the middle of a filled span, which a key frame of the user's would cut and empty.
+void TestPolyPointGraphicsItem::shiftDoubleClickOnAHandleOnlyRemovesItsVertex()
+{
+    QFETCH(Qt::KeyboardModifiers, modifiers);
+    FrameStage stage(5);
+    TrackedObject *object = stage.addObject(square);
+    annotate(object, 4, square);
+    for (const int frame : {1, 2, 3})
+        annotate(object, frame, square, KeyFrame::Automatic);
+    g_state->setFrame(2);
+    stage.unscale();
+    const QSignalSpy changes(object->keyFrames.at(2), &KeyFrame::hasChanged);
+    const QSignalSpy objectChanges(object, &TrackedObject::hasChanged);
+    stage.doubleClick(square.at(1), modifiers);
+    QPolygonF expected = square;
+    expected.remove(1);
+    QCOMPARE(stage.polygon(), expected);
+    QCOMPARE(flagsOf(changes), QList<int>({KeyFrame::PolygonChanged}));
+    QCOMPARE(objectChanges.size(), 0);
+    for (const int frame : {1, 2, 3})
+        QCOMPARE(object->keyFrames.at(frame)->type, KeyFrame::Automatic);
+    QCOMPARE(object->keyFrames.at(1)->polygon, square);
+    QCOMPARE(object->keyFrames.at(3)->polygon, square);
+}
+
+void TestPolyPointGraphicsItem::withShiftAHandleTakesNoPress()
+{
+    FrameStage stage;
+    const TrackedObject *object = stage.addObject(square);
+    PolyPointGraphicsItem *handle = stage.itemOf(object)->polyPoints.first();
+    const QSignalSpy moved(handle, &PolyPointGraphicsItem::moved);
+    stage.press(square.first(), Qt::ShiftModifier);
+    QVERIFY(stage.scene()->mouseGrabberItem() != handle);
+    stage.release(square.first(), Qt::ShiftModifier);
+    QCOMPARE(moved.size(), 0);
+    // Shift pressed later does not end a drag.
+    stage.press(square.first());
+    QCOMPARE(stage.scene()->mouseGrabberItem(), static_cast<QGraphicsItem *>(handle));
+    stage.move(QPointF(90, 95), Qt::ShiftModifier);
+    stage.release(QPointF(90, 95), Qt::ShiftModifier);
+    QCOMPARE(moved.size(), 1);
+    QCOMPARE(stage.polygon().first(), QPointF(90, 95));
 }
 
 void TestPolyPointGraphicsItem::otherButtonsDoNotDragAVertex_data()
