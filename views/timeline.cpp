@@ -9,6 +9,8 @@
 #include "views/keyframegraphicsitem.h"
 #include "views/trackedobjectlabel.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QGraphicsRectItem>
 #include <QGraphicsScene>
 #include <QGraphicsSimpleTextItem>
@@ -19,6 +21,7 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -146,6 +149,7 @@ void TimeLine::reload()
     reloadBody();
     reloadMarkers();
     rows->setValue(top);
+    showCurrentRow();
 }
 
 void TimeLine::reloadHeader()
@@ -244,6 +248,32 @@ void TimeLine::reloadList()
     }
     for (const TrackedObject *object : g_state->getZOrderSortedList(0))
         list->addWidget(new TrackedObjectLabel(object->id));
+    // The area would learn of its new height from events still to come, and pull the linked bar of the body
+    // back to its old range until then.
+    labelArea->widget()->setMinimumHeight(list->count() * rowHeight);
+    QEvent layoutRequest(QEvent::LayoutRequest);
+    QCoreApplication::sendEvent(labelArea, &layoutRequest);
+}
+
+/// Scrolls the current object's row into sight when the objects or the current one are not those of the last
+/// time; otherwise the rows stay where the user left them. The row is that of the label list, whatever the
+/// stacking order of the current frame.
+void TimeLine::showCurrentRow()
+{
+    QList<QPointer<TrackedObject>> objects;
+    for (TrackedObject *object : qAsConst(g_state->objects))
+        objects.append(object);
+    TrackedObject *current = g_state->getCurrentObject();
+    if (objects == m_shownObjects && current == m_shownCurrent)
+        return;
+    m_shownObjects = objects;
+    m_shownCurrent = current;
+    if (!current)
+        return;
+    QScrollBar *rows = bodyView->verticalScrollBar();
+    const int top = current->getZOrderRank(0) * rowHeight;
+    const int lowest = top + rowHeight - bodyView->viewport()->height(); // with the row at the lower border
+    rows->setValue(std::min(std::max(rows->value(), lowest), top));
 }
 
 void TimeLine::reloadMarkers()
@@ -283,6 +313,8 @@ void TimeLine::filterStateChange(int flags)
     }
     if (flags & DataState::FrameChanged)
         reloadMarkers();
+    if (flags & DataState::ObjectSelectionChanged)
+        showCurrentRow();
 }
 
 void TimeLine::connectToObjects()

@@ -5,6 +5,7 @@
 #include <QDockWidget>
 #include <QList>
 #include <QMetaObject>
+#include <QPointer>
 #include <QVector>
 
 class ClickableGraphicsView;
@@ -64,9 +65,14 @@ private:
     void addRows();
     void addSpans(const TrackedObject *object, const QVector<int> &rows);
     void addKeyFrames(const TrackedObject *object, const QVector<int> &rows);
+    void showCurrentRow();
     QGraphicsRectItem *addMarker(QGraphicsScene *scene, double height);
     /// Centre of a frame's column, scene pixels.
     int frameToX(int frame) const;
     /// Centre of a row, scene pixels.
     int rankToY(int rank) const;
+
+    // What the rows were last moved for.
+    QList<QPointer<TrackedObject>> m_shownObjects;
+    QPointer<TrackedObject> m_shownCurrent;
 };

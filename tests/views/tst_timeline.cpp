@@ -17,11 +17,13 @@
 #include <QGraphicsScene>
 #include <QGraphicsSimpleTextItem>
 #include <QGridLayout>
+#include <QLabel>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -65,6 +67,10 @@ public:
         return value();
     }
 
+    int height() const { return project.timeLine()->bodyView->viewport()->height(); }
+    /// The position with a row at the lower border.
+    int lowest(int row) const { return 40 * (row + 1) - height(); }
+
     static constexpr int position = 213; // pixels
     ProjectWindow project;
     QScrollBar *rows = nullptr;
@@ -92,6 +98,16 @@ private slots:
     void theBodyScrollsToTheCurrentFrame();
     void steppingKeepsTheVerticalPosition();
     void aRebuildKeepsTheVerticalPosition();
+    void addingAnObjectShowsItsRow();
+    void anotherCurrentObjectShowsItsRow_data();
+    void anotherCurrentObjectShowsItsRow();
+    void theSameObjectAgainKeepsTheVerticalPosition();
+    void deletingAnObjectShowsTheCurrentRow();
+    void theRowShownIsThatOfTheLabel();
+    void anOpenedProjectShowsTheCurrentRow_data();
+    void anOpenedProjectShowsTheCurrentRow();
+    void clickingALabelInSightKeepsTheRows();
+    void aViewLowerThanARowShowsItsTop();
     void rowsFollowTheStackingOrderOfEveryFrame();
     void labelsFollowTheStackingOrderOfTheFirstFrame();
     void spansCoverTheVideoOnceInOrder();
@@ -366,8 +382,8 @@ void TestTimeLine::aRebuildKeepsTheVerticalPosition()
         [timeLine] { timeLine->reload(); },
         [] { g_state->objects.at(7)->changeName(QStringLiteral("ball")); },
         [] { annotate(g_state->objects.at(3), 40, outline); },
-        [] { g_state->addObject(); },
-        [] { g_state->deleteObject(g_state->objects.at(2)->id); },
+        [] { emit g_state->objects.at(5)->hasChanged(TrackedObject::ZOrderChanged); },
+        [] { emit g_state->hasChanged(DataState::ObjectListChanged); },
         [&scrolled] { scrolled.project.window().reload(); },
     };
     for (int i = 0; i < rebuilds.size(); ++i) {
@@ -381,6 +397,154 @@ void TestTimeLine::aRebuildKeepsTheVerticalPosition()
     while (g_state->objects.size() > 1)
         g_state->deleteObject(g_state->objects.last()->id);
     QCOMPARE(scrolled.valueLater(), 0);
+}
+
+void TestTimeLine::addingAnObjectShowsItsRow()
+{
+    ProjectWindow project(100, QSize(32, 24));
+    QVERIFY(project.show());
+    TimeLine *timeLine = project.timeLine();
+    const int height = timeLine->bodyView->viewport()->height();
+    QVERIFY(height >= 40 && height < 200);
+    for (int count = 1; count <= 12; ++count) {
+        QTest::mouseClick(timeLine->addButton, Qt::LeftButton);
+        for (const bool later : {false, true}) {
+            if (later)
+                QCoreApplication::processEvents();
+            QCOMPARE(timeLine->bodyView->verticalScrollBar()->value(), qMax(0, 40 * count - height));
+            QCOMPARE(timeLine->labelArea->verticalScrollBar()->value(), qMax(0, 40 * count - height));
+        }
+        const TrackedObjectLabel *label = labelsOf(timeLine).last();
+        QCOMPARE(label->objectId, g_state->currentObjectId);
+        QCOMPARE(label->visibleRegion(), QRegion(label->rect()));
+    }
+}
+
+void TestTimeLine::anotherCurrentObjectShowsItsRow_data()
+{
+    // The rows 0 to 4 lie above the rows in sight, row 5 is cut by the upper border.
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("fromAbove");
+    QTest::addColumn<bool>("moves");
+    QTest::newRow("the first") << 0 << true << true;
+    QTest::newRow("above") << 3 << true << true;
+    QTest::newRow("cut at the top") << 5 << true << true;
+    QTest::newRow("the first whole one") << 6 << true << false;
+    QTest::newRow("below") << 15 << false << true;
+    QTest::newRow("the last but one") << 18 << false << true;
+}
+
+void TestTimeLine::anotherCurrentObjectShowsItsRow()
+{
+    QFETCH(int, row);
+    QFETCH(bool, fromAbove);
+    QFETCH(bool, moves);
+    const ScrolledRows scrolled;
+    QVERIFY(scrolled.lowest(15) > ScrolledRows::position);
+    const QPointer<QGraphicsWidget> item = witness(scrolled.project.timeLine()->bodyScene);
+    g_state->setCurrentObject(row);
+    QVERIFY(item); // without a rebuild
+    const int expected = !moves ? ScrolledRows::position : fromAbove ? 40 * row : scrolled.lowest(row);
+    QCOMPARE(scrolled.value(), expected);
+    QCOMPARE(scrolled.valueLater(), expected);
+    g_state->setFrame(50);
+    QCOMPARE(scrolled.valueLater(), expected);
+}
+
+void TestTimeLine::theSameObjectAgainKeepsTheVerticalPosition()
+{
+    const ScrolledRows scrolled;
+    g_state->setCurrentObject(g_state->currentObjectId);
+    QCOMPARE(scrolled.valueLater(), ScrolledRows::position);
+    g_state->setCurrentObject(-1); // has no row
+    QCOMPARE(scrolled.valueLater(), ScrolledRows::position);
+}
+
+void TestTimeLine::deletingAnObjectShowsTheCurrentRow()
+{
+    const ScrolledRows scrolled;
+    g_state->deleteObject(2); // the last one is current
+    QCOMPARE(scrolled.value(), scrolled.lowest(18));
+    QCOMPARE(scrolled.valueLater(), scrolled.lowest(18));
+    g_state->deleteObject(g_state->currentObjectId); // now the first one is
+    QCOMPARE(scrolled.value(), 0);
+    QCOMPARE(scrolled.valueLater(), 0);
+}
+
+void TestTimeLine::theRowShownIsThatOfTheLabel()
+{
+    const ScrolledRows scrolled;
+    for (TrackedObject *object : qAsConst(g_state->objects))
+        object->keyFrames.first()->zOrder = -object->id; // on the other frames as before
+    g_state->setFrame(30);
+    scrolled.project.timeLine()->reload();
+    QCOMPARE(scrolled.valueLater(), ScrolledRows::position);
+    QCOMPARE(labelsOf(scrolled.project.timeLine()).at(18)->objectId, 1);
+    g_state->setCurrentObject(1);
+    QCOMPARE(scrolled.valueLater(), scrolled.lowest(18));
+}
+
+void TestTimeLine::anOpenedProjectShowsTheCurrentRow_data()
+{
+    QTest::addColumn<int>("before");
+    QTest::addColumn<int>("current");
+    QTest::newRow("another object than before") << 0 << 17;
+    QTest::newRow("an object with the same id") << 17 << 17;
+}
+
+void TestTimeLine::anOpenedProjectShowsTheCurrentRow()
+{
+    QFETCH(int, before);
+    QFETCH(int, current);
+    const ScrolledRows scrolled;
+    g_state->setCurrentObject(before);
+    scrolled.rows->setValue(0);
+    MainWindow &window = *g_mainWindow;
+    window.recreateDataState();
+    {
+        const QSignalBlocker blocker(g_state); // as while a project is read
+        g_state->video = ProjectWindow::makeVideo(100, QSize(32, 24), 25);
+        g_state->videoLoaded = true;
+        for (int i = 0; i < 20; ++i)
+            g_state->addObject();
+        g_state->currentObjectId = current;
+    }
+    window.reload();
+    QCOMPARE(scrolled.value(), scrolled.lowest(current));
+    QCOMPARE(scrolled.valueLater(), scrolled.lowest(current));
+}
+
+void TestTimeLine::clickingALabelInSightKeepsTheRows()
+{
+    const ScrolledRows scrolled;
+    const QList<TrackedObjectLabel *> labels = labelsOf(scrolled.project.timeLine());
+    int whole = 0;
+    for (const TrackedObjectLabel *label : labels) {
+        if (label->visibleRegion() != QRegion(label->rect()))
+            continue;
+        ++whole;
+        MouseDriver::click(label->nameLabel, QPointF(5, 5));
+        QCOMPARE(g_state->currentObjectId, label->objectId);
+        QCOMPARE(scrolled.valueLater(), ScrolledRows::position);
+    }
+    QVERIFY(whole >= 2);
+}
+
+void TestTimeLine::aViewLowerThanARowShowsItsTop()
+{
+    TestProject project(10);
+    for (int i = 0; i < 5; ++i)
+        project.addObject();
+    TimeLine timeLine(QStringLiteral("Time Line"));
+    timeLine.reload();
+    timeLine.bodyView->setFixedHeight(25);
+    timeLine.labelArea->setFixedHeight(25);
+    timeLine.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&timeLine));
+    for (const int row : {3, 0, 2}) {
+        project->setCurrentObject(row);
+        QCOMPARE(timeLine.bodyView->verticalScrollBar()->value(), 40 * row);
+    }
 }
 
 void TestTimeLine::rowsFollowTheStackingOrderOfEveryFrame()
