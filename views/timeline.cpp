@@ -34,6 +34,9 @@ constexpr int markerMargin = 50;  // pixels kept visible around the current fram
 constexpr double markerZ = -1.0;  // below everything else
 const QColor markerColor(255, 127, 127, 255);
 const QColor transparent(0, 0, 0, 0);
+// Numbers, lines and discs are drawn for a light ground, whatever the palette.
+const QColor ground(Qt::white);
+const QColor disabledGround(239, 239, 239);
 
 void linkScrollBars(QScrollBar *a, QScrollBar *b)
 {
@@ -50,6 +53,10 @@ ClickableGraphicsView *createView(QGraphicsScene *scene)
     view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     view->setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
+    QPalette colors = view->palette();
+    colors.setColor(QPalette::Base, ground);
+    colors.setColor(QPalette::Disabled, QPalette::Base, disabledGround);
+    view->setPalette(colors);
     return view;
 }
 

@@ -41,6 +41,33 @@ bool toolsEnabled(const MainWindow &window)
     qFatal("no such action");
 }
 
+QPalette darkPalette()
+{
+    return QPalette(QColor(40, 42, 46), QColor(30, 32, 36)); // buttons, windows; the rest is made to fit
+}
+
+/// Makes a palette that of the application, for windows to come.
+class PaletteInUse
+{
+public:
+    explicit PaletteInUse(const QPalette &palette) { QApplication::setPalette(palette); }
+    ~PaletteInUse() { QApplication::setPalette(m_previous); }
+
+private:
+    const QPalette m_previous = QApplication::palette();
+};
+
+/// The least lightness of an image's pixels within an area, from 0 to 255.
+int darkest(const QImage &image, const QRect &area)
+{
+    int least = 255;
+    for (int x = area.left(); x <= area.right(); ++x) {
+        for (int y = area.top(); y <= area.bottom(); ++y)
+            least = qMin(least, image.pixelColor(x, y).lightness());
+    }
+    return least;
+}
+
 /// A window with more rows than it can show, scrolled to some row in the middle.
 class ScrolledRows
 {
@@ -90,6 +117,8 @@ private slots:
     void partsHaveTheirSizesAndPolicies();
     void scrollBarsMoveTogether();
 
+    void theGroundIsLightUnderEveryPalette_data();
+    void theGroundIsLightUnderEveryPalette();
     void withoutAVideoIsDisabledAndKeepsItsRows();
     void theHeaderNumbersTheFrames();
     void theBodyHasAGridLinePerFrame();
@@ -249,6 +278,35 @@ void TestTimeLine::scrollBarsMoveTogether()
     rows->setValue(42);
     QCOMPARE(list->value(), 42);
     QCOMPARE(header->value(), 123);
+}
+
+void TestTimeLine::theGroundIsLightUnderEveryPalette_data()
+{
+    QTest::addColumn<QPalette>("palette");
+    QTest::newRow("that of the system") << QApplication::palette();
+    QTest::newRow("dark") << darkPalette();
+}
+
+void TestTimeLine::theGroundIsLightUnderEveryPalette()
+{
+    QFETCH(QPalette, palette);
+    const PaletteInUse inUse(palette);
+    ProjectWindow project(10);
+    project.addObject();
+    QVERIFY(project.show());
+    const TimeLine *timeLine = project.timeLine();
+    const QImage header = timeLine->headerView->viewport()->grab().toImage();
+    QCOMPARE(header.pixelColor(4 * 40 + 2, 15), QColor(Qt::white));
+    QVERIFY(darkest(header, QRect(4 * 40, 0, 40, 30)) < 60); // the number
+    const QImage body = timeLine->bodyView->viewport()->grab().toImage();
+    QCOMPARE(body.pixelColor(4 * 40 + 2, 10), QColor(Qt::white));
+    QCOMPARE(body.pixelColor(4 * 40 + 2, body.height() - 2), QColor(Qt::white)); // below the rows
+    QVERIFY(darkest(body, QRect(4 * 40 + 19, 5, 3, 5)) < 60);                    // the grid line
+    // Still light, but to be told from it, where there is no video.
+    g_state->videoLoaded = false;
+    project.timeLine()->reload();
+    const QColor disabled = timeLine->bodyView->viewport()->grab().toImage().pixelColor(4 * 40 + 2, 10);
+    QVERIFY(disabled.lightness() > 220 && disabled.lightness() < 255);
 }
 
 void TestTimeLine::withoutAVideoIsDisabledAndKeepsItsRows()
