@@ -4,6 +4,7 @@
 #include "processing/aoitracking.h"
 #include "processing/featurematching.h"
 #include "processing/functions.h"
+#include "processing/trackingstep.h"
 #include "tests/support/trackingclips.h"
 
 #include <benchmark/benchmark.h>
@@ -66,7 +67,7 @@ void plainStep(TrackedObject &object, int from, int to)
     cv::setRNGSeed(to);
     matching.matchORB();
     matching.getGoodMatches(maxDistance);
-    if (const auto offset = AOItracking::translation(matching, first, second)) {
+    if (const auto offset = trackingTranslation(matching, first, second)) {
         Eigen::Affine2d shift = Eigen::Affine2d::Identity();
         shift.translation() << offset->x(), offset->y();
         target.transformPolygon(shift);

@@ -4,18 +4,14 @@
 
 #include <QList>
 #include <QPair>
-#include <QPointF>
 #include <QPolygonF>
 
 #include <atomic>
 #include <mutex>
-#include <optional>
 
 class DataState;
-class FeatureMatching;
-class ImageProcess;
-class KeyFrame;
 class TrackedObject;
+struct TrackingSetup;
 
 /// Corrects the filled polygons of the current object's visible spans frame by frame after image features:
 /// from both ends of a span towards its middle, the spans in parallel.
@@ -50,11 +46,6 @@ public:
     /// image cannot be read.
     bool transformAOI(int from, int to);
 
-    /// By how much to move the second polygon: its bounding box's centre goes where the first one's lands
-    /// when moved by the mean displacement of the good matches. None for fewer than 8 of them.
-    static std::optional<QPointF> translation(const FeatureMatching &matching, const ImageProcess &first,
-                                              const ImageProcess &second);
-
     /// Function object of the parallel map: tracks a frame pair.
     struct aoiFittingWrapper {
         explicit aoiFittingWrapper(AOItracking *owner)
@@ -80,12 +71,9 @@ public:
     DataState *state;
 
 private:
-    class Pass;
-    class BackwardHead;
-
     TrackedObject *object() const;
+    TrackingSetup setup() const;
     void run(const QString &label);
-    void moveAlong(Pass &pass, int pairIndex, int from, int to);
     bool startsWherePreviousMoves(int pairIndex) const;
     bool mustStop(int pairIndex) const;
     void stopAt(int pairIndex, int frame);

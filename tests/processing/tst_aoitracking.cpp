@@ -4,6 +4,7 @@
 
 #include "processing/featurematching.h"
 #include "processing/imageprocess.h"
+#include "processing/trackingstep.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/trackingclips.h"
 
@@ -210,7 +211,7 @@ FeatureMatching handMadeMatching(const QPolygonF &polygonA, const QPolygonF &pol
 std::optional<QPointF> translationOf(const FeatureMatching &matching)
 {
     const ImageProcess image = TrackingClips::processOf(cv::Mat::zeros(240, 320, CV_8UC3));
-    return AOItracking::translation(matching, image, image);
+    return trackingTranslation(matching, image, image);
 }
 
 /// Five spans, two of them of three frames, on a curve of 34 frames.

@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QFuture>
+#include <QMap>
+#include <QPointF>
+#include <QPolygonF>
+
+#include <atomic>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class DataState;
+class FeatureMatching;
+class ImageProcess;
+class KeyFrame;
+class TrackedObject;
+
+/// What the steps of one run have in common. Outlives the passes made with it.
+struct TrackingSetup {
+    const DataState &state;
+    const TrackedObject &object;
+    /// Matches of a descriptor distance below it count as good.
+    int maxDistance;
+    /// Whether a step that fails on an automatic key frame ends its pass.
+    bool interactive;
+};
+
+/// By how much to move the second polygon of a matching: its bounding box's centre goes where the first one's
+/// lands when moved by the mean displacement of the good matches. None for fewer than 8 of them.
+std::optional<QPointF> trackingTranslation(const FeatureMatching &matching, const ImageProcess &first,
+                                           const ImageProcess &second);
+
+/// Steps along a run of frames in one direction. A frame's image is loaded once: the target of a step is the
+/// source of the next one.
+class TrackingPass
+{
+public:
+    enum class Writing {
+        AtOnce,    ///< every step writes into the key frame
+        OnTakeOver ///< the steps put their outlines aside for takeOver()
+    };
+
+    explicit TrackingPass(const TrackingSetup &setup, Writing writing = Writing::AtOnce);
+
+    /// Moves the outline of frame `to` by what the features inside the outline of frame `from` have moved.
+    /// Returns false, with nothing changed, when there are fewer than 8 good matches. Throws when a frame
+    /// image cannot be read.
+    bool step(int from, int to);
+
+    /// Steps from frame `from` to frame `to`, one frame at a time, while `mayGoOn` says so before a step.
+    /// Returns the frame at which the user must act, where the pass ends, or -1.
+    int walk(int from, int to, const std::function<bool()> &mayGoOn);
+
+    /// Gives the key frames the outlines put aside; from now on every step writes at once.
+    void takeOver();
+
+private:
+    KeyFrame &keyFrame(int frame) const;
+    QPolygonF outline(int frame) const;
+    std::optional<QPointF> displacement(int from, int to);
+    void move(int frame, QPointF offset);
+
+    const TrackingSetup m_setup;
+    Writing m_writing;
+    QMap<int, QPolygonF> m_aside; // outlines for takeOver(), by frame
+    int m_frame = -1;
+    std::shared_ptr<const ImageProcess> m_image; // of m_frame
+};
+
+/// The backward pass of a span. In a long span another thread works ahead on the frames that the forward pass
+/// does not touch; the outcome is that of a pass that starts when the forward pass is through.
+class BackwardPass
+{
+public:
+    /// From frame `last` down to frame `middle`, when the forward pass moves the frames up to `middle` + 1.
+    BackwardPass(const TrackingSetup &setup, int last, int middle);
+    /// Drops what finish() has not taken over.
+    ~BackwardPass();
+
+    /// Makes the pass, or what is left of it, once the forward pass is through. Takes and returns what
+    /// TrackingPass::walk() does.
+    int finish(const std::function<bool()> &mayGoOn);
+
+private:
+    void workAhead(int from, int to);
+
+    TrackingPass m_pass;
+    int m_next; // frame from which finish() goes on
+    int m_middle;
+    int m_askedFrame = -1;                // written by the steps ahead, read when they have ended
+    std::exception_ptr m_error;           // likewise
+    std::atomic<bool> m_abandoned{false}; // set by the owner, read before each step ahead
+    QFuture<void> m_ahead;
+};
