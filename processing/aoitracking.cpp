@@ -4,7 +4,6 @@
 
 #include "core/datastate.h"
 #include "core/modaljob.h"
-#include "processing/trackingstep.h"
 
 #include <QCoreApplication>
 
@@ -19,6 +18,7 @@ AOItracking::AOItracking(DataState *dataState, bool interactiveMode, int distanc
     : maxDistance(distance)
     , interactive(interactiveMode)
     , state(dataState)
+    , m_images(*dataState)
 {
     framePairs = getFramePairs();
     for (int i = 0; i < framePairs.size(); ++i)
@@ -68,6 +68,7 @@ void AOItracking::automaticTracking()
 
 void AOItracking::run(const QString &label)
 {
+    m_images.startRun();
     m_running = true;
     ModalJob::run(label, frameIndices, aoiFittingWrapper(this));
     m_running = false;
@@ -117,9 +118,9 @@ bool AOItracking::transformAOI(int from, int to)
     return TrackingPass(setup()).step(from, to);
 }
 
-TrackingSetup AOItracking::setup() const
+TrackingSetup AOItracking::setup()
 {
-    return {*state, *object(), maxDistance, interactive};
+    return {m_images, *object(), maxDistance, interactive};
 }
 
 // In a run over several pairs the lowest pair that fails decides, as if the pairs were tracked in their

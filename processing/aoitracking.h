@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "processing/trackingstep.h"
+
 #include <QList>
 #include <QPair>
 #include <QPolygonF>
@@ -11,7 +13,6 @@
 
 class DataState;
 class TrackedObject;
-struct TrackingSetup;
 
 /// Corrects the filled polygons of the current object's visible spans frame by frame after image features:
 /// from both ends of a span towards its middle, the spans in parallel.
@@ -42,8 +43,7 @@ public:
     /// Tracks one frame pair. Runs on a pool thread.
     void aoiFitting(int &pairIndex);
     /// Moves the polygon of frame `to` by what the features inside the polygon of frame `from` have moved.
-    /// Returns false, with nothing changed, when there are fewer than 8 good matches. Throws when a frame
-    /// image cannot be read.
+    /// Returns false, with nothing changed, when there are fewer than 8 good matches or a frame has no image.
     bool transformAOI(int from, int to);
 
     /// Function object of the parallel map: tracks a frame pair.
@@ -72,7 +72,7 @@ public:
 
 private:
     TrackedObject *object() const;
-    TrackingSetup setup() const;
+    TrackingSetup setup();
     void run(const QString &label);
     bool startsWherePreviousMoves(int pairIndex) const;
     bool mustStop(int pairIndex) const;
@@ -80,6 +80,7 @@ private:
     QList<QPolygonF> polygons() const;
     void restoreBehindStop(const QList<QPolygonF> &before);
 
+    FrameImages m_images;
     mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
     bool m_running = false;         // in a run over all pairs; set while no task is running
     int m_stopPair = -1;            // frame pair that stopped; the lowest one counts

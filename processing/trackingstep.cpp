@@ -23,15 +23,6 @@ namespace
 constexpr int leastGoodMatches = 8;
 constexpr int leastStepsAhead = 4; // steps of a backward pass that are worth a thread of their own
 
-std::shared_ptr<const ImageProcess> loadFrame(const DataState &state, int frame)
-{
-    const QString path = state.video->getFramePath(frame);
-    auto image = std::make_shared<const ImageProcess>(path);
-    if (image->image.empty())
-        throw std::runtime_error("the image " + path.toStdString() + " cannot be read");
-    return image;
-}
-
 /// Centre between two limits.
 double middle(double least, double greatest)
 {
@@ -90,6 +81,30 @@ std::optional<QPointF> trackingTranslation(const FeatureMatching &matching, cons
     return QPointF(offset.x(), offset.y());
 }
 
+FrameImages::FrameImages(const DataState &state)
+    : m_state(state)
+{
+}
+
+std::shared_ptr<const ImageProcess> FrameImages::load(int frame)
+{
+    const QString path = m_state.video->getFramePath(frame);
+    auto image = std::make_shared<const ImageProcess>(path);
+    if (!image->image.empty())
+        return image;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_unreadable.contains(frame))
+        qWarning("no tracking on frame %d: the image %s cannot be read", frame, qUtf8Printable(path));
+    m_unreadable.insert(frame);
+    return nullptr;
+}
+
+void FrameImages::startRun()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_unreadable.clear();
+}
+
 TrackingPass::TrackingPass(const TrackingSetup &setup, Writing writing)
     : m_setup(setup)
     , m_writing(writing)
@@ -141,10 +156,11 @@ QPolygonF TrackingPass::outline(int frame) const
 
 std::optional<QPointF> TrackingPass::displacement(int from, int to)
 {
-    const std::shared_ptr<const ImageProcess> source =
-        from == m_frame ? m_image : loadFrame(m_setup.state, from);
-    m_image = loadFrame(m_setup.state, to);
+    const std::shared_ptr<const ImageProcess> source = from == m_frame ? m_image : m_setup.images.load(from);
+    m_image = m_setup.images.load(to);
     m_frame = to;
+    if (!source || !m_image)
+        return std::nullopt;
     const QPolygonF sourceOutline = outline(from);
     const QPolygonF targetOutline = outline(to);
     FeatureMatching matching(source->crop(sourceOutline), m_image->crop(targetOutline), sourceOutline,

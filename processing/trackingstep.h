@@ -6,11 +6,13 @@
 #include <QMap>
 #include <QPointF>
 #include <QPolygonF>
+#include <QSet>
 
 #include <atomic>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 class DataState;
@@ -19,9 +21,26 @@ class ImageProcess;
 class KeyFrame;
 class TrackedObject;
 
+/// The images of a video's frames, as one run loads them. Callable from any thread.
+class FrameImages
+{
+public:
+    explicit FrameImages(const DataState &state);
+
+    /// Null when the image of `frame` cannot be read; a warning says so once per frame.
+    std::shared_ptr<const ImageProcess> load(int frame);
+    /// Forgets which frames have been warned about.
+    void startRun();
+
+private:
+    const DataState &m_state;
+    std::mutex m_mutex;     // guards m_unreadable
+    QSet<int> m_unreadable; // frames that have been warned about
+};
+
 /// What the steps of one run have in common. Outlives the passes made with it.
 struct TrackingSetup {
-    const DataState &state;
+    FrameImages &images;
     const TrackedObject &object;
     /// Matches of a descriptor distance below it count as good.
     int maxDistance;
@@ -47,8 +66,7 @@ public:
     explicit TrackingPass(const TrackingSetup &setup, Writing writing = Writing::AtOnce);
 
     /// Moves the outline of frame `to` by what the features inside the outline of frame `from` have moved.
-    /// Returns false, with nothing changed, when there are fewer than 8 good matches. Throws when a frame
-    /// image cannot be read.
+    /// Returns false, with nothing changed, when there are fewer than 8 good matches or a frame has no image.
     bool step(int from, int to);
 
     /// Steps from frame `from` to frame `to`, one frame at a time, while `mayGoOn` says so before a step.

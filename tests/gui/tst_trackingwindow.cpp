@@ -183,7 +183,7 @@ private slots:
     void segmentationSaysNothing();
     void nothingHappensWithoutCurrentObject_data();
     void nothingHappensWithoutCurrentObject();
-    void failedRunKeepsTheWindowAlive();
+    void unreadableFrameIsLeftOutOrAskedFor();
     void windowTakesNoInputDuringAJob_data();
     void windowTakesNoInputDuringAJob();
     void abortKeepsTheWindowUsable();
@@ -379,18 +379,27 @@ void TestTrackingWindow::nothingHappensWithoutCurrentObject()
     QCOMPARE(warningsIn(log), QStringList());
 }
 
-void TestTrackingWindow::failedRunKeepsTheWindowAlive()
+void TestTrackingWindow::unreadableFrameIsLeftOutOrAskedFor()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
     QVERIFY(QFile::remove(w.video().getFramePath(3)));
+    const QList<QPolygonF> morphed = w.polygons();
     LogCapture log;
     QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
     QCOMPARE(warningsIn(log).size(), 1);
     QVERIFY(warningsIn(log).constFirst().contains(QStringLiteral("frame 3")));
-    QVERIFY(w.keyFrame(6)->polygon.size() > 3);
-    w.project.window().onActionNextFrame();
-    QCOMPARE(g_state->currentFrame, 1);
+    for (int frame = 0; frame < frames; ++frame) {
+        const bool left = frame == 0 || frame == 3 || frame == 4 || frame == 12;
+        QVERIFY2((w.keyFrame(frame)->polygon == morphed.at(frame)) == left,
+                 qPrintable(QString::number(frame)));
+    }
+    QCOMPARE(w.press(Qt::Key_I), QString());
+    QCOMPARE(w.message(), QString(userRequired));
+    QCOMPARE(w.project.window().trackingStopFrame, 3);
+    QCOMPARE(g_state->currentFrame, 3);
+    QCOMPARE(w.keyFrame(3)->type, KeyFrame::Visible);
+    QCOMPARE(warningsIn(log).size(), 2);
 }
 
 void TestTrackingWindow::windowTakesNoInputDuringAJob_data()

@@ -14,8 +14,8 @@
 #include <QThreadPool>
 #include <QtTest>
 
+#include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 using FramePairs = QList<QPair<int, int>>;
 Q_DECLARE_METATYPE(TrackingClips::Clip)
@@ -214,6 +214,24 @@ std::optional<QPointF> translationOf(const FeatureMatching &matching)
     return trackingTranslation(matching, image, image);
 }
 
+/// Replaces the image of a frame by these bytes, or removes it for a null array.
+void spoilImage(const VideoContainer &video, int frame, const QByteArray &bytes)
+{
+    QFile file(video.getFramePath(frame));
+    QVERIFY(file.remove());
+    if (bytes.isNull())
+        return;
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+/// Whether a warning names a frame and its image.
+bool namesImage(const QString &warning, int frame, const VideoContainer &video)
+{
+    return warning.contains(QRegularExpression(QStringLiteral("\\bframe %1\\b").arg(frame))) &&
+           warning.contains(video.getFramePath(frame)) && warning.contains(QStringLiteral("read"));
+}
+
 /// Five spans, two of them of three frames, on a curve of 34 frames.
 const QList<int> severalSpans{0, 10, 12, 14, 25, 33};
 constexpr int severalFrames = 34;
@@ -282,10 +300,13 @@ private slots:
     void chainOfShortSpansIsTrackedInOrder();
     void polygonsOutsideTheImageStay_data();
     void polygonsOutsideTheImageStay();
-    void transformOfAnUnreadableImageThrowsAndChangesNothing_data();
-    void transformOfAnUnreadableImageThrowsAndChangesNothing();
-    void unreadableImageEndsTheRun_data();
-    void unreadableImageEndsTheRun();
+    void transformOfAnUnreadableImageFailsAndChangesNothing_data();
+    void transformOfAnUnreadableImageFailsAndChangesNothing();
+    void unreadableImageIsAFailingStep_data();
+    void unreadableImageIsAFailingStep();
+    void interactiveTrackingAsksAtAnUnreadableImage_data();
+    void interactiveTrackingAsksAtAnUnreadableImage();
+    void oneLinePerUnreadableFrameAndRun();
     void truncatedImageDoesNoHarm_data();
     void truncatedImageDoesNoHarm();
     void progressDialogIsBusyAndModal_data();
@@ -984,7 +1005,7 @@ void TestAOItracking::polygonsOutsideTheImageStay()
     QCOMPARE(log.warnings(), QStringList());
 }
 
-void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing_data()
+void TestAOItracking::transformOfAnUnreadableImageFailsAndChangesNothing_data()
 {
     QTest::addColumn<int>("unreadable");
     QTest::addColumn<QByteArray>("bytes");
@@ -994,29 +1015,21 @@ void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing_data()
     QTest::newRow("target is no image") << 4 << QByteArray("no image at all");
 }
 
-void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing()
+void TestAOItracking::transformOfAnUnreadableImageFailsAndChangesNothing()
 {
     QFETCH(int, unreadable);
     QFETCH(QByteArray, bytes);
     TrackingProject project(TrackingClips::curve(9), 9);
     project.annotateTruth({0, 8});
-    const QString path = project.video().getFramePath(unreadable);
-    QVERIFY(QFile::remove(path));
-    if (!bytes.isNull()) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
+    spoilImage(project.video(), unreadable, bytes);
     const QList<QPolygonF> before = project.polygons();
     ChangeCounter counter(project.object);
+    LogCapture log;
     AOItracking tracking(project.state(), true, matchDistance);
-    QString message;
-    try {
-        tracking.transformAOI(3, 4);
-    } catch (const std::runtime_error &error) {
-        message = QString::fromUtf8(error.what());
-    }
-    QVERIFY2(message.contains(path), qPrintable(message));
+    QVERIFY(!tracking.transformAOI(3, 4));
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY2(namesImage(log.warnings().constFirst(), unreadable, project.video()),
+             qPrintable(log.warnings().constFirst()));
     QCOMPARE(counter.total(), 0);
     QCOMPARE(firstDifference(project.polygons(), before), QString());
     for (const KeyFrame *keyFrame : qAsConst(project.object->keyFrames))
@@ -1030,22 +1043,25 @@ void TestAOItracking::transformOfAnUnreadableImageThrowsAndChangesNothing()
     QCOMPARE(counter.counts(), (QList<int>{0, 0, 0, 0, 1, 0, 0, 0, 0}));
 }
 
-void TestAOItracking::unreadableImageEndsTheRun_data()
+void TestAOItracking::unreadableImageIsAFailingStep_data()
 {
     QTest::addColumn<int>("frame");
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QList<int>>("moves");
-    const QList<int> forwardOnly{0, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const QList<int> bothPasses{0, 1, 1, 1, 1, 1, 1, 1, 0, 0, 1, 1, 0};
-    QTest::newRow("missing, forward pass") << 4 << QByteArray() << forwardOnly;
-    QTest::newRow("empty file, forward pass") << 4 << QByteArray("") << forwardOnly;
-    QTest::newRow("no image, forward pass") << 4 << QByteArray("no image at all") << forwardOnly;
-    QTest::newRow("missing, backward pass") << 9 << QByteArray() << bothPasses;
-    QTest::newRow("no image, backward pass") << 9 << QByteArray("no image at all") << bothPasses;
-    QTest::newRow("first frame") << 0 << QByteArray() << QList<int>{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    // Neither the frame nor the one behind it is moved; the pass goes on from the outline that one had.
+    const QList<int> forward{0, 1, 1, 1, 0, 0, 2, 2, 1, 1, 1, 1, 0};
+    const QList<int> backward{0, 1, 1, 1, 1, 1, 2, 2, 0, 0, 1, 1, 0};
+    QTest::newRow("missing, forward pass") << 4 << QByteArray() << forward;
+    QTest::newRow("empty file, forward pass") << 4 << QByteArray("") << forward;
+    QTest::newRow("no image, forward pass") << 4 << QByteArray("no image at all") << forward;
+    QTest::newRow("missing, backward pass") << 9 << QByteArray() << backward;
+    QTest::newRow("no image, backward pass") << 9 << QByteArray("no image at all") << backward;
+    QTest::newRow("middle") << 6 << QByteArray() << QList<int>{0, 1, 1, 1, 1, 1, 0, 1, 1, 1, 1, 1, 0};
+    QTest::newRow("first frame") << 0 << QByteArray() << QList<int>{0, 0, 1, 1, 1, 1, 2, 2, 1, 1, 1, 1, 0};
+    QTest::newRow("last frame") << 12 << QByteArray() << QList<int>{0, 1, 1, 1, 1, 1, 2, 2, 1, 1, 1, 0, 0};
 }
 
-void TestAOItracking::unreadableImageEndsTheRun()
+void TestAOItracking::unreadableImageIsAFailingStep()
 {
     QFETCH(int, frame);
     QFETCH(QByteArray, bytes);
@@ -1054,30 +1070,18 @@ void TestAOItracking::unreadableImageEndsTheRun()
     project.annotateTruth({0, 12});
     const QList<QPolygonF> before = project.polygons();
     const QList<QPolygonF> complete = plainOutcome(project, {{0, 12}}, false).polygons;
-    const QString path = project.video().getFramePath(frame);
-    QVERIFY(QFile::remove(path));
-    if (!bytes.isNull()) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-    for (bool interactive : {false, true}) {
-        project.setPolygons(before);
+    spoilImage(project.video(), frame, bytes);
+    const QList<QPolygonF> wanted = plainOutcome(project, {{0, 12}}, false).polygons;
+    QVERIFY(!firstDifference(wanted, complete).isEmpty());
+    {
         LogCapture log;
         ChangeCounter counter(project.object);
-        AOItracking tracking(project.state(), interactive, matchDistance);
-        if (interactive)
-            QCOMPARE(tracking.interactiveTracking(-1), -1);
-        else
-            tracking.automaticTracking();
+        AOItracking(project.state(), false, matchDistance).automaticTracking();
         QCOMPARE(log.warnings().size(), 1);
-        const QString warning = log.warnings().constFirst();
-        QVERIFY2(warning.contains(QRegularExpression(QStringLiteral("\\bframe %1\\b").arg(frame))),
-                 qPrintable(warning));
-        QVERIFY2(warning.contains(path) && warning.contains(QStringLiteral("read")), qPrintable(warning));
+        QVERIFY2(namesImage(log.warnings().constFirst(), frame, project.video()),
+                 qPrintable(log.warnings().constFirst()));
         QCOMPARE(counter.counts(), moves);
-        QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
-        QCOMPARE(counter.counts(), moves);
+        QCOMPARE(firstDifference(project.polygons(), wanted), QString());
     }
 
     // With the image back the next run works as if nothing had been.
@@ -1087,6 +1091,57 @@ void TestAOItracking::unreadableImageEndsTheRun()
     AOItracking(project.state(), false, matchDistance).automaticTracking();
     QCOMPARE(firstDifference(project.polygons(), complete), QString());
     QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestAOItracking::interactiveTrackingAsksAtAnUnreadableImage_data()
+{
+    QTest::addColumn<int>("frame");
+    QTest::addColumn<int>("stopFrame");
+    QTest::newRow("first frame") << 0 << 1;
+    QTest::newRow("forward pass") << 4 << 4;
+    QTest::newRow("middle") << 7 << 7;
+    QTest::newRow("backward pass") << 11 << 11;
+    QTest::newRow("last frame") << 14 << 13;
+}
+
+void TestAOItracking::interactiveTrackingAsksAtAnUnreadableImage()
+{
+    QFETCH(int, frame);
+    QFETCH(int, stopFrame);
+    TrackingProject project(TrackingClips::curve(15), 15);
+    project.annotateTruth({0, 14});
+    spoilImage(project.video(), frame, QByteArray("no image at all"));
+    const Outcome plain = plainOutcome(project, {{0, 14}}, true);
+    QCOMPARE(plain.result, stopFrame);
+    LogCapture log;
+    AOItracking tracking(project.state(), true, matchDistance);
+    QCOMPARE(tracking.interactiveTracking(-1), stopFrame);
+    QVERIFY(tracking.stopped);
+    QCOMPARE(firstDifference(project.polygons(), plain.polygons), QString());
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY(namesImage(log.warnings().constFirst(), frame, project.video()));
+}
+
+// The two frames are met by both passes of the first span, and one of them by the second span too.
+void TestAOItracking::oneLinePerUnreadableFrameAndRun()
+{
+    TrackingProject project(TrackingClips::curve(13), 13);
+    project.annotateTruth({0, 6, 12});
+    for (int frame : {3, 6})
+        spoilImage(project.video(), frame, QByteArray());
+    for (int threads : {1, 4}) {
+        const PoolThreads pool(threads);
+        AOItracking tracking(project.state(), false, matchDistance);
+        for (int run : {1, 2}) {
+            LogCapture log;
+            tracking.automaticTracking();
+            QStringList warnings = log.warnings();
+            std::sort(warnings.begin(), warnings.end());
+            QVERIFY2(warnings.size() == 2, qPrintable(QStringLiteral("run %1").arg(run)));
+            QVERIFY(namesImage(warnings.at(0), 3, project.video()));
+            QVERIFY(namesImage(warnings.at(1), 6, project.video()));
+        }
+    }
 }
 
 void TestAOItracking::truncatedImageDoesNoHarm_data()
