@@ -132,14 +132,14 @@ void MainWindow::onActionLinearMorphing()
     Morph(g_state).linearMorphing(0, -1);
 }
 
-// The tracker collects its spans before the frames are filled again: a span cut by the correction is morphed
-// now and tracked by the next run.
+// The frames that a correction emptied are filled before the tracker collects its spans, so that this very
+// run tracks the spans that the correction cut.
 void MainWindow::onActionInteractiveTracking()
 {
     m_frameNav->stopPlayback();
-    AOItracking tracking(g_state, true, goodMatchDistance);
     if (trackingStopFrame != -1) // an earlier run stopped for the user
         Morph(g_state).linearMorphing(0, -1);
+    AOItracking tracking(g_state, true, goodMatchDistance);
     trackingStopFrame = tracking.interactiveTracking(trackingStopFrame);
     if (trackingStopFrame == -1)
         announceTrackingEnd(tr("Interactive AOI tracking complete."));
