@@ -3,7 +3,7 @@
 #include "core/mainwindow.h"
 
 #include "core/datastate.h"
-#include "export/exportxml.h"
+#include "export/formats.h"
 #include "Models/projectfile.h"
 #include "processing/aoicutsegmentation.h"
 #include "processing/aoitracking.h"
@@ -182,14 +182,13 @@ void MainWindow::onActionExportXML()
 {
     m_frameNav->stopPlayback();
     QString filter;
-    const QString name = QFileDialog::getSaveFileName(
-        this, tr("QFileDialog::getSaveFileName()"), QString(),
-        tr("Polygon lables - ViPER like (*.xml);;ViPER Bounding Box (*.xml )"), &filter);
+    const QString name = QFileDialog::getSaveFileName(this, tr("QFileDialog::getSaveFileName()"), QString(),
+                                                      ExportFormats::dialogFilters(), &filter);
     if (name.isEmpty() || filter.isEmpty())
         return;
-    QFile file(withSuffix(name, QStringLiteral("xml")));
-    const bool boundingBoxes = filter.contains(QStringLiteral("ViPER Bounding Box"));
-    if (ExportXML(g_state, &file, boundingBoxes).saveXML())
+    const ExportFormat &format = ExportFormats::fromFilter(filter);
+    QFile file(withSuffix(name, QLatin1String(format.suffix)));
+    if (format.write(g_state, &file))
         return;
     QMessageBox question;
     question.setText(tr("Could not write .xml file."));
