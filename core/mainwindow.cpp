@@ -100,70 +100,94 @@ struct MainWindow::ActionRow {
     const char *icon;
     QList<QKeySequence> shortcuts;
     QMenu *menu;
-    bool onToolBar;
-    bool enabled;
+    EnabledWhen enabledWhen;
+    Playback playback;
     void (MainWindow::*slot)();
-    QAction **kept;
-    const char *toolTip;
+    const char *toolTip; // those with one are on the tool bar
 };
 
-// One row per line, or the table cannot be read.
-// clang-format off
-std::vector<MainWindow::ActionRow> MainWindow::actionRows()
+std::vector<MainWindow::ActionRow> MainWindow::actionRows() const
 {
     using W = MainWindow;
     using Keys = QList<QKeySequence>;
-    constexpr bool onToolBar = true;
-    constexpr bool enabled = true;
+    constexpr auto always = EnabledWhen::Always;
+    constexpr auto loaded = EnabledWhen::VideoLoaded;
+    constexpr auto objects = EnabledWhen::HasObjects;
+    constexpr auto ends = Playback::Ends;
+    constexpr auto goesOn = Playback::GoesOn;
+    const char *const morph = QT_TR_NOOP("Morph: fill the frames between the current object's key frames");
+    const char *const iTrack =
+        QT_TR_NOOP("Interactive tracking: stops where the outline needs your correction");
+    const char *const segmentation = QT_TR_NOOP("Segmentation: refine the current object's outlines");
     return {
-        // text, icon, shortcuts, menu, on the tool bar, enabled, slot, kept in, tool tip
-        {QT_TR_NOOP("&New"), "new", Keys{QKeySequence::New}, m_fileMenu, onToolBar, enabled, &W::onActionNew, nullptr,
-            QT_TR_NOOP("New project from a video")},
-        {QT_TR_NOOP("&Save"), "save", Keys{QKeySequence::Save}, m_fileMenu, onToolBar, !enabled, &W::onActionSave, &m_actionSave,
-            QT_TR_NOOP("Save the project")},
-        {QT_TR_NOOP("&Open"), "open", Keys{QKeySequence::Open}, m_fileMenu, onToolBar, enabled, &W::onActionOpen, nullptr,
-            QT_TR_NOOP("Open a project")},
-        {QT_TR_NOOP("&Close"), nullptr, Keys{QKeySequence::Quit, QKeySequence::Close}, m_fileMenu, !onToolBar, enabled,
-            &W::onActionClose, nullptr, nullptr},
-        {QT_TR_NOOP("Next Frame"), "goNext", Keys{Qt::Key_Right}, m_frameMenu, !onToolBar, enabled, &W::onActionNextFrame,
-            nullptr, nullptr},
-        {QT_TR_NOOP("Previous Frame"), "goPre", Keys{Qt::Key_Left}, m_frameMenu, !onToolBar, enabled, &W::onActionPrevFrame,
-            nullptr, nullptr},
-        {QT_TR_NOOP("&morph"), "morph", Keys{Qt::CTRL | Qt::Key_M}, m_toolsMenu, onToolBar, !enabled, &W::onActionLinearMorphing,
-            &m_actionMorph, QT_TR_NOOP("Morph: fill the frames between the current object's key frames")},
-        {QT_TR_NOOP("&iTrack"), "iTrack", Keys{Qt::CTRL | Qt::Key_I}, m_toolsMenu, onToolBar, !enabled,
-            &W::onActionInteractiveTracking, &m_actionInteractiveTracking,
-            QT_TR_NOOP("Interactive tracking: stops where the outline needs your correction")},
-        {QT_TR_NOOP("&aTrack"), "aTrack", Keys{Qt::CTRL | Qt::Key_A}, m_toolsMenu, onToolBar, !enabled,
-            &W::onActionAutomaticTracking, &m_actionAutomaticTracking, QT_TR_NOOP("Automatic tracking")},
-        {QT_TR_NOOP("export XML"), "export", Keys{}, m_toolsMenu, onToolBar, !enabled, &W::onActionExportXML, &m_actionExportXML,
-            QT_TR_NOOP("Export the annotation as ViPER XML")},
-        {QT_TR_NOOP("segmentation"), "scissors", Keys{}, m_toolsMenu, onToolBar, !enabled, &W::onActionSegmentation,
-            &m_actionSegmentation, QT_TR_NOOP("Segmentation: refine the current object's outlines")},
-        {QT_TR_NOOP("License Notes"), nullptr, Keys{}, m_helpMenu, !onToolBar, enabled, &W::onActionHelpLicense, nullptr, nullptr},
-        {QT_TR_NOOP("About Palu"), nullptr, Keys{}, m_helpMenu, !onToolBar, enabled, &W::onActionHelpAbout, nullptr, nullptr},
+        {QT_TR_NOOP("&New"), "new", Keys{QKeySequence::New}, m_fileMenu, always, ends, &W::onActionNew,
+         QT_TR_NOOP("New project from a video")},
+        {QT_TR_NOOP("&Save"), "save", Keys{QKeySequence::Save}, m_fileMenu, loaded, ends, &W::onActionSave,
+         QT_TR_NOOP("Save the project")},
+        {QT_TR_NOOP("&Open"), "open", Keys{QKeySequence::Open}, m_fileMenu, always, ends, &W::onActionOpen,
+         QT_TR_NOOP("Open a project")},
+        {QT_TR_NOOP("&Close"), nullptr, Keys{QKeySequence::Quit, QKeySequence::Close}, m_fileMenu, always,
+         ends, &W::onActionClose, nullptr},
+        {QT_TR_NOOP("Next Frame"), "goNext", Keys{Qt::Key_Right}, m_frameMenu, always, goesOn,
+         &W::onActionNextFrame, nullptr},
+        {QT_TR_NOOP("Previous Frame"), "goPre", Keys{Qt::Key_Left}, m_frameMenu, always, goesOn,
+         &W::onActionPrevFrame, nullptr},
+        {QT_TR_NOOP("&morph"), "morph", Keys{Qt::CTRL | Qt::Key_M}, m_toolsMenu, objects, ends,
+         &W::onActionLinearMorphing, morph},
+        {QT_TR_NOOP("&iTrack"), "iTrack", Keys{Qt::CTRL | Qt::Key_I}, m_toolsMenu, objects, ends,
+         &W::onActionInteractiveTracking, iTrack},
+        {QT_TR_NOOP("&aTrack"), "aTrack", Keys{Qt::CTRL | Qt::Key_A}, m_toolsMenu, objects, ends,
+         &W::onActionAutomaticTracking, QT_TR_NOOP("Automatic tracking")},
+        {QT_TR_NOOP("export XML"), "export", Keys{}, m_toolsMenu, objects, ends, &W::onActionExportXML,
+         QT_TR_NOOP("Export the annotation as ViPER XML")},
+        {QT_TR_NOOP("segmentation"), "scissors", Keys{}, m_toolsMenu, objects, ends, &W::onActionSegmentation,
+         segmentation},
+        {QT_TR_NOOP("License Notes"), nullptr, Keys{}, m_helpMenu, always, ends, &W::onActionHelpLicense,
+         nullptr},
+        {QT_TR_NOOP("About Palu"), nullptr, Keys{}, m_helpMenu, always, ends, &W::onActionHelpAbout, nullptr},
     };
 }
-// clang-format on
 
 void MainWindow::createActions()
 {
-    for (const ActionRow &row : actionRows()) {
-        auto *action = new QAction(tr(row.text), this);
-        if (row.icon)
-            action->setIcon(QIcon(QStringLiteral(":icons/%1.ico").arg(QLatin1String(row.icon))));
-        if (row.toolTip)
-            action->setToolTip(withShortcut(tr(row.toolTip), row.shortcuts));
-        action->setShortcuts(row.shortcuts);
-        action->setEnabled(row.enabled);
-        connect(action, &QAction::triggered, this, row.slot);
-        if (row.slot == &MainWindow::onActionClose)
-            row.menu->addSeparator();
-        row.menu->addAction(action);
-        if (row.onToolBar)
-            m_toolBar->addAction(action);
-        if (row.kept)
-            *row.kept = action;
+    for (const ActionRow &row : actionRows())
+        createAction(row);
+}
+
+void MainWindow::createAction(const ActionRow &row)
+{
+    auto *action = new QAction(tr(row.text), this);
+    if (row.icon)
+        action->setIcon(QIcon(QStringLiteral(":icons/%1.ico").arg(QLatin1String(row.icon))));
+    if (row.toolTip)
+        action->setToolTip(withShortcut(tr(row.toolTip), row.shortcuts));
+    action->setShortcuts(row.shortcuts);
+    action->setEnabled(row.enabledWhen == EnabledWhen::Always);
+    if (row.playback == Playback::Ends)
+        connect(action, &QAction::triggered, m_frameNav, &FrameNav::stopPlayback);
+    connect(action, &QAction::triggered, this, row.slot);
+    if (row.slot == &MainWindow::onActionClose)
+        row.menu->addSeparator();
+    row.menu->addAction(action);
+    if (row.toolTip)
+        m_toolBar->addAction(action);
+    m_actions.append(qMakePair(action, row.enabledWhen));
+}
+
+void MainWindow::updateActions()
+{
+    const bool loaded = g_state->videoLoaded;
+    for (const QPair<QAction *, EnabledWhen> &entry : qAsConst(m_actions)) {
+        switch (entry.second) {
+        case EnabledWhen::Always:
+            break;
+        case EnabledWhen::VideoLoaded:
+            entry.first->setEnabled(loaded);
+            break;
+        case EnabledWhen::HasObjects:
+            entry.first->setEnabled(loaded && g_state->hasObjects());
+            break;
+        }
     }
 }
 
@@ -174,13 +198,6 @@ QString MainWindow::withShortcut(const QString &toolTip, const QList<QKeySequenc
     return QStringLiteral("%1 (%2)").arg(toolTip, shortcuts.first().toString(QKeySequence::NativeText));
 }
 
-void MainWindow::setToolsEnabled(bool enabled)
-{
-    for (QAction *action : {m_actionMorph, m_actionInteractiveTracking, m_actionAutomaticTracking,
-                            m_actionExportXML, m_actionSegmentation})
-        action->setEnabled(enabled);
-}
-
 void MainWindow::reload()
 {
     if (g_state->videoLoaded) {
@@ -188,8 +205,7 @@ void MainWindow::reload()
         m_frameNav->reload();
         m_timeLine->reload();
     }
-    m_actionSave->setEnabled(g_state->videoLoaded);
-    setToolsEnabled(g_state->videoLoaded && g_state->hasObjects());
+    updateActions();
 }
 
 void MainWindow::recreateDataState()
@@ -210,7 +226,6 @@ void MainWindow::recreateDataState()
 
 void MainWindow::onActionNew()
 {
-    m_frameNav->stopPlayback();
     setDisabled(true);
     const QString path = QFileDialog::getOpenFileName(
         this, tr("Video file"), QDir::homePath(), tr(videoFilter), nullptr, QFileDialog::DontUseNativeDialog);

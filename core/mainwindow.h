@@ -5,6 +5,7 @@
 #include <QKeySequence>
 #include <QList>
 #include <QMainWindow>
+#include <QPair>
 
 #include <memory>
 #include <vector>
@@ -59,19 +60,24 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    /// What an action needs to be of use.
+    enum class EnabledWhen { Always, VideoLoaded, HasObjects };
+    /// What triggering an action does to a running playback.
+    enum class Playback { GoesOn, Ends };
     struct ActionRow;
 
     void createMenus();
     void createDocks();
     void createActions();
-    std::vector<ActionRow> actionRows();
+    std::vector<ActionRow> actionRows() const;
+    void createAction(const ActionRow &row);
+    void updateActions();
     void enableAgain();
     bool loadVideo(const QString &path);
     void saveProject(const QString &path);
     void readProject(QDataStream &stream);
     void askForCorrection(int frame);
     void announceTrackingEnd(const QString &text);
-    void setToolsEnabled(bool enabled);
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
 
     std::unique_ptr<JobDialogs> m_jobDialogs;
@@ -84,12 +90,7 @@ private:
     FrameViewer *m_frameViewer = nullptr;
     FrameNav *m_frameNav = nullptr;
     TimeLine *m_timeLine = nullptr;
-    QAction *m_actionSave = nullptr;
-    QAction *m_actionMorph = nullptr;
-    QAction *m_actionInteractiveTracking = nullptr;
-    QAction *m_actionAutomaticTracking = nullptr;
-    QAction *m_actionExportXML = nullptr;
-    QAction *m_actionSegmentation = nullptr;
+    QList<QPair<QAction *, EnabledWhen>> m_actions;
 };
 
 /// The main window; null in programs without one.

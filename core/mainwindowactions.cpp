@@ -53,7 +53,6 @@ void MainWindow::onActionSave()
 {
     if (!g_state->videoLoaded)
         return;
-    m_frameNav->stopPlayback();
     const QString name =
         QFileDialog::getSaveFileName(this, tr("Save File"), QDir::homePath(), tr(projectFilter));
     if (name.isEmpty())
@@ -76,7 +75,6 @@ void MainWindow::saveProject(const QString &path)
 
 void MainWindow::onActionOpen()
 {
-    m_frameNav->stopPlayback();
     const QString name =
         QFileDialog::getOpenFileName(this, tr("Select palu data file"), QDir::homePath(), tr(projectFilter),
                                      nullptr, QFileDialog::DontUseNativeDialog);
@@ -128,7 +126,6 @@ void MainWindow::readProject(QDataStream &stream)
 
 void MainWindow::onActionLinearMorphing()
 {
-    m_frameNav->stopPlayback();
     Morph(g_state).linearMorphing(0, -1);
 }
 
@@ -136,7 +133,6 @@ void MainWindow::onActionLinearMorphing()
 // run tracks the spans that the correction cut.
 void MainWindow::onActionInteractiveTracking()
 {
-    m_frameNav->stopPlayback();
     if (trackingStopFrame != -1) // an earlier run stopped for the user
         Morph(g_state).linearMorphing(0, -1);
     AOItracking tracking(g_state, true, goodMatchDistance);
@@ -167,20 +163,17 @@ void MainWindow::announceTrackingEnd(const QString &text)
 
 void MainWindow::onActionAutomaticTracking()
 {
-    m_frameNav->stopPlayback();
     AOItracking(g_state, false, goodMatchDistance).automaticTracking();
     announceTrackingEnd(tr("Automatic AOI tracking complete."));
 }
 
 void MainWindow::onActionSegmentation()
 {
-    m_frameNav->stopPlayback();
     AoiCutSegmentation(g_state).runSegmenation();
 }
 
 void MainWindow::onActionExportXML()
 {
-    m_frameNav->stopPlayback();
     QString filter;
     const QString name = QFileDialog::getSaveFileName(this, tr("QFileDialog::getSaveFileName()"), QString(),
                                                       ExportFormats::dialogFilters(), &filter);
@@ -201,7 +194,6 @@ void MainWindow::onActionExportXML()
 
 void MainWindow::onActionHelpLicense()
 {
-    m_frameNav->stopPlayback();
     const QString page =
         tr("<h3>Palu %1 alpha</h3>"
            "<p>Copyright 2026 the Palu developers.</p>"
@@ -219,7 +211,6 @@ void MainWindow::onActionHelpLicense()
 
 void MainWindow::onActionHelpAbout()
 {
-    m_frameNav->stopPlayback();
     const QString page =
         tr("<h3>Palu %1</h3>"
            "<p>Annotates video with polygons: outlines on a few key frames, the frames "
