@@ -33,6 +33,9 @@ public:
     ~DataState() override;
 
     bool hasObjects() const { return !objects.isEmpty(); }
+    /// Takes over `newVideo` as the video. Where another owner deletes it first, the state is left without
+    /// one.
+    void setVideo(VideoContainer *newVideo);
     /// Raises TrackedObject::newID above every id in use, so that no new object shares one.
     void keepNewIdsApart() const;
 

@@ -61,12 +61,8 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
 MainWindow::~MainWindow()
 {
     FrameBounds::withdrawShownFrame(this);
-    m_frameNav->stopPlayback();
     if (g_mainWindow == this)
         g_mainWindow = nullptr;
-    // The project state owns the video, also where it outlives the window.
-    if (g_state && g_state->video && g_state->video->parent() == this)
-        g_state->video->setParent(nullptr);
 }
 
 void MainWindow::createMenus()
@@ -254,7 +250,7 @@ bool MainWindow::loadVideo(const QString &path)
     if (g_state->videoLoaded)
         recreateDataState();
     setDisabled(true); // until the video is loaded
-    g_state->video = new VideoContainer(this);
+    g_state->setVideo(new VideoContainer(this));
     if (!g_state->video->loadFile(path)) {
         recreateDataState();
         statusBar()->showMessage(tr("The video was not loaded: %1").arg(QDir::toNativeSeparators(path)),

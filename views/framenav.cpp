@@ -6,6 +6,7 @@
 #include "core/mainwindow.h"
 #include "views/frameviewer.h"
 #include "views/shortcutpassthrough.h"
+#include "views/whilestatelives.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -131,7 +132,6 @@ void FrameNav::createConnections()
 {
     connect(buttonFirst, &QPushButton::clicked, this, &FrameNav::onButtonFirstClicked);
     connect(buttonPrev, &QPushButton::clicked, this, &FrameNav::onButtonPrevClicked);
-    connect(spinBox, &QSpinBox::editingFinished, this, &FrameNav::onSpinBoxEditingFinished);
     connect(buttonNext, &QPushButton::clicked, this, &FrameNav::onButtonNextClicked);
     connect(buttonLast, &QPushButton::clicked, this, &FrameNav::onButtonLastClicked);
     connect(buttonPlay, &QPushButton::clicked, this, &FrameNav::onButtonPlayClicked);
@@ -143,6 +143,9 @@ void FrameNav::connectToState()
 {
     disconnect(g_state, nullptr, this, nullptr);
     connect(g_state, &DataState::hasChanged, this, &FrameNav::filterStateChange);
+    disconnect(m_numberTyped);
+    m_numberTyped = connectWhileStateLives(spinBox, &QSpinBox::editingFinished, this,
+                                           &FrameNav::onSpinBoxEditingFinished);
 }
 
 void FrameNav::filterStateChange(int flags)
@@ -201,8 +204,6 @@ void FrameNav::onButtonPrevClicked()
 
 void FrameNav::onSpinBoxEditingFinished()
 {
-    if (!g_state) // the program is ending and the field loses its focus
-        return;
     g_state->setFrame(spinBox->value() - 1);
     if (spinBox->hasFocus()) // after Return: the arrow keys are to step frames again
         spinBox->clearFocus();
@@ -280,6 +281,6 @@ void FrameNav::stopPlayback()
 {
     paused = true;
     buttonPlay->setIcon(playIcon());
-    setFrameViewerEnabled(g_state && g_state->videoLoaded);
+    setFrameViewerEnabled(g_state->videoLoaded);
     setButtonAllActive();
 }

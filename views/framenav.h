@@ -55,4 +55,6 @@ private:
     void createConnections();
     QList<QWidget *> stoppedOnlyWidgets() const;
     void play();
+
+    QMetaObject::Connection m_numberTyped;
 };

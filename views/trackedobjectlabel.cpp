@@ -6,6 +6,7 @@
 #include "core/mainwindow.h"
 #include "views/shortcutpassthrough.h"
 #include "views/timeline.h"
+#include "views/whilestatelives.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -69,7 +70,7 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     box->addWidget(editButton);
     box->addWidget(deleteButton);
 
-    connect(nameEdit, &QLineEdit::editingFinished, this, &TrackedObjectLabel::changeName);
+    connectWhileStateLives(nameEdit, &QLineEdit::editingFinished, this, &TrackedObjectLabel::changeName);
     connect(nameEdit, &QLineEdit::returnPressed, this, &TrackedObjectLabel::toggleEdit);
     connect(editButton, &QToolButton::clicked, this, &TrackedObjectLabel::toggleEdit);
     connect(deleteButton, &QToolButton::clicked, this, &TrackedObjectLabel::deleteObj);
@@ -106,8 +107,7 @@ void TrackedObjectLabel::toggleEdit()
 void TrackedObjectLabel::changeName()
 {
     const QString name = nameEdit->text();
-    if (!g_state ||
-        name == nameLabel->text()) // no state: the program is ending and the field loses its focus
+    if (name == nameLabel->text())
         return;
     nameLabel->setText(name); // losing the focus finishes the editing a second time
     if (TrackedObject *object = g_state->getObjectById(objectId))

@@ -59,6 +59,8 @@ private slots:
 
     void destructionTakesObjectsAndVideoAlong();
     void destructionWithoutVideo();
+    void aVideoThatItsParentDeletesIsForgotten();
+    void onlyTheVideoInUseIsForgotten();
 };
 
 void TestDataState::aNewStateIsEmpty()
@@ -604,6 +606,32 @@ void TestDataState::destructionWithoutVideo()
     const QPointer<DataState> state = new DataState;
     delete state.data();
     QVERIFY(state.isNull());
+}
+
+void TestDataState::aVideoThatItsParentDeletesIsForgotten()
+{
+    DataState state;
+    {
+        QObject window;
+        state.setVideo(new VideoContainer(&window));
+        state.videoLoaded = true;
+        QVERIFY(state.video);
+    }
+    QCOMPARE(state.video, nullptr);
+    QVERIFY(!state.videoLoaded);
+}
+
+void TestDataState::onlyTheVideoInUseIsForgotten()
+{
+    DataState state;
+    auto *first = new VideoContainer;
+    auto *second = new VideoContainer;
+    state.setVideo(first);
+    state.setVideo(second);
+    state.videoLoaded = true;
+    delete first;
+    QCOMPARE(state.video, second);
+    QVERIFY(state.videoLoaded);
 }
 
 QTEST_GUILESS_MAIN(TestDataState)
