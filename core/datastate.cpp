@@ -92,7 +92,7 @@ void DataState::addObject()
     emit hasChanged(ObjectListChanged | ObjectSelectionChanged);
 }
 
-TrackedObject *DataState::getCurrentObject()
+TrackedObject *DataState::getCurrentObject() const
 {
     return currentObjectId == -1 ? nullptr : getObjectById(currentObjectId);
 }
@@ -103,7 +103,7 @@ void DataState::setCurrentObject(int id)
     emit hasChanged(ObjectSelectionChanged);
 }
 
-TrackedObject *DataState::getObjectById(int id)
+TrackedObject *DataState::getObjectById(int id) const
 {
     const auto found = std::find_if(objects.cbegin(), objects.cend(),
                                     [id](const TrackedObject *object) { return object->id == id; });
@@ -130,7 +130,7 @@ void DataState::deleteObject(int id)
     emit hasChanged(selectionChanged ? ObjectListChanged | ObjectSelectionChanged : ObjectListChanged);
 }
 
-QList<TrackedObject *> DataState::getZOrderSortedList(int frame)
+QList<TrackedObject *> DataState::getZOrderSortedList(int frame) const
 {
     QList<TrackedObject *> sorted = objects;
     std::sort(sorted.begin(), sorted.end(), TrackedObject::combareByZOrderOfFrame(frame));

@@ -67,18 +67,18 @@ public slots:
     /// Creates an object for the loaded video and makes it the current one.
     void addObject();
     /// The current object, or null if there is none.
-    TrackedObject *getCurrentObject();
+    TrackedObject *getCurrentObject() const;
     /// Makes `id` the current object id, without checking that such an object exists.
     void setCurrentObject(int id);
     /// The first object with this id, or null.
-    TrackedObject *getObjectById(int id);
+    TrackedObject *getObjectById(int id) const;
     /// Takes the object out of the project; the first remaining one becomes current if this one was.
     ///
     /// Logs a warning for an unknown id. The object itself lives on as a child of this state, so that views
     /// may still be showing it while they react.
     void deleteObject(int id);
     /// The objects by ascending stacking value on `frame`, backmost first; equal values in no defined order.
-    QList<TrackedObject *> getZOrderSortedList(int frame);
+    QList<TrackedObject *> getZOrderSortedList(int frame) const;
 
 signals:
     /// Announces changes as Change bits.
