@@ -17,9 +17,12 @@ void FrameGraphicsView::resizeEvent(QResizeEvent *event)
     emit resized();
 }
 
-// The base handler would send the scene a second press, which has no meaning here.
+// Only the left button edits. The base handler would send the scene a second press, which has no meaning
+// here.
 void FrameGraphicsView::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    if (event->button() != Qt::LeftButton)
+        return;
     const QPointF position = event->localPos();
     emit doubleClicked(Functions::roundToInt(position.x()), Functions::roundToInt(position.y()),
                        event->modifiers().testFlag(Qt::ShiftModifier));

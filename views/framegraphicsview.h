@@ -14,7 +14,7 @@ public:
 
 signals:
     void resized();
-    /// Viewport position in pixels; `shift` is true while the Shift key is held.
+    /// By the left button. Viewport position in pixels; `shift` is true while the Shift key is held.
     void doubleClicked(int x, int y, bool shift);
 
 protected:

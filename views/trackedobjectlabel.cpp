@@ -11,6 +11,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QStackedWidget>
 #include <QToolButton>
 
@@ -131,7 +132,8 @@ void TrackedObjectLabel::mousePressEvent(QMouseEvent *event)
     QFrame::mousePressEvent(event);
 }
 
-void TrackedObjectLabel::mouseDoubleClickEvent(QMouseEvent *)
+void TrackedObjectLabel::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    toggleEdit();
+    if (event->button() == Qt::LeftButton)
+        toggleEdit();
 }

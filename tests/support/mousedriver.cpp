@@ -40,11 +40,12 @@ void MouseDriver::click(QWidget *target, QPointF position, Qt::KeyboardModifiers
     release(target, position, modifiers, button);
 }
 
-void MouseDriver::doubleClick(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers)
+void MouseDriver::doubleClick(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers,
+                              Qt::MouseButton button)
 {
-    click(target, position, modifiers);
-    send(target, QEvent::MouseButtonDblClick, position, Qt::LeftButton, Qt::LeftButton, modifiers);
-    release(target, position, modifiers);
+    click(target, position, modifiers, button);
+    send(target, QEvent::MouseButtonDblClick, position, button, button, modifiers);
+    release(target, position, modifiers, button);
 }
 
 void MouseDriver::drag(QWidget *target, const QList<QPoint> &path, Qt::KeyboardModifiers modifiers,

@@ -26,7 +26,8 @@ void release(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers 
 void click(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
            Qt::MouseButton button = Qt::LeftButton);
 /// Press, release, double-click, release.
-void doubleClick(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+void doubleClick(QWidget *target, QPointF position, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+                 Qt::MouseButton button = Qt::LeftButton);
 /// Presses at the first point, moves over the others and releases at the last one.
 void drag(QWidget *target, const QList<QPoint> &path, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
           Qt::MouseButton button = Qt::LeftButton);

@@ -10,6 +10,8 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+Q_DECLARE_METATYPE(Qt::MouseButton)
+
 namespace
 {
 
@@ -39,6 +41,8 @@ class TestFrameGraphicsView : public QObject
 private slots:
     void theViewReportsDoubleClicksRounded_data();
     void theViewReportsDoubleClicksRounded();
+    void onlyTheLeftButtonsDoubleClickEdits_data();
+    void onlyTheLeftButtonsDoubleClickEdits();
     void theViewReportsResizing();
     void doubleClicksDoNotReachTheScene();
 };
@@ -75,6 +79,29 @@ void TestFrameGraphicsView::theViewReportsDoubleClicksRounded()
     MouseDriver::doubleClick(view.viewport(), position, modifiers);
     QCOMPARE(spy.size(), 1);
     QCOMPARE(spy.first(), QList<QVariant>({reported.x(), reported.y(), shift}));
+}
+
+void TestFrameGraphicsView::onlyTheLeftButtonsDoubleClickEdits_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<bool>("edits");
+    QTest::newRow("left") << Qt::LeftButton << true;
+    QTest::newRow("right") << Qt::RightButton << false;
+    QTest::newRow("middle") << Qt::MiddleButton << false;
+    QTest::newRow("back") << Qt::BackButton << false;
+}
+
+void TestFrameGraphicsView::onlyTheLeftButtonsDoubleClickEdits()
+{
+    QFETCH(Qt::MouseButton, button);
+    QFETCH(bool, edits);
+    FrameStage frame;
+    frame.addObject(square);
+    const QPoint outside = frame.at(QPointF(250, 150));
+    MouseDriver::doubleClick(frame.viewport(), outside, Qt::NoModifier, button);
+    QCOMPARE(frame.polygon().size(), edits ? 5 : 4);
+    MouseDriver::doubleClick(frame.viewport(), outside, Qt::ShiftModifier, button);
+    QCOMPARE(frame.polygon(), square); // the new vertex was the nearest one
 }
 
 void TestFrameGraphicsView::theViewReportsResizing()

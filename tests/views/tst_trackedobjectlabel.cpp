@@ -82,6 +82,7 @@ private slots:
     void anUnfinishedNameSurvivesARebuild();
     void anUnchangedNameIsNotAnnounced();
     void doubleClickOnALabelEdits();
+    void otherButtonsDoubleClickDoesNotEdit();
     void deletingKeepsTheOthers();
     void deletingTheLastObjectResetsTheWindow();
     void longNamesLeaveTheButtonsInPlace();
@@ -336,6 +337,18 @@ void TestTrackedObjectLabel::doubleClickOnALabelEdits()
     QVERIFY(label->nameEdit->hasFocus());
     QCOMPARE(label->nameEdit->selectedText(), label->nameLabel->text());
     QVERIFY(!other->isCurrent());
+}
+
+void TestTrackedObjectLabel::otherButtonsDoubleClickDoesNotEdit()
+{
+    ProjectWindow project(3);
+    project.addObject();
+    QVERIFY(project.show());
+    const TrackedObjectLabel *label = labelsOf(project.timeLine()).first();
+    for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
+        MouseDriver::doubleClick(label->nameLabel, QPointF(12, 12), Qt::NoModifier, button);
+        QCOMPARE(label->stack->currentWidget(), label->nameLabel);
+    }
 }
 
 void TestTrackedObjectLabel::deletingKeepsTheOthers()
