@@ -8,11 +8,12 @@
 #include "views/shortcutpassthrough.h"
 #include "views/whilestatelives.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QGridLayout>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QSpinBox>
@@ -82,6 +83,8 @@ FrameNav::FrameNav(const QString &title, QWidget *parent, Qt::WindowFlags flags)
     createWidgets();
     createLayout();
     createConnections();
+    if (parent)
+        createWindowShortcut();
     setDisabled(true);
 }
 
@@ -137,6 +140,44 @@ void FrameNav::createConnections()
     connect(buttonPlay, &QPushButton::clicked, this, &FrameNav::onButtonPlayClicked);
     connect(slider, &QSlider::valueChanged, this, &FrameNav::onSliderValueChanged);
     connectToState();
+}
+
+// The play button's own shortcut works in the button's window only, and only while the button is shown there.
+void FrameNav::createWindowShortcut()
+{
+    m_windowShortcut = new QShortcut(QKeySequence(Qt::Key_Space), parentWidget());
+    m_windowShortcut->setAutoRepeat(false); // a key held down toggles once
+    connect(m_windowShortcut, &QShortcut::activated, buttonPlay, &QPushButton::click);
+    connect(this, &QObject::destroyed, m_windowShortcut, &QObject::deleteLater);
+    connect(this, &QDockWidget::topLevelChanged, this, &FrameNav::updateWindowShortcut);
+    buttonPlay->installEventFilter(this);
+    updateWindowShortcut();
+}
+
+/// Never two that hear the same key, which would be ambiguous. A floating dock that is active hears it
+/// itself, and the parent window would hear it too.
+void FrameNav::updateWindowShortcut()
+{
+    if (!m_windowShortcut)
+        return;
+    const QWidget *window = buttonPlay->window();
+    const bool sameWindow = window == m_windowShortcut->parentWidget()->window();
+    const bool heard = buttonPlay->isVisible() && (sameWindow || window == QApplication::activeWindow());
+    m_windowShortcut->setEnabled(!heard);
+}
+
+bool FrameNav::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == buttonPlay && (event->type() == QEvent::Show || event->type() == QEvent::Hide))
+        updateWindowShortcut();
+    return QDockWidget::eventFilter(watched, event);
+}
+
+void FrameNav::changeEvent(QEvent *event)
+{
+    QDockWidget::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange)
+        updateWindowShortcut();
 }
 
 void FrameNav::connectToState()
@@ -243,7 +284,8 @@ void FrameNav::onButtonPlayClicked()
         buttonPlay->setIcon(pauseIcon());
         // Else the focus of a button now disabled would go to the spin box. A number half typed there is
         // taken over.
-        buttonPlay->setFocus();
+        if (buttonPlay->isVisible())
+            buttonPlay->setFocus();
         setButtonPlaying();
         play();
     }
@@ -266,7 +308,7 @@ void FrameNav::play()
         if (frame != last) {
             g_state->setFrame(static_cast<int>(std::min<qint64>(frame, frameCount)));
             setFrameViewerEnabled(false); // showing a frame enables it again
-            QCoreApplication::processEvents();
+            QApplication::processEvents();
             last = frame;
         }
         // The events may have ended the playback and replaced the project.

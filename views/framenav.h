@@ -3,8 +3,10 @@
 #pragma once
 
 #include <QDockWidget>
+#include <QPointer>
 
 class QPushButton;
+class QShortcut;
 class QSlider;
 class QSpinBox;
 
@@ -49,12 +51,20 @@ public slots:
     void onButtonPlayClicked();
     void onSliderValueChanged(int value);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
 private:
     void createWidgets();
     void createLayout();
     void createConnections();
+    void createWindowShortcut();
+    void updateWindowShortcut();
     QList<QWidget *> stoppedOnlyWidgets() const;
     void play();
 
     QMetaObject::Connection m_numberTyped;
+    /// Space in the parent window while the play button cannot hear it; null without a parent.
+    QPointer<QShortcut> m_windowShortcut;
 };

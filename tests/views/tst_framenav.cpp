@@ -1,15 +1,19 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "tests/support/logcapture.h"
+#include "tests/support/modelchecks.h"
 #include "tests/support/projectwindow.h"
 #include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
 #include "views/clickablegraphicsview.h"
 #include "views/trackedobjectlabel.h"
 
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QGridLayout>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
@@ -172,6 +176,11 @@ private slots:
     void spaceStartsWhereverTheFocusIs_data();
     void spaceStartsWhereverTheFocusIs();
     void aHeldSpaceTogglesOnce();
+    void spaceTogglesOnceWhereverTheDockIs_data();
+    void spaceTogglesOnceWhereverTheDockIs();
+    void aHeldSpaceTogglesOnceWithTheDockClosed();
+    void namesKeepTheirSpacesWithTheDockClosed();
+    void spaceGoesWithItsDock();
     void aTypedNumberIsWherePlaybackStarts_data();
     void aTypedNumberIsWherePlaybackStarts();
     void playbackContinuesFromWhereItPaused();
@@ -785,6 +794,123 @@ void TestFrameNav::aHeldSpaceTogglesOnce()
     sendSpace(project, false, false);
     QCOMPARE(stoppedProblem(project), QString());
     QCOMPARE(g_state->currentFrame, frameAtPause);
+}
+
+namespace
+{
+
+void activate(QWidget *window)
+{
+    window->activateWindow();
+    QTRY_COMPARE(QApplication::activeWindow(), window);
+}
+
+/// Brings the dock into a state named in the rows; the window that gets the keys then.
+QWidget *arrange(ProjectWindow &project, const QString &state)
+{
+    FrameNav *nav = project.nav();
+    MainWindow *window = &project.window();
+    if (state.contains(QLatin1String("closed")))
+        nav->close();
+    if (state.contains(QLatin1String("shown again")))
+        nav->show();
+    if (state.contains(QLatin1String("tab")))
+        window->tabifyDockWidget(nav, project.timeLine());
+    if (state.contains(QLatin1String("floating")))
+        nav->setFloating(true);
+    QCoreApplication::processEvents();
+    if (state.contains(QLatin1String("tab in front")))
+        nav->raise();
+    if (state.contains(QLatin1String("time line"))) {
+        project.timeLine()->setFloating(true);
+        activate(project.timeLine());
+        return project.timeLine();
+    }
+    if (state.contains(QLatin1String("dock active"))) {
+        activate(nav);
+        return nav;
+    }
+    activate(window);
+    if (state.contains(QLatin1String("docked again")))
+        nav->setFloating(false);
+    QCoreApplication::processEvents();
+    return window;
+}
+
+} // namespace
+
+void TestFrameNav::spaceTogglesOnceWhereverTheDockIs_data()
+{
+    QTest::addColumn<QString>("state");
+    for (const char *state :
+         {"docked", "closed", "closed and shown again", "floating, main window active",
+          "floating, dock active", "floating, time line active", "floating and closed",
+          "floating and closed, time line active", "floating and docked again",
+          "closed, floating and docked again", "docked, time line active", "tab behind", "tab in front"})
+        QTest::newRow(state) << QString::fromLatin1(state);
+}
+
+void TestFrameNav::spaceTogglesOnceWhereverTheDockIs()
+{
+    QFETCH(QString, state);
+    ProjectWindow project(60, smallFrame, 50);
+    QVERIFY(project.show());
+    QWidget *window = arrange(project, state);
+    QCOMPARE(QApplication::activeWindow(), window);
+    const QSignalSpy clicks(project.nav()->buttonPlay, &QPushButton::clicked);
+    int frameAtKey = -1;
+    const WhilePlaying pause(project.nav(), 2, [&] {
+        frameAtKey = g_state->currentFrame;
+        QTest::keyClick(window->windowHandle(), Qt::Key_Space);
+    });
+    QTest::keyClick(window->windowHandle(), Qt::Key_Space);
+    QVERIFY(pause.acted && !pause.gaveUp);
+    QCOMPARE(clicks.size(), 2);
+    QCOMPARE(g_state->currentFrame, frameAtKey);
+    QCOMPARE(stoppedProblem(project), QString());
+}
+
+void TestFrameNav::aHeldSpaceTogglesOnceWithTheDockClosed()
+{
+    ProjectWindow project(6, smallFrame, 100);
+    QVERIFY(project.show());
+    project.nav()->close();
+    const QSignalSpy clicks(project.nav()->buttonPlay, &QPushButton::clicked);
+    sendSpace(project, true, false);
+    for (int i = 0; i < 5; ++i) {
+        sendSpace(project, false, true);
+        sendSpace(project, true, true);
+    }
+    sendSpace(project, false, false);
+    QCOMPARE(clicks.size(), 1);
+    QCOMPARE(g_state->currentFrame, 5);
+}
+
+void TestFrameNav::namesKeepTheirSpacesWithTheDockClosed()
+{
+    ProjectWindow project(6, smallFrame, 100);
+    project.addObject();
+    QVERIFY(project.show());
+    project.nav()->close();
+    auto *label = project.timeLine()->findChild<TrackedObjectLabel *>();
+    label->toggleEdit();
+    QVERIFY(label->nameEdit->hasFocus());
+    const QSignalSpy clicks(project.nav()->buttonPlay, &QPushButton::clicked);
+    QTest::keyClick(project.window().windowHandle(), Qt::Key_Space);
+    QCOMPARE(label->nameEdit->text(), QStringLiteral(" "));
+    QCOMPARE(clicks.size(), 0);
+    label->toggleEdit(); // takes the name over
+}
+
+void TestFrameNav::spaceGoesWithItsDock()
+{
+    TestProject project(6);
+    QWidget window;
+    auto *nav = new FrameNav(&window);
+    QCOMPARE(window.findChildren<QShortcut *>().size(), 1);
+    delete nav;
+    ModelChecks::flushDeferredDeletes();
+    QCOMPARE(window.findChildren<QShortcut *>().size(), 0);
 }
 
 void TestFrameNav::aTypedNumberIsWherePlaybackStarts_data()
