@@ -5,6 +5,7 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "processing/functions.h"
+#include "processing/outlineedit.h"
 #include "views/framegraphicsview.h"
 #include "views/polyareagraphicsitem.h"
 
@@ -12,75 +13,10 @@
 #include <QGraphicsScene>
 #include <QHBoxLayout>
 
-#include <cmath>
-#include <limits>
-
 namespace
 {
 
 const QColor surround(64, 66, 70); // around the frame
-constexpr double halfStep = 0.5;   // keeps a position at an edge's end inside that edge
-
-/// Where a point lies on one edge of a polygon.
-struct EdgePosition {
-    double raw;      ///< projection parameter on the line, 0 at the edge's start and 1 at its end
-    double clamped;  ///< the same, limited to the edge
-    QPointF foot;    ///< nearest point of the edge
-    double distance; ///< of the point from the foot, in pixels
-};
-
-EdgePosition positionOnEdge(QPointF start, QPointF end, QPointF point)
-{
-    const QPointF d = end - start;
-    const double length = Functions::vecLength(d);
-    EdgePosition position;
-    position.raw = Functions::dot(point - start, d) / length / length;
-    position.clamped = position.raw;
-    if (position.raw <= 0)
-        position.clamped = 0;
-    else if (position.raw >= 1)
-        position.clamped = 1;
-    position.foot = start + position.clamped * d;
-    position.distance = Functions::distance(point, position.foot);
-    return position;
-}
-
-/// Edge index plus fraction, moved inside the edge where the fraction is 0 or 1.
-double insidePosition(int edge, const EdgePosition &position)
-{
-    double value = edge + position.clamped;
-    if (position.raw <= 0)
-        value += halfStep;
-    else if (position.raw >= 1)
-        value -= halfStep;
-    return value;
-}
-
-/// For a point nearest to the vertex that edge `i` shares with the best edge so far: does it belong to edge
-/// i?
-bool angleFavoursEdge(const QPolygonF &polygon, int i, const EdgePosition &position, QPointF point)
-{
-    const int count = polygon.size();
-    const QPointF a = polygon.at(i);
-    const QPointF b = polygon.at((i + 1) % count);
-    const QPointF v = point - position.foot;
-    double angle1 = 0;
-    double angle2 = 0;
-    if (position.clamped == 0) {
-        const QPointF w = b - a;
-        const QPointF q = polygon.at((i - 1 + count) % count) - position.foot;
-        angle1 = Functions::degAngleCounterClockwise(v, w);
-        angle2 = Functions::degAngleCounterClockwise(q, w);
-    } else {
-        const QPointF w = a - b;
-        const QPointF q = polygon.at((i + 2) % count) - position.foot;
-        angle1 = Functions::degAngleCounterClockwise(w, v);
-        angle2 = Functions::degAngleCounterClockwise(w, q);
-    }
-    // Degrees against the number pi, as it stands.
-    constexpr double leastAngle = 3.141592653589793;
-    return !(angle2 < leastAngle) && angle2 * 0.5 > angle1;
-}
 
 } // namespace
 
@@ -164,20 +100,10 @@ void FrameViewer::removeNearestVertex(QPointF point)
     KeyFrame *keyFrame = object ? object->getCurrentKeyFrame() : nullptr;
     if (!keyFrame)
         return;
-    QPolygonF polygon = keyFrame->polygonSnapshot();
-    if (polygon.size() <= 1)
-        return;
-    int nearest = 0;
-    double best = std::numeric_limits<double>::max();
-    for (int i = 0; i < polygon.size(); ++i) {
-        const double distance = Functions::distance(polygon.at(i), point);
-        if (distance < best) {
-            best = distance;
-            nearest = i;
-        }
-    }
-    polygon.remove(nearest);
-    keyFrame->setNewPolygon(polygon);
+    const QPolygonF outline = keyFrame->polygonSnapshot();
+    const QPolygonF reduced = OutlineEdit::withoutNearestVertex(outline, point);
+    if (reduced.size() < outline.size())
+        keyFrame->setNewPolygon(reduced);
 }
 
 void FrameViewer::addVertex(QPointF point)
@@ -191,32 +117,7 @@ void FrameViewer::addVertex(QPointF point)
     KeyFrame *keyFrame = object ? object->getCurrentKeyFrame() : nullptr;
     if (!keyFrame)
         return;
-    QPolygonF polygon = keyFrame->polygonSnapshot();
-    if (polygon.size() > 2)
-        polygon.insert(insertionIndex(polygon, point), point);
-    else
-        polygon.append(point);
-    if (polygon.size() == 3 && !Functions::isCounterClockwise(polygon))
-        polygon = QPolygonF({polygon.at(0), polygon.at(2), polygon.at(1)});
-
+    const QPolygonF polygon = OutlineEdit::withVertex(keyFrame->polygonSnapshot(), point);
     keyFrame->setNewPolygon(polygon);
     keyFrame->setType(keyFrame->type == KeyFrame::None ? KeyFrame::Visible : keyFrame->type);
-}
-
-int FrameViewer::insertionIndex(const QPolygonF &polygon, QPointF point)
-{
-    double best = std::numeric_limits<double>::max();
-    double chosen = 0;
-    for (int i = 0; i < polygon.size(); ++i) {
-        const EdgePosition position =
-            positionOnEdge(polygon.at(i), polygon.at((i + 1) % polygon.size()), point);
-        if (position.distance < best) {
-            best = position.distance;
-            chosen = insidePosition(i, position);
-        } else if (position.distance == best && (position.clamped == 0 || position.clamped == 1)) {
-            if (angleFavoursEdge(polygon, i, position, point))
-                chosen = insidePosition(i, position);
-        }
-    }
-    return static_cast<int>(std::floor(chosen)) + 1;
 }

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QPolygonF>
+#include <QPointF>
 #include <QWidget>
 
 class FrameGraphicsView;
@@ -16,10 +16,6 @@ class FrameViewer : public QWidget
 
 public:
     explicit FrameViewer(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
-
-    /// Index at which `point` becomes a vertex of `polygon` (three or more vertices): inside the edge nearest
-    /// to it. Where a shared vertex is nearest, the angle there decides between its two edges.
-    static int insertionIndex(const QPolygonF &polygon, QPointF point);
 
     FrameGraphicsView *view = nullptr;
     QGraphicsScene *scene = nullptr;
