@@ -5,6 +5,7 @@
 #include "core/datastate.h"
 
 #include <limits>
+#include <utility>
 
 qint32 TrackedObject::newID = 0;
 
@@ -84,6 +85,13 @@ int TrackedObject::getZOrderRank(int frame) const
 bool TrackedObject::isCurrent() const
 {
     return id == state()->currentObjectId;
+}
+
+void TrackedObject::switchOrderWith(TrackedObject *other, int firstFrame)
+{
+    for (int i = firstFrame; i < keyFrames.size(); ++i)
+        std::swap(keyFrames.at(i)->zOrder, other->keyFrames.at(i)->zOrder);
+    emit hasChanged(ZOrderChanged);
 }
 
 void TrackedObject::keyFrameChanged(int flags)

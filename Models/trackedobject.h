@@ -56,6 +56,9 @@ public:
     /// Position in the stacking order on `frame`, 0 = backmost; 0 when the object is not in the project.
     int getZOrderRank(int frame) const;
     bool isCurrent() const;
+    /// Exchanges the stacking values of the two objects from `firstFrame` to the end of the video, then
+    /// announces ZOrderChanged, of this object only.
+    void switchOrderWith(TrackedObject *other, int firstFrame);
 
     /// Id that the next object gets.
     static qint32 newID;

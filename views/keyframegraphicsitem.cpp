@@ -15,8 +15,6 @@
 #include <QPen>
 #include <QPointer>
 
-#include <utility>
-
 namespace
 {
 
@@ -80,13 +78,6 @@ private:
         }
     }
 };
-
-void switchOrder(TrackedObject *object, TrackedObject *other, int firstFrame)
-{
-    for (int frame = firstFrame; frame < object->keyFrames.size(); ++frame)
-        std::swap(object->keyFrames.at(frame)->zOrder, other->keyFrames.at(frame)->zOrder);
-    emit object->hasChanged(TrackedObject::ZOrderChanged);
-}
 
 } // namespace
 
@@ -154,6 +145,6 @@ void KeyFrameGraphicsItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *even
         if (shown->type != type)
             shown->setType(type);
     } else if (TrackedObject *other = entries.others.value(chosen)) {
-        switchOrder(shown->object, other, shown->frame);
+        shown->object->switchOrderWith(other, shown->frame);
     }
 }

@@ -53,6 +53,21 @@ void nameTheLastSpan(TrackedObject *object)
     object->frameSpans.last() = chain(object).last();
 }
 
+/// The stacking values on all frames.
+QList<int> stacking(const TrackedObject *object)
+{
+    QList<int> values;
+    for (const KeyFrame *key : object->keyFrames)
+        values.append(key->zOrder);
+    return values;
+}
+
+void stack(TrackedObject *object, const QList<int> &values)
+{
+    for (int i = 0; i < values.size(); ++i)
+        object->keyFrames.at(i)->zOrder = values.at(i);
+}
+
 } // namespace
 
 class TestTrackedObject : public QObject
@@ -80,6 +95,8 @@ private slots:
     void theComparatorLooksAtOneFrame();
     void theRankIsThePlaceInTheStackingOrder();
     void theRankIsFoundById();
+    void switchingTheOrderSwapsFromOneFrameOn_data();
+    void switchingTheOrderSwapsFromOneFrameOn();
 
     // List of spans
     void theListOfSpans_data();
@@ -367,6 +384,40 @@ void TestTrackedObject::theRankIsFoundById()
 }
 
 // ---------------------------------------------------------------------------------------------------------
+
+void TestTrackedObject::switchingTheOrderSwapsFromOneFrameOn_data()
+{
+    QTest::addColumn<int>("firstFrame");
+    QTest::addColumn<QList<int>>("values");
+    QTest::addColumn<QList<int>>("valuesOfTheOther");
+    QTest::newRow("the whole video") << 0 << QList<int>({7, 7, 7, 9}) << QList<int>({1, 2, 1, 1});
+    QTest::newRow("from the middle on") << 2 << QList<int>({1, 2, 7, 9}) << QList<int>({7, 7, 1, 1});
+    QTest::newRow("the last frame") << 3 << QList<int>({1, 2, 1, 9}) << QList<int>({7, 7, 7, 1});
+}
+
+void TestTrackedObject::switchingTheOrderSwapsFromOneFrameOn()
+{
+    QFETCH(int, firstFrame);
+    QFETCH(QList<int>, values);
+    QFETCH(QList<int>, valuesOfTheOther);
+    TestProject project(4);
+    TrackedObject *object = project.addObject();
+    TrackedObject *other = project.addObject();
+    const TrackedObject *third = project.addObject();
+    stack(object, {1, 2, 1, 1});
+    stack(other, {7, 7, 7, 9});
+    const QSignalSpy changes(object, &TrackedObject::hasChanged);
+    const QSignalSpy otherChanges(other, &TrackedObject::hasChanged);
+    QList<int> atTheSignal;
+    connect(object, &TrackedObject::hasChanged, this, [&] { atTheSignal = stacking(other); });
+    object->switchOrderWith(other, firstFrame);
+    QCOMPARE(stacking(object), values);
+    QCOMPARE(stacking(other), valuesOfTheOther);
+    QCOMPARE(stacking(third), QList<int>({2, 2, 2, 2}));
+    QCOMPARE(changes, QList<QList<QVariant>>({{int(TrackedObject::ZOrderChanged)}}));
+    QCOMPARE(otherChanges.size(), 0);
+    QCOMPARE(atTheSignal, valuesOfTheOther); // announced when all is exchanged
+}
 
 void TestTrackedObject::theListOfSpans_data()
 {
