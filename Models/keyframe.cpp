@@ -34,6 +34,12 @@ KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameTy
 {
 }
 
+void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)
+{
+    setNewPolygon(newPolygon);
+    setType(newType);
+}
+
 QPolygonF KeyFrame::polygonSnapshot() const
 {
     const std::lock_guard<std::mutex> lock(m_polygonMutex);

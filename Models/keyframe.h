@@ -42,6 +42,9 @@ public:
     /// outline of fewer than three vertices is left as it is.
     void reducePolygonVertices();
 
+    /// Sets the polygon, then the type; each announces its change by itself.
+    void annotate(const QPolygonF &newPolygon, KeyFrame::Type newType);
+
     /// Consistent copy of the polygon, callable from any thread.
     QPolygonF polygonSnapshot() const;
 

@@ -215,8 +215,6 @@ void TrackedObject::showIfHidden(FrameSpan *span, int otherEnd)
 // Re-enters handleKeyFrameChange() for every frame, which returns at once for frames inside a span.
 void TrackedObject::clearBetween(int first, int last)
 {
-    for (int i = first + 1; i < last; ++i) {
-        keyFrames.at(i)->setNewPolygon(QPolygonF());
-        keyFrames.at(i)->setType(KeyFrame::None);
-    }
+    for (int i = first + 1; i < last; ++i)
+        keyFrames.at(i)->annotate(QPolygonF(), KeyFrame::None);
 }

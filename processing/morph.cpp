@@ -118,8 +118,7 @@ void Morph::linearMorphing(int first, int last)
             object->keyFrames.at(pair.second)->polygonSnapshot(), pair.second - pair.first - 1);
         for (int i = 0; i < polygons.size(); ++i) {
             KeyFrame *keyFrame = object->keyFrames.at(pair.first + 1 + i);
-            keyFrame->setNewPolygon(polygons.at(i));
-            keyFrame->setType(KeyFrame::Automatic);
+            keyFrame->annotate(polygons.at(i), KeyFrame::Automatic);
         }
     }
 }
@@ -142,8 +141,7 @@ QList<QPair<int, int>> Morph::getFramePairs(int first, int last)
         if (startPolygon.isEmpty() == endPolygon.isEmpty())
             continue;
         KeyFrame *bare = startPolygon.isEmpty() ? start : end;
-        bare->setNewPolygon(startPolygon.isEmpty() ? endPolygon : startPolygon);
-        bare->setType(KeyFrame::Automatic);
+        bare->annotate(startPolygon.isEmpty() ? endPolygon : startPolygon, KeyFrame::Automatic);
     }
     if (pairs.isEmpty())
         pairs.append(nothingToMorph);

@@ -118,6 +118,5 @@ void FrameViewer::addVertex(QPointF point)
     if (!keyFrame)
         return;
     const QPolygonF polygon = OutlineEdit::withVertex(keyFrame->polygonSnapshot(), point);
-    keyFrame->setNewPolygon(polygon);
-    keyFrame->setType(keyFrame->type == KeyFrame::None ? KeyFrame::Visible : keyFrame->type);
+    keyFrame->annotate(polygon, keyFrame->type == KeyFrame::None ? KeyFrame::Visible : keyFrame->type);
 }

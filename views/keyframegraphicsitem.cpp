@@ -138,8 +138,7 @@ void KeyFrameGraphicsItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *even
     if (!chosen || !shown)
         return;
     if (chosen == entries.remove) {
-        shown->setNewPolygon(QPolygonF());
-        shown->setType(KeyFrame::None);
+        shown->annotate(QPolygonF(), KeyFrame::None);
     } else if (entries.types.contains(chosen)) {
         const KeyFrame::Type type = entries.types.value(chosen);
         if (shown->type != type)

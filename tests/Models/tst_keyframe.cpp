@@ -109,6 +109,8 @@ private slots:
     void aKeyFrameStartsEmptyAtItsOwnersRank();
     void settingAPolygonAlwaysSignals();
     void settingAKeyFrameTypeAlwaysSignals();
+    void annotatingSetsThePolygonThenTheType_data();
+    void annotatingSetsThePolygonThenTheType();
 
     void reductionRemovesVerticesOfCostOneOrLess_data();
     void reductionRemovesVerticesOfCostOneOrLess();
@@ -328,6 +330,41 @@ void addOutlinesOfFewVertices()
 }
 
 } // namespace
+
+void TestKeyFrame::annotatingSetsThePolygonThenTheType_data()
+{
+    QTest::addColumn<QPolygonF>("polygon");
+    QTest::addColumn<KeyFrame::Type>("type");
+    QTest::newRow("visible") << smallBox.translated(5, 5) << KeyFrame::Visible;
+    QTest::newRow("automatic") << smallBox.translated(5, 5) << KeyFrame::Automatic;
+    QTest::newRow("nothing") << QPolygonF() << KeyFrame::None;
+    QTest::newRow("as before") << smallBox << KeyFrame::Occluded;
+}
+
+void TestKeyFrame::annotatingSetsThePolygonThenTheType()
+{
+    QFETCH(QPolygonF, polygon);
+    QFETCH(KeyFrame::Type, type);
+    TestProject project(3);
+    KeyFrame *keyFrame = project.addObject()->keyFrames.at(1);
+    keyFrame->polygon = smallBox;
+    keyFrame->type = KeyFrame::Occluded;
+    QStringList steps;
+    connect(keyFrame, &KeyFrame::hasChanged, this, [&](int flags) {
+        steps.append(QStringLiteral("%1: %2, type %3")
+                         .arg(flags)
+                         .arg(keyFrame->polygon == polygon ? "new outline" : "old outline")
+                         .arg(keyFrame->type));
+    });
+    keyFrame->annotate(polygon, type);
+    QCOMPARE(
+        steps,
+        QStringList(
+            {QStringLiteral("%1: new outline, type %2")
+                 .arg(int(KeyFrame::PolygonChanged))
+                 .arg(int(KeyFrame::Occluded)),
+             QStringLiteral("%1: new outline, type %2").arg(int(KeyFrame::TypeChanged)).arg(int(type))}));
+}
 
 void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
 {
