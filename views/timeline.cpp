@@ -22,7 +22,6 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cmath>
 
 namespace
 {
@@ -162,12 +161,13 @@ void TimeLine::reload()
 void TimeLine::reloadHeader()
 {
     const int frameCount = g_state->video->frameCount;
+    const TimeLineGeometry columns = raster();
     headerScene->clear();
-    headerScene->setSceneRect(0, 0, frameWidth * frameCount, headerHeight);
-    headerScene->addLine(0, 0, frameWidth * frameCount, 0, QPen(transparent));
+    headerScene->setSceneRect(0, 0, columns.width(frameCount), headerHeight);
+    headerScene->addLine(0, 0, columns.width(frameCount), 0, QPen(transparent));
     for (int frame = 0; frame < frameCount; ++frame) {
         QGraphicsSimpleTextItem *number = headerScene->addSimpleText(QString::number(frame + 1));
-        const double left = frameWidth * (frame + 0.5) - number->boundingRect().width() / 2;
+        const double left = columns.columnCentre(frame) - number->boundingRect().width() / 2;
         number->setPos(static_cast<int>(left), 0);
     }
     headerMarker = addMarker(headerScene, headerHeight);
@@ -176,15 +176,16 @@ void TimeLine::reloadHeader()
 void TimeLine::reloadBody()
 {
     const int frameCount = g_state->video->frameCount;
-    const int height = g_state->objects.size() * rowHeight;
+    const int width = raster().width(frameCount);
+    const int height = raster().height(g_state->objects.size());
     discardItems(bodyScene, keyFrameItems);
     discardItems(bodyScene, spanItems);
     bodyScene->clear();
-    bodyScene->setSceneRect(0, 0, frameWidth * frameCount, height);
-    bodyScene->addLine(0, 0, frameWidth * frameCount, 0, QPen(transparent));
+    bodyScene->setSceneRect(0, 0, width, height);
+    bodyScene->addLine(0, 0, width, 0, QPen(transparent));
     if (g_state->hasObjects()) {
         for (int frame = 0; frame < frameCount; ++frame)
-            bodyScene->addLine(frameToX(frame), 0, frameToX(frame), height - 1);
+            bodyScene->addLine(raster().frameToX(frame), 0, raster().frameToX(frame), height - 1);
     }
     bodyMarker = addMarker(bodyScene, height);
     addRows();
@@ -198,7 +199,7 @@ void TimeLine::addRows()
     for (int frame = 0; frame < frameCount; ++frame) {
         const QHash<const TrackedObject *, int> ranks = ranksOn(frame);
         for (auto it = ranks.cbegin(); it != ranks.cend(); ++it)
-            rows[it.key()].append(rankToY(it.value()));
+            rows[it.key()].append(raster().rankToY(it.value()));
     }
     const QList<TrackedObject *> sorted = g_state->getZOrderSortedList(0);
     for (const TrackedObject *object : sorted)
@@ -212,8 +213,9 @@ void TimeLine::addSpans(const TrackedObject *object, const QVector<int> &rows)
     const int lastFrame = g_state->video->frameCount - 1;
     for (int frame = 0; frame < lastFrame;) {
         FrameSpan *span = object->frameSpans.at(frame);
-        spanItems.append(new FrameSpanGraphicsItem(bodyScene, QPointF(frameToX(frame), rows.at(frame)),
-                                                   QPointF(frameToX(span->end), rows.at(span->end)), span));
+        const QPointF start(raster().frameToX(frame), rows.at(frame));
+        const QPointF end(raster().frameToX(span->end), rows.at(span->end));
+        spanItems.append(new FrameSpanGraphicsItem(bodyScene, start, end, span));
         frame = span->end;
     }
 }
@@ -221,7 +223,7 @@ void TimeLine::addSpans(const TrackedObject *object, const QVector<int> &rows)
 void TimeLine::addKeyFrames(const TrackedObject *object, const QVector<int> &rows)
 {
     for (KeyFrame *keyFrame : object->keyFrames) {
-        const QPointF position(frameToX(keyFrame->frame), rows.at(keyFrame->frame));
+        const QPointF position(raster().frameToX(keyFrame->frame), rows.at(keyFrame->frame));
         keyFrameItems.append(new KeyFrameGraphicsItem(bodyScene, position, keyFrame));
     }
 }
@@ -229,19 +231,9 @@ void TimeLine::addKeyFrames(const TrackedObject *object, const QVector<int> &row
 QGraphicsRectItem *TimeLine::addMarker(QGraphicsScene *scene, double height)
 {
     QGraphicsRectItem *marker =
-        scene->addRect(0, 0, frameWidth, height, QPen(Qt::NoPen), QBrush(markerColor));
+        scene->addRect(0, 0, raster().width(1), height, QPen(Qt::NoPen), QBrush(markerColor));
     marker->setZValue(markerZ);
     return marker;
-}
-
-int TimeLine::frameToX(int frame) const
-{
-    return static_cast<int>(frameWidth * (frame + 0.5));
-}
-
-int TimeLine::rankToY(int rank) const
-{
-    return static_cast<int>((rank + 0.5) * rowHeight);
 }
 
 // By the stacking order of frame 0, whereas the rows of the body follow every frame's own order.
@@ -257,7 +249,7 @@ void TimeLine::reloadList()
         list->addWidget(new TrackedObjectLabel(object->id));
     // The area would learn of its new height from events still to come, and pull the linked bar of the body
     // back to its old range until then.
-    labelArea->widget()->setMinimumHeight(list->count() * rowHeight);
+    labelArea->widget()->setMinimumHeight(raster().height(list->count()));
     QEvent layoutRequest(QEvent::LayoutRequest);
     QCoreApplication::sendEvent(labelArea, &layoutRequest);
 }
@@ -278,8 +270,10 @@ void TimeLine::showCurrentRow()
     if (!current)
         return;
     QScrollBar *rows = bodyView->verticalScrollBar();
-    const int top = current->getZOrderRank(0) * rowHeight;
-    const int lowest = top + rowHeight - bodyView->viewport()->height(); // with the row at the lower border
+    const int rank = current->getZOrderRank(0);
+    const int top = raster().rowTop(rank);
+    const int lowest =
+        raster().rowTop(rank + 1) - bodyView->viewport()->height(); // with the row at the lower border
     rows->setValue(std::min(std::max(rows->value(), lowest), top));
 }
 
@@ -287,7 +281,7 @@ void TimeLine::reloadMarkers()
 {
     if (!headerMarker || !bodyMarker)
         return;
-    const int x = frameWidth * g_state->currentFrame;
+    const int x = raster().columnLeft(g_state->currentFrame);
     headerMarker->setPos(x, 0);
     bodyMarker->setPos(x, 0);
     // The marker is as tall as all rows: following it must not move the rows that the user looks at.
@@ -347,5 +341,5 @@ void TimeLine::viewClicked(QPoint position)
 
 int TimeLine::scrollPosToFrame(int pos)
 {
-    return static_cast<int>(std::floor(static_cast<double>(pos) / frameWidth));
+    return raster().xToFrame(pos);
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "views/timelinegeometry.h"
+
 #include <QDockWidget>
 #include <QList>
 #include <QMetaObject>
@@ -67,10 +69,8 @@ private:
     void addKeyFrames(const TrackedObject *object, const QVector<int> &rows);
     void showCurrentRow();
     QGraphicsRectItem *addMarker(QGraphicsScene *scene, double height);
-    /// Centre of a frame's column, scene pixels.
-    int frameToX(int frame) const;
-    /// Centre of a row, scene pixels.
-    int rankToY(int rank) const;
+    /// Made from frameWidth and rowHeight.
+    TimeLineGeometry raster() const { return {frameWidth, rowHeight}; }
 
     // What the rows were last moved for.
     QList<QPointer<TrackedObject>> m_shownObjects;
