@@ -5,6 +5,7 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "views/frameviewer.h"
+#include "views/playbackclock.h"
 #include "views/shortcutpassthrough.h"
 #include "views/whilestatelives.h"
 
@@ -19,13 +20,9 @@
 #include <QSpinBox>
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 namespace
 {
-
-constexpr double msPerSecond = 1000.0;
 
 /// Buttons act on their shortcut only after showing themselves pressed for a while, and playback would have
 /// to show another frame before it noticed. This makes the play button act at once.
@@ -266,14 +263,6 @@ void FrameNav::onSliderValueChanged(int value)
     g_state->setFrame(value - 1);
 }
 
-int FrameNav::msPerFrame(double fps)
-{
-    if (!(fps > 0))
-        return 1;
-    const double ms = std::round(msPerSecond / fps);
-    return static_cast<int>(std::clamp(ms, 1.0, static_cast<double>(std::numeric_limits<int>::max())));
-}
-
 // A click while playing runs this a second time inside the loop's event processing.
 void FrameNav::onButtonPlayClicked()
 {
@@ -294,26 +283,24 @@ void FrameNav::onButtonPlayClicked()
 
 void FrameNav::play()
 {
-    const int frameCount = g_state->video->frameCount;
-    const int start = g_state->currentFrame;
-    if (start >= frameCount)
+    const VideoContainer &video = *g_state->video;
+    const PlaybackClock clock{PlaybackClock::msPerFrame(video.fps), g_state->currentFrame, video.frameCount};
+    if (clock.isBehindTheEnd(clock.startFrame))
         return;
-    const qint64 msEach = msPerFrame(g_state->video->fps);
-    const qint64 base = start * msEach;
     qint64 last = -1;
     QElapsedTimer timer;
     timer.start();
     while (!paused) {
-        const qint64 frame = (timer.elapsed() + base) / msEach;
+        const qint64 frame = clock.frameAt(timer.elapsed());
         if (frame != last) {
-            g_state->setFrame(static_cast<int>(std::min<qint64>(frame, frameCount)));
+            g_state->setFrame(static_cast<int>(std::min<qint64>(frame, clock.frameCount)));
             setFrameViewerEnabled(false); // showing a frame enables it again
             QApplication::processEvents();
             last = frame;
         }
         // The events may have ended the playback and replaced the project.
-        if (!paused && frame >= frameCount) {
-            g_state->setFrame(frameCount - 1);
+        if (!paused && clock.isBehindTheEnd(frame)) {
+            g_state->setFrame(clock.frameCount - 1);
             break;
         }
     }

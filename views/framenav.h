@@ -20,9 +20,6 @@ public:
                       Qt::WindowFlags flags = Qt::WindowFlags());
     explicit FrameNav(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
 
-    /// Milliseconds that playback shows one frame: whole, at least 1 whatever the frame rate.
-    static int msPerFrame(double fps);
-
     /// Ends a running playback; its loop leaves as soon as control is back in it.
     void stopPlayback();
 

@@ -161,8 +161,6 @@ private slots:
     void theSliderGoesToItsFrame();
     void playingDisablesAllButPlayAndSpinBox();
 
-    void aFrameLastsWholeMilliseconds_data();
-    void aFrameLastsWholeMilliseconds();
     void playbackFollowsTheClock_data();
     void playbackFollowsTheClock();
     void playbackEndsOnTheLastFrame();
@@ -499,33 +497,6 @@ void TestFrameNav::playingDisablesAllButPlayAndSpinBox()
         QVERIFY(widget->isEnabled());
     QVERIFY(nav.buttonPlay->isEnabled());
     QVERIFY(!nav.spinBox->isEnabled()); // not one of them
-}
-
-void TestFrameNav::aFrameLastsWholeMilliseconds_data()
-{
-    QTest::addColumn<double>("fps");
-    QTest::addColumn<int>("ms");
-    QTest::newRow("25") << 25.0 << 40;
-    QTest::newRow("24, rounded up") << 24.0 << 42;
-    QTest::newRow("30, rounded down") << 30.0 << 33;
-    QTest::newRow("29.97") << 30000.0 / 1001 << 33;
-    QTest::newRow("60") << 60.0 << 17;
-    QTest::newRow("one in two seconds") << 0.5 << 2000;
-    QTest::newRow("1000") << 1000.0 << 1;
-    QTest::newRow("2000") << 2000.0 << 1;
-    QTest::newRow("5000") << 5000.0 << 1;
-    QTest::newRow("infinite") << std::numeric_limits<double>::infinity() << 1;
-    QTest::newRow("zero") << 0.0 << 1;
-    QTest::newRow("negative") << -25.0 << 1;
-    QTest::newRow("not a number") << std::nan("") << 1;
-    QTest::newRow("almost zero") << 1e-300 << std::numeric_limits<int>::max();
-}
-
-void TestFrameNav::aFrameLastsWholeMilliseconds()
-{
-    QFETCH(double, fps);
-    QFETCH(int, ms);
-    QCOMPARE(FrameNav::msPerFrame(fps), ms);
 }
 
 void TestFrameNav::playbackFollowsTheClock_data()
