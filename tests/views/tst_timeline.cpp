@@ -75,8 +75,12 @@ public:
     ScrolledRows()
         : project(100, QSize(32, 24))
     {
-        for (int i = 0; i < 20; ++i)
-            project.addObject();
+        {
+            const QSignalBlocker blocker(g_state); // one rebuild instead of twenty
+            for (int i = 0; i < 20; ++i)
+                project.addObject();
+        }
+        emit g_state->hasChanged(DataState::ObjectListChanged | DataState::ObjectSelectionChanged);
         if (!project.show())
             qFatal("the window does not get active");
         rows = project.timeLine()->bodyView->verticalScrollBar();
