@@ -12,6 +12,7 @@
 #endif
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace
@@ -20,6 +21,26 @@ namespace
 using Contour = std::vector<cv::Point>;
 
 constexpr double bandRatio = 0.2; // thickness of the uncertain band over the greater side of the bounding box
+
+// Drawing walks every line of pixels that an outline covers. Vertices further out than this, as damaged
+// projects have them, are drawn at this distance.
+constexpr int exactReach = 10; // of the image's greater side beyond the image
+
+double boundedCoordinate(double value, double greatestSide)
+{
+    const double reach = exactReach * greatestSide;
+    return std::isnan(value) ? 0 : std::clamp(value, -reach, greatestSide + reach);
+}
+
+QPolygonF boundedOutline(const QPolygonF &polygon, cv::Size image)
+{
+    const double side = std::max(image.width, image.height);
+    QPolygonF bounded;
+    bounded.reserve(polygon.size());
+    for (const QPointF &p : polygon)
+        bounded.append(QPointF(boundedCoordinate(p.x(), side), boundedCoordinate(p.y(), side)));
+    return bounded;
+}
 
 int bandThickness(const QRectF &box)
 {
@@ -88,9 +109,10 @@ cv::Rect GrabCut::seedRectangle() const
 cv::Mat GrabCut::seedMask() const
 {
     cv::Mat mask(image.size(), CV_8UC1, cv::Scalar(cv::GC_BGD));
-    const std::vector<Contour> outline{Functions::getOpenCvPolygon(polygon)};
+    const QPolygonF seed = boundedOutline(polygon, image.size());
+    const std::vector<Contour> outline{Functions::getOpenCvPolygon(seed)};
     cv::fillPoly(mask, outline, cv::Scalar(cv::GC_FGD), cv::LINE_8);
-    cv::polylines(mask, outline, true, cv::Scalar(cv::GC_PR_FGD), bandThickness(polygon.boundingRect()),
+    cv::polylines(mask, outline, true, cv::Scalar(cv::GC_PR_FGD), bandThickness(seed.boundingRect()),
                   cv::LINE_8);
     return mask;
 }

@@ -8,6 +8,7 @@
 #include "tests/support/logcapture.h"
 #include "tests/support/trackingclips.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QMutex>
 #include <QRegularExpression>
@@ -300,6 +301,8 @@ private slots:
     void chainOfShortSpansIsTrackedInOrder();
     void polygonsOutsideTheImageStay_data();
     void polygonsOutsideTheImageStay();
+    void absurdCoordinatesTakeNoTime_data();
+    void absurdCoordinatesTakeNoTime();
     void transformOfAnUnreadableImageFailsAndChangesNothing_data();
     void transformOfAnUnreadableImageFailsAndChangesNothing();
     void unreadableImageIsAFailingStep_data();
@@ -1003,6 +1006,41 @@ void TestAOItracking::polygonsOutsideTheImageStay()
     tracking.automaticTracking();
     QCOMPARE(firstDifference(project.polygons(), before), QString());
     QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestAOItracking::absurdCoordinatesTakeNoTime_data()
+{
+    QTest::addColumn<double>("value");
+    for (double value : {1e9, -1e9, 1e300, -1e300, qInf(), -qInf(), qQNaN()})
+        QTest::addRow("%g", value) << value;
+}
+
+// Damaged projects hold such outlines. What comes of them does not matter, but it comes soon.
+void TestAOItracking::absurdCoordinatesTakeNoTime()
+{
+    QFETCH(double, value);
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    AOItracking tracking(project.state(), false, matchDistance);
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(tracking.transformAOI(0, 1));
+    const qint64 ordinary = timer.nsecsElapsed();
+    for (bool twoSides : {false, true}) {
+        QPolygonF outline = project.clip.truth(4);
+        outline[0] = QPointF(value, value);
+        outline[2].setX(twoSides ? -value : value);
+        project.object->keyFrames.at(4)->setNewPolygon(outline);
+        timer.start();
+        tracking.transformAOI(3, 4);
+        project.object->keyFrames.at(4)->setNewPolygon(outline);
+        tracking.transformAOI(4, 5);
+        const qint64 absurd = timer.nsecsElapsed();
+        QVERIFY2(absurd < 2 * 20 * ordinary,
+                 qPrintable(QStringLiteral("%1 ms for two steps, an ordinary step takes %2")
+                                .arg(absurd / 1e6)
+                                .arg(ordinary / 1e6)));
+    }
 }
 
 void TestAOItracking::transformOfAnUnreadableImageFailsAndChangesNothing_data()

@@ -7,11 +7,14 @@
 #include "tests/support/trackingclips.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <limits>
 
 namespace
 {
@@ -81,6 +84,14 @@ Sample textured(const QString &name, const QPolygonF &polygon, double spread)
     return {name, image, polygon};
 }
 
+/// The outline with its first vertex moved by `images` sizes of the picture.
+QPolygonF farOut(QPolygonF outline, QPointF images)
+{
+    const QSize size = TrackingClips::plainBlock().size;
+    outline.first() += QPointF(images.x() * size.width(), images.y() * size.height());
+    return outline;
+}
+
 QList<Sample> samples()
 {
     const QPolygonF truth = TrackingClips::plainBlock().truth(3);
@@ -99,6 +110,9 @@ QList<Sample> samples()
                  1),
         squareAndComb(),
         equalSquares(),
+        textured(QStringLiteral("two images to the right"), farOut(truth, QPointF(2, 0)), 2.5),
+        textured(QStringLiteral("three images above"), farOut(truth, QPointF(0, -3)), 2.5),
+        textured(QStringLiteral("two images beyond the corner"), farOut(truth, QPointF(-2, -2)), 2.5),
     };
 }
 
@@ -162,6 +176,8 @@ private slots:
     void cleanObjectIsFound();
     void nothingToWorkWithThrows_data();
     void nothingToWorkWithThrows();
+    void absurdCoordinatesTakeNoTime_data();
+    void absurdCoordinatesTakeNoTime();
     void nothingIsWritten();
 };
 
@@ -433,6 +449,48 @@ void TestGrabCut::nothingToWorkWithThrows()
     }
     QVERIFY(!kind.isEmpty());
     QCOMPARE(grabCut.polygon, polygon);
+}
+
+void TestGrabCut::absurdCoordinatesTakeNoTime_data()
+{
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    QTest::addColumn<QPolygonF>("polygon");
+    const QPolygonF truth = TrackingClips::plainBlock().truth(0);
+    for (double value : {1e9, -1e9, 1e300, -1e300, infinite, -infinite, nan}) {
+        QPolygonF mixed = truth;
+        mixed[1] = QPointF(value, value);
+        QTest::addRow("one vertex at %g", value) << mixed;
+        mixed[1] = QPointF(truth.at(1).x(), value);
+        mixed[3] = QPointF(value, truth.at(3).y());
+        QTest::addRow("two coordinates %g", value) << mixed;
+        QTest::addRow("every vertex at %g", value) << QPolygonF(QVector<QPointF>(5, QPointF(value, value)));
+    }
+    QTest::newRow("rectangle of 2e9 pixels") << rectangle(-1e9, -1e9, 2e9, 2e9);
+    QTest::newRow("high sliver across the image") << rectangle(50, -1e9, 40, 2e9);
+    QTest::newRow("wide sliver across the image") << rectangle(-1e9, 50, 2e9, 40);
+    QTest::newRow("from one infinity to the other") << QPolygonF(
+        {QPointF(-infinite, 20), QPointF(infinite, 40), QPointF(nan, 60), QPointF(50, -infinite)});
+}
+
+// Damaged projects hold such outlines. What comes of them does not matter, but it comes soon.
+void TestGrabCut::absurdCoordinatesTakeNoTime()
+{
+    QFETCH(QPolygonF, polygon);
+    const TrackingClips::Clip clip = TrackingClips::plainBlock();
+    const cv::Mat image = clip.render(0);
+    const auto timeOf = [&image](const QPolygonF &outline) {
+        QElapsedTimer timer;
+        timer.start();
+        segmented({QString(), image, outline}, 1);
+        return timer.nsecsElapsed();
+    };
+    const qint64 ordinary = timeOf(clip.truth(0));
+    const qint64 absurd = timeOf(polygon);
+    QVERIFY2(
+        absurd < 20 * ordinary,
+        qPrintable(
+            QStringLiteral("%1 ms, an ordinary outline takes %2").arg(absurd / 1e6).arg(ordinary / 1e6)));
 }
 
 void TestGrabCut::nothingIsWritten()
