@@ -47,6 +47,19 @@ void keepBackup(const QString &path)
         qWarning("could not keep a copy of %s", qUtf8Printable(path));
 }
 
+/// Says that a run of `tool` failed and where; stays until another message comes.
+void showFailure(QStatusBar &statusBar, const QString &tool, const FrameJob::Result &result)
+{
+    if (result.outcome != ModalJob::Outcome::Failed)
+        return;
+    statusBar.showMessage(result.failedFrame == -1
+                              ? MainWindow::tr("%1 ended early; the log says why.").arg(tool)
+                              : MainWindow::tr("%1 ended on frame %2: %3.")
+                                    .arg(tool)
+                                    .arg(result.failedFrame + 1)
+                                    .arg(result.reason));
+}
+
 } // namespace
 
 void MainWindow::onActionSave()
@@ -136,11 +149,14 @@ void MainWindow::onActionInteractiveTracking()
     if (trackingStopFrame != -1) // an earlier run stopped for the user
         Morph(g_state).linearMorphing(0, -1);
     AOItracking tracking(g_state, true, goodMatchDistance);
-    trackingStopFrame = tracking.interactiveTracking(trackingStopFrame);
-    if (trackingStopFrame == -1)
-        announceTrackingEnd(tr("Interactive AOI tracking complete."));
-    else
-        askForCorrection(trackingStopFrame);
+    const int stopFrame = tracking.interactiveTracking(trackingStopFrame);
+    trackingStopFrame = stopFrame;
+    if (stopFrame != -1) {
+        askForCorrection(stopFrame);
+        return;
+    }
+    announceTrackingEnd(tr("Interactive AOI tracking complete."));
+    showFailure(*statusBar(), tr("Tracking"), tracking.result());
 }
 
 /// Makes the outline of a frame the user's own, with few vertices to correct, and goes there.
@@ -163,13 +179,15 @@ void MainWindow::announceTrackingEnd(const QString &text)
 
 void MainWindow::onActionAutomaticTracking()
 {
-    AOItracking(g_state, false, goodMatchDistance).automaticTracking();
+    AOItracking tracking(g_state, false, goodMatchDistance);
+    tracking.automaticTracking();
     announceTrackingEnd(tr("Automatic AOI tracking complete."));
+    showFailure(*statusBar(), tr("Tracking"), tracking.result());
 }
 
 void MainWindow::onActionSegmentation()
 {
-    AoiCutSegmentation(g_state).runSegmenation();
+    showFailure(*statusBar(), tr("Segmentation"), AoiCutSegmentation(g_state).runSegmenation());
 }
 
 void MainWindow::onActionExportXML()

@@ -3,14 +3,13 @@
 #include "processing/aoicutsegmentation.h"
 
 #include "core/datastate.h"
-#include "core/modaljob.h"
 #include "processing/grabcut.h"
 
 #include <QCoreApplication>
 
 #include <opencv2/core.hpp>
 
-#include <stdexcept>
+#include <exception>
 #include <string>
 
 namespace
@@ -18,13 +17,28 @@ namespace
 
 constexpr int grabCutRounds = 2;
 
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("AoiCutSegmentation", text);
+}
+
+FrameJob::Error failure(int frame, const QString &reasonForUser, const std::string &reason)
+{
+    return {frame, reasonForUser, "segmentation of frame " + std::to_string(frame) + ": " + reason};
+}
+
 void segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath)
 {
     GrabCut grabCut(imagePath, keyFrame.polygonSnapshot());
     if (grabCut.image.empty())
-        throw std::runtime_error("the image " + imagePath.toStdString() + " cannot be read");
+        throw failure(keyFrame.frame, tr("its image cannot be read"),
+                      "the image " + imagePath.toStdString() + " cannot be read");
     cv::setRNGSeed(keyFrame.frame); // results must not depend on what the thread did before
-    grabCut.segmentImage(grabCutRounds, 1);
+    try {
+        grabCut.segmentImage(grabCutRounds, 1);
+    } catch (const std::exception &error) {
+        throw failure(keyFrame.frame, tr("its outline leaves nothing to cut out"), error.what());
+    }
     keyFrame.setNewPolygon(grabCut.getObjectBondary());
 }
 
@@ -35,12 +49,11 @@ AoiCutSegmentation::AoiCutSegmentation(DataState *dataState)
 {
 }
 
-void AoiCutSegmentation::runSegmenation()
+FrameJob::Result AoiCutSegmentation::runSegmenation()
 {
     if (!state->video || !state->getCurrentObject())
-        return;
-    ModalJob::run(QCoreApplication::translate("AoiCutSegmentation", "Segment tracking"),
-                  state->video->chunkEnds, segmentationWrapper(this));
+        return {};
+    return FrameJob::run(tr("Segment tracking"), state->video->chunkEnds, segmentationWrapper(this));
 }
 
 void AoiCutSegmentation::segmentation(int &chunkEnd)
@@ -50,12 +63,7 @@ void AoiCutSegmentation::segmentation(int &chunkEnd)
         return;
     for (int frame = state->video->chunkStart(chunkEnd); frame < chunkEnd; ++frame) {
         KeyFrame *keyFrame = object->keyFrames.at(frame);
-        if (keyFrame->type != KeyFrame::Automatic && keyFrame->type != KeyFrame::Visible)
-            continue;
-        try {
+        if (keyFrame->type == KeyFrame::Automatic || keyFrame->type == KeyFrame::Visible)
             segmentKeyFrame(*keyFrame, state->video->getFramePath(frame));
-        } catch (const std::exception &error) {
-            throw std::runtime_error("segmentation of frame " + std::to_string(frame) + ": " + error.what());
-        }
     }
 }

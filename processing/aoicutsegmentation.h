@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "processing/framejob.h"
+
 class DataState;
 
 /// Refines the current object's visible and automatic polygons of the whole video by GrabCut, the frames in
@@ -11,10 +13,10 @@ class AoiCutSegmentation
 public:
     explicit AoiCutSegmentation(DataState *state);
 
-    /// Segments all frames behind a progress dialog.
-    void runSegmenation();
+    /// Segments all frames behind a progress dialog. Returns how that ended.
+    FrameJob::Result runSegmenation();
     /// Segments the frames of the work split's chunk that ends before `chunkEnd`. Runs on a pool thread.
-    /// Throws when a frame cannot be segmented; the frames before it keep their new polygons.
+    /// Throws FrameJob::Error when a frame cannot be segmented; the frames before it keep their new polygons.
     void segmentation(int &chunkEnd);
 
     /// Function object of the parallel map: segments one chunk.

@@ -3,7 +3,6 @@
 #include "processing/aoitracking.h"
 
 #include "core/datastate.h"
-#include "core/modaljob.h"
 
 #include <QCoreApplication>
 
@@ -70,7 +69,7 @@ void AOItracking::run(const QString &label)
 {
     m_images.startRun();
     m_running = true;
-    ModalJob::run(label, frameIndices, aoiFittingWrapper(this));
+    m_result = FrameJob::run(label, frameIndices, aoiFittingWrapper(this));
     m_running = false;
 }
 

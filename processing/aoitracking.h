@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "processing/framejob.h"
 #include "processing/trackingstep.h"
 
 #include <QList>
@@ -39,6 +40,8 @@ public:
     int interactiveTracking(int frame);
     /// Tracks behind a progress dialog to the end.
     void automaticTracking();
+    /// How the last of these runs ended. A run that was aborted or failed can have stopped for the user too.
+    const FrameJob::Result &result() const { return m_result; }
 
     /// Tracks one frame pair. Runs on a pool thread.
     void aoiFitting(int &pairIndex);
@@ -81,6 +84,7 @@ private:
     void restoreBehindStop(const QList<QPolygonF> &before);
 
     FrameImages m_images;
+    FrameJob::Result m_result;
     mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
     bool m_running = false;         // in a run over all pairs; set while no task is running
     int m_stopPair = -1;            // frame pair that stopped; the lowest one counts

@@ -5,16 +5,17 @@
 #include "core/datastate.h"
 #include "core/framebounds.h"
 #include "processing/featurematching.h"
+#include "processing/framejob.h"
 #include "processing/functions.h"
 #include "processing/imageprocess.h"
 
+#include <QCoreApplication>
 #include <QtConcurrentRun>
 
 #include <opencv2/core.hpp>
 
 #include <Eigen/Core>
 
-#include <stdexcept>
 #include <string>
 
 namespace
@@ -119,8 +120,10 @@ bool TrackingPass::step(int from, int to)
             move(to, *offset);
         return offset.has_value();
     } catch (const std::exception &error) {
-        throw std::runtime_error("tracking from frame " + std::to_string(from) + " to frame " +
-                                 std::to_string(to) + ": " + error.what());
+        throw FrameJob::Error(
+            to, QCoreApplication::translate("AOItracking", "an internal error, which the log describes"),
+            "tracking from frame " + std::to_string(from) + " to frame " + std::to_string(to) + ": " +
+                error.what());
     }
 }
 

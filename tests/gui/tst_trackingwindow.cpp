@@ -17,12 +17,15 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStatusBar>
+#include <QThread>
 #include <QThreadPool>
+#include <QTimer>
 #include <QtTest>
 #include <QWindow>
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 namespace
 {
@@ -101,6 +104,11 @@ public:
         return QTest::qWaitForWindowActive(&project.window());
     }
     QString message() { return project.window().statusBar()->currentMessage(); }
+    /// Whether the message goes only when another one comes.
+    bool messageStays()
+    {
+        return !message().isEmpty() && project.window().statusBar()->findChildren<QTimer *>().isEmpty();
+    }
 
     ProjectWindow project;
     TrackingClips::Clip clip;
@@ -157,6 +165,25 @@ QStringList warningsIn(const LogCapture &log)
     return warnings;
 }
 
+/// Makes the work item that changes the outline of a frame fail, as long as it lives.
+class AngryListener
+{
+public:
+    explicit AngryListener(const KeyFrame *keyFrame)
+    {
+        QObject::connect(
+            keyFrame, &KeyFrame::hasChanged, &m_context,
+            [] {
+                if (QThread::currentThread() != qApp->thread())
+                    throw std::runtime_error("listener is angry");
+            },
+            Qt::DirectConnection);
+    }
+
+private:
+    QObject m_context;
+};
+
 /// The thinned outline.
 QPolygonF thinned(TrackedObject *object, const QPolygonF &polygon)
 {
@@ -185,6 +212,9 @@ private slots:
     void nothingHappensWithoutCurrentObject_data();
     void nothingHappensWithoutCurrentObject();
     void unreadableFrameIsLeftOutOrAskedFor();
+    void failedSegmentationIsTold();
+    void failedTrackingIsToldBehindTheBox_data();
+    void failedTrackingIsToldBehindTheBox();
     void windowTakesNoInputDuringAJob_data();
     void windowTakesNoInputDuringAJob();
     void abortKeepsTheWindowUsable();
@@ -431,6 +461,48 @@ void TestTrackingWindow::unreadableFrameIsLeftOutOrAskedFor()
     QCOMPARE(g_state->currentFrame, 3);
     QCOMPARE(w.keyFrame(3)->type, KeyFrame::Visible);
     QCOMPARE(warningsIn(log).size(), 2);
+}
+
+void TestTrackingWindow::failedSegmentationIsTold()
+{
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    g_state->video->chunkEnds = {frames};
+    QVERIFY(QFile::remove(w.video().getFramePath(3)));
+    DialogDriver driver; // complains about any message box
+    w.trigger(QStringLiteral("segmentation"));
+    QCOMPARE(driver.problem(), QString());
+    QCOMPARE(w.message(), QStringLiteral("Segmentation ended on frame 4: its image cannot be read."));
+    QVERIFY(w.messageStays());
+}
+
+void TestTrackingWindow::failedTrackingIsToldBehindTheBox_data()
+{
+    QTest::addColumn<Qt::Key>("key");
+    QTest::addColumn<QString>("box");
+    QTest::newRow("iTrack") << Qt::Key_I << QString(interactiveDone);
+    QTest::newRow("aTrack") << Qt::Key_A << QString(automaticDone);
+}
+
+void TestTrackingWindow::failedTrackingIsToldBehindTheBox()
+{
+    QFETCH(Qt::Key, key);
+    QFETCH(QString, box);
+    ClipWindow w;
+    w.annotateTruth({0, 12});
+    {
+        const AngryListener listener(w.keyFrame(5));
+        const LogCapture log;
+        QCOMPARE(w.press(key, box), QString());
+        QCOMPARE(warningsIn(log).size(), 1);
+    }
+    QCOMPARE(w.message(),
+             QStringLiteral("Tracking ended on frame 6: an internal error, which the log describes."));
+    QVERIFY(w.messageStays());
+
+    QCOMPARE(w.press(key, box), QString());
+    QCOMPARE(w.message(), box);
+    QVERIFY(!w.messageStays());
 }
 
 void TestTrackingWindow::windowTakesNoInputDuringAJob_data()

@@ -59,7 +59,7 @@ public:
             all[frame] = wanted(frame);
         return all;
     }
-    void run() { AoiCutSegmentation(state()).runSegmenation(); }
+    FrameJob::Result run() { return AoiCutSegmentation(state()).runSegmenation(); }
     void segmentChunk(int chunkEnd) { AoiCutSegmentation(state()).segmentation(chunkEnd); }
 
     QList<QPolygonF> seeds;
@@ -192,16 +192,20 @@ void TestSegmentation::runTwiceSegmentsTheNewOutlines()
 void TestSegmentation::failureEndsTheRun_data()
 {
     QTest::addColumn<QString>("what");
-    QTest::newRow("image is missing") << QStringLiteral("missing");
-    QTest::newRow("image is no image") << QStringLiteral("text");
-    QTest::newRow("polygon is empty") << QStringLiteral("empty");
-    QTest::newRow("polygon is outside the image") << QStringLiteral("outside");
-    QTest::newRow("polygon covers the image") << QStringLiteral("everything");
+    QTest::addColumn<QString>("reason");
+    const QString image = QStringLiteral("its image cannot be read");
+    const QString outline = QStringLiteral("its outline leaves nothing to cut out");
+    QTest::newRow("image is missing") << QStringLiteral("missing") << image;
+    QTest::newRow("image is no image") << QStringLiteral("text") << image;
+    QTest::newRow("polygon is empty") << QStringLiteral("empty") << outline;
+    QTest::newRow("polygon is outside the image") << QStringLiteral("outside") << outline;
+    QTest::newRow("polygon covers the image") << QStringLiteral("everything") << outline;
 }
 
 void TestSegmentation::failureEndsTheRun()
 {
     QFETCH(QString, what);
+    QFETCH(QString, reason);
     BlockProject project({12});
     const int bad = 7;
     const QString path = project.video().getFramePath(bad);
@@ -222,7 +226,10 @@ void TestSegmentation::failureEndsTheRun()
     project.object->keyFrames.at(bad)->setNewPolygon(wanted.at(bad));
 
     LogCapture log;
-    project.run();
+    const FrameJob::Result result = project.run();
+    QCOMPARE(result.outcome, ModalJob::Outcome::Failed);
+    QCOMPARE(result.failedFrame, bad);
+    QCOMPARE(result.reason, reason);
     QCOMPARE(firstDifference(project.polygons(), wanted), QString());
     QCOMPARE(log.warnings().size(), 1);
     const QString warning = log.warnings().constFirst();
@@ -234,7 +241,7 @@ void TestSegmentation::failureEndsTheRun()
     // The next run works.
     TrackingClips::writeFrame(project.video(), bad, project.clip.render(bad));
     project.setPolygons(project.seeds);
-    project.run();
+    QCOMPARE(project.run().outcome, ModalJob::Outcome::Finished);
     QCOMPARE(firstDifference(project.polygons(), project.wantedPolygons(0, frames - 1)), QString());
     QCOMPARE(log.warnings().size(), 1);
 }

@@ -5,6 +5,7 @@
 #include "processing/featurematching.h"
 #include "processing/imageprocess.h"
 #include "processing/trackingstep.h"
+#include "tests/support/abortatchange.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/trackingclips.h"
 
@@ -17,6 +18,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 using FramePairs = QList<QPair<int, int>>;
 Q_DECLARE_METATYPE(TrackingClips::Clip)
@@ -316,6 +318,9 @@ private slots:
     void progressDialogIsBusyAndModal();
     void abortSkipsWhatHasNotStarted_data();
     void abortSkipsWhatHasNotStarted();
+    void runsTellHowTheyEnded();
+    void failureNamesItsFrame_data();
+    void failureNamesItsFrame();
     void translationIsFollowed();
     void trackingImprovesOnMorphing_data();
     void trackingImprovesOnMorphing();
@@ -1283,6 +1288,59 @@ void TestAOItracking::abortSkipsWhatHasNotStarted()
         skipped += untouched;
     }
     QVERIFY2(done > 0 && skipped > 0, qPrintable(QStringLiteral("%1, %2").arg(done).arg(skipped)));
+}
+
+void TestAOItracking::runsTellHowTheyEnded()
+{
+    using ModalJob::Outcome;
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 4, 8});
+    AOItracking tracking(project.state(), true, matchDistance);
+    QCOMPARE(tracking.interactiveTracking(-1), -1);
+    QCOMPARE(tracking.result().outcome, Outcome::Finished);
+    {
+        const AbortAtFirstChange abort(project.object);
+        QCOMPARE(tracking.interactiveTracking(-1), -1);
+        QVERIFY(abort.done());
+    }
+    QCOMPARE(tracking.result().outcome, Outcome::Aborted);
+    QCOMPARE(tracking.result().failedFrame, -1);
+    tracking.automaticTracking();
+    QCOMPARE(tracking.result().outcome, Outcome::Finished);
+}
+
+void TestAOItracking::failureNamesItsFrame_data()
+{
+    QTest::addColumn<int>("frame");
+    QTest::addColumn<QList<int>>("moved");
+    QTest::newRow("forward pass") << 3 << QList<int>{1, 2, 3};
+    QTest::newRow("backward pass") << 7 << QList<int>{1, 2, 3, 4, 5, 7};
+}
+
+// No image and no outline makes a step throw; a listener does.
+void TestAOItracking::failureNamesItsFrame()
+{
+    QFETCH(int, frame);
+    QFETCH(QList<int>, moved);
+    TrackingProject project(TrackingClips::curve(9), 9);
+    project.annotateTruth({0, 8});
+    const QList<QPolygonF> before = project.polygons();
+    QObject context;
+    connect(
+        project.object->keyFrames.at(frame), &KeyFrame::hasChanged, &context,
+        [] { throw std::runtime_error("listener is angry"); }, Qt::DirectConnection);
+    LogCapture log;
+    AOItracking tracking(project.state(), false, matchDistance);
+    tracking.automaticTracking();
+    QCOMPARE(tracking.result().outcome, ModalJob::Outcome::Failed);
+    QCOMPARE(tracking.result().failedFrame, frame);
+    QVERIFY(!tracking.result().reason.isEmpty());
+    QCOMPARE(log.warnings().size(), 1);
+    QVERIFY(
+        log.warnings().constFirst().contains(QStringLiteral("to frame %1: listener is angry").arg(frame)));
+    for (int i = 0; i < before.size(); ++i)
+        QVERIFY2((project.polygons().at(i) != before.at(i)) == moved.contains(i),
+                 qPrintable(QString::number(i)));
 }
 
 void TestAOItracking::translationIsFollowed()

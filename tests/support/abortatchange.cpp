@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "tests/support/abortatchange.h"
+
+#include <QApplication>
+#include <QProgressDialog>
+#include <QThread>
+
+namespace
+{
+constexpr int timeLimit = 10000; // milliseconds
+}
+
+AbortAtFirstChange::AbortAtFirstChange(const TrackedObject *object)
+{
+    for (const KeyFrame *keyFrame : object->keyFrames) {
+        QObject::connect(
+            keyFrame, &KeyFrame::hasChanged, &m_context, [this] { hold(); }, Qt::DirectConnection);
+    }
+    m_watch.onShown = [this] {
+        auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
+        // Runs behind what the job itself does about it.
+        QObject::connect(dialog, &QProgressDialog::canceled, &m_context, [this] { m_pressed.release(); });
+    };
+}
+
+void AbortAtFirstChange::hold()
+{
+    if (QThread::currentThread() == qApp->thread() || m_held.exchange(true))
+        return;
+    QMetaObject::invokeMethod(&m_watch, [this] { m_watch.abort(); });
+    m_done = m_pressed.tryAcquire(1, timeLimit);
+}
