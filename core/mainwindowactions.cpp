@@ -150,7 +150,9 @@ void MainWindow::onActionInteractiveTracking()
         Morph(g_state).linearMorphing(0, -1);
     AOItracking tracking(g_state, true, goodMatchDistance);
     const int stopFrame = tracking.interactiveTracking(trackingStopFrame);
-    trackingStopFrame = stopFrame;
+    // What an aborted or failed run has not reached is still waiting for the user's next press.
+    if (stopFrame != -1 || tracking.result().outcome == ModalJob::Outcome::Finished)
+        trackingStopFrame = stopFrame;
     if (stopFrame != -1) {
         askForCorrection(stopFrame);
         return;

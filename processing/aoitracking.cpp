@@ -68,23 +68,37 @@ void AOItracking::automaticTracking()
 void AOItracking::run(const QString &label)
 {
     m_images.startRun();
+    m_aborted.store(false, std::memory_order_relaxed);
     m_running = true;
-    m_result = FrameJob::run(label, frameIndices, aoiFittingWrapper(this));
+    QList<int> chains = chainStarts();
+    m_result = FrameJob::run(
+        label, chains, [this](int &first) { trackChain(first); },
+        [this] { m_aborted.store(true, std::memory_order_relaxed); });
     m_running = false;
 }
 
-// A span of three frames moves its last frame, which is the first one of the next span. Such spans are
-// tracked one after the other, by the task of the first of them, so that the result does not depend on
-// timing.
-void AOItracking::aoiFittingWrapper::operator()(int &pairIndex) const
+// A span of three frames moves its last frame, which is the first one of the next span. Such spans are a
+// chain: one task tracks them one after the other, so that the result does not depend on timing. To "Abort"
+// they are spans like any others: those not yet begun are skipped.
+QList<int> AOItracking::chainStarts() const
 {
-    if (tracking->startsWherePreviousMoves(pairIndex))
-        return;
-    int index = pairIndex;
+    QList<int> starts;
+    for (int index : frameIndices) {
+        if (!startsWherePreviousMoves(index))
+            starts.append(index);
+    }
+    return starts;
+}
+
+void AOItracking::trackChain(int first)
+{
+    const aoiFittingWrapper track(this);
+    int index = first;
     do {
-        tracking->aoiFitting(index);
+        track(index);
         ++index;
-    } while (index < tracking->framePairs.size() && tracking->startsWherePreviousMoves(index));
+    } while (index < framePairs.size() && startsWherePreviousMoves(index) &&
+             !m_aborted.load(std::memory_order_relaxed));
 }
 
 bool AOItracking::startsWherePreviousMoves(int pairIndex) const

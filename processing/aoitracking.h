@@ -55,7 +55,7 @@ public:
             : tracking(owner)
         {
         }
-        void operator()(int &pairIndex) const;
+        void operator()(int &pairIndex) const { tracking->aoiFitting(pairIndex); }
 
         AOItracking *tracking;
     };
@@ -77,6 +77,8 @@ private:
     TrackedObject *object() const;
     TrackingSetup setup();
     void run(const QString &label);
+    QList<int> chainStarts() const;
+    void trackChain(int first);
     bool startsWherePreviousMoves(int pairIndex) const;
     bool mustStop(int pairIndex) const;
     void stopAt(int pairIndex, int frame);
@@ -85,7 +87,8 @@ private:
 
     FrameImages m_images;
     FrameJob::Result m_result;
-    mutable std::mutex m_stopMutex; // guards stopFrame and m_stopPair between the tasks
-    bool m_running = false;         // in a run over all pairs; set while no task is running
-    int m_stopPair = -1;            // frame pair that stopped; the lowest one counts
+    std::atomic<bool> m_aborted{false}; // set by the GUI thread, read by the tasks before each pair
+    mutable std::mutex m_stopMutex;     // guards stopFrame and m_stopPair between the tasks
+    bool m_running = false;             // in a run over all pairs; set while no task is running
+    int m_stopPair = -1;                // frame pair that stopped; the lowest one counts
 };

@@ -3,6 +3,7 @@
 #include "processing/aoitracking.h"
 #include "processing/imageprocess.h"
 #include "processing/morph.h"
+#include "tests/support/abortatchange.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
@@ -215,6 +216,8 @@ private slots:
     void failedSegmentationIsTold();
     void failedTrackingIsToldBehindTheBox_data();
     void failedTrackingIsToldBehindTheBox();
+    void aPendingStopOutlivesOtherRuns_data();
+    void aPendingStopOutlivesOtherRuns();
     void windowTakesNoInputDuringAJob_data();
     void windowTakesNoInputDuringAJob();
     void abortKeepsTheWindowUsable();
@@ -503,6 +506,33 @@ void TestTrackingWindow::failedTrackingIsToldBehindTheBox()
     QCOMPARE(w.press(key, box), QString());
     QCOMPARE(w.message(), box);
     QVERIFY(!w.messageStays());
+}
+
+void TestTrackingWindow::aPendingStopOutlivesOtherRuns_data()
+{
+    QTest::addColumn<bool>("aborted");
+    QTest::newRow("an aborted one") << true;
+    QTest::newRow("a failed one") << false;
+}
+
+// What they have not tracked is left for the next press, which fills cut spans first only for a pending stop.
+void TestTrackingWindow::aPendingStopOutlivesOtherRuns()
+{
+    QFETCH(bool, aborted);
+    ClipWindow w;
+    w.annotateTruth({0, 4, 8, 12});
+    w.project.window().trackingStopFrame = 8;
+    if (aborted) {
+        const AbortAtFirstChange abort(w.object);
+        QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+        QVERIFY(abort.done());
+    } else {
+        const AngryListener listener(w.keyFrame(2));
+        QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    }
+    QCOMPARE(w.project.window().trackingStopFrame, 8);
+    QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
+    QCOMPARE(w.project.window().trackingStopFrame, -1);
 }
 
 void TestTrackingWindow::windowTakesNoInputDuringAJob_data()

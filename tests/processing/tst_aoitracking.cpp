@@ -318,6 +318,8 @@ private slots:
     void progressDialogIsBusyAndModal();
     void abortSkipsWhatHasNotStarted_data();
     void abortSkipsWhatHasNotStarted();
+    void abortSkipsTheRestOfAChain_data();
+    void abortSkipsTheRestOfAChain();
     void runsTellHowTheyEnded();
     void failureNamesItsFrame_data();
     void failureNamesItsFrame();
@@ -1288,6 +1290,46 @@ void TestAOItracking::abortSkipsWhatHasNotStarted()
         skipped += untouched;
     }
     QVERIFY2(done > 0 && skipped > 0, qPrintable(QStringLiteral("%1, %2").arg(done).arg(skipped)));
+}
+
+void TestAOItracking::abortSkipsTheRestOfAChain_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::addColumn<int>("threads");
+    QTest::newRow("automatic, one thread") << false << 1;
+    QTest::newRow("interactive, four threads") << true << 4;
+}
+
+void TestAOItracking::abortSkipsTheRestOfAChain()
+{
+    QFETCH(bool, interactive);
+    QFETCH(int, threads);
+    constexpr int frames = 13;
+    const PoolThreads pool(threads);
+    TrackingProject project(TrackingClips::curve(frames), frames);
+    project.annotateTruth({0, 2, 4, 6, 8, 10, 12});
+    const QList<QPolygonF> before = project.polygons();
+    const QList<QPolygonF> complete = outcomeOf(project, false).polygons;
+    AOItracking tracking(project.state(), interactive, matchDistance);
+    QCOMPARE(tracking.framePairs.size(), 6);
+    {
+        const AbortAtFirstChange abort(project.object);
+        if (interactive)
+            QCOMPARE(tracking.interactiveTracking(-1), -1);
+        else
+            tracking.automaticTracking();
+        QVERIFY(abort.done());
+    }
+    // The span in progress, from frame 0 to 2, was finished.
+    const QList<QPolygonF> after = project.polygons();
+    QCOMPARE(firstDifference(after.mid(0, 3), complete.mid(0, 3)), QString());
+    QCOMPARE(firstDifference(after.mid(3), before.mid(3)), QString());
+    QVERIFY(!tracking.stopped);
+
+    // The next run is not aborted.
+    project.setPolygons(before);
+    tracking.automaticTracking();
+    QCOMPARE(firstDifference(project.polygons(), complete), QString());
 }
 
 void TestAOItracking::runsTellHowTheyEnded()
