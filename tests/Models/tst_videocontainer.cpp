@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
-#include "core/jobdialogs.h"
 #include "Models/videocontainer.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/testclips.h"
 
 #include <QApplication>
@@ -11,7 +11,6 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QThread>
@@ -73,31 +72,6 @@ int shownFrame(const VideoContainer &container, int frame)
 {
     return TestClips::frameNumber(cv::imread(container.getFramePath(frame).toUtf8().toStdString()));
 }
-
-// Calls `step` with the progress dialog, again and again while it is shown, until `step` returns true.
-class ProgressDialogWatcher : public QObject
-{
-public:
-    explicit ProgressDialogWatcher(std::function<bool(QProgressDialog *)> step)
-        : m_step(std::move(step))
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] {
-            auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
-            if (!dialog || !m_step(dialog))
-                return;
-            done = true;
-            m_timer.stop();
-        });
-        m_timer.start(0);
-    }
-
-    bool done = false;
-
-private:
-    JobDialogs m_dialogs; // there is no window that would show any
-    std::function<bool(QProgressDialog *)> m_step;
-    QTimer m_timer;
-};
 
 // Overwrites the frame counts in the headers of an AVI file.
 bool claimFrames(QByteArray &avi, quint32 frames)
@@ -599,30 +573,15 @@ void TestVideoContainer::extractionGoesOnBehindFramesThatCannotBeRead()
 void TestVideoContainer::dialogIsBusyAndModal()
 {
     VideoContainer container;
-    QString label;
-    QString button;
-    int minimum = -1;
-    int maximum = -1;
-    QWidget other;
-    QWidget *parent = &other;
-    Qt::WindowModality modality = Qt::NonModal;
-    ProgressDialogWatcher watcher([&](QProgressDialog *dialog) {
-        label = dialog->labelText();
-        button = dialog->findChild<QPushButton *>()->text();
-        minimum = dialog->minimum();
-        maximum = dialog->maximum();
-        parent = dialog->parentWidget();
-        modality = dialog->windowModality();
-        return true;
-    });
+    const ProgressWatch watch;
     QVERIFY(container.loadFile(clip("mpeg4.avi")));
-    QVERIFY(watcher.done);
-    QCOMPARE(label, QStringLiteral("Extracting 20 frames. Please wait."));
-    QCOMPARE(button, QStringLiteral("Abort"));
-    QCOMPARE(minimum, 0);
-    QCOMPARE(maximum, 0);
-    QVERIFY(!parent);
-    QCOMPARE(modality, Qt::WindowModal);
+    QVERIFY(watch.seen);
+    QCOMPARE(watch.label, QStringLiteral("Extracting 20 frames. Please wait."));
+    QCOMPARE(watch.button, QStringLiteral("Abort"));
+    QCOMPARE(watch.minimum, 0);
+    QCOMPARE(watch.maximum, 0);
+    QVERIFY(!watch.hasParent);
+    QCOMPARE(watch.modality, Qt::WindowModal);
     for (QWidget *widget : QApplication::topLevelWidgets())
         QVERIFY(!qobject_cast<QProgressDialog *>(widget));
 }
@@ -635,15 +594,11 @@ void TestVideoContainer::abortEndsTheImport()
     {
         VideoContainer container;
         root = rootOf(container);
-        ProgressDialogWatcher watcher([&container](QProgressDialog *dialog) {
-            if (frameFiles(container).size() < 2)
-                return false;
-            dialog->findChild<QPushButton *>()->click();
-            return true;
-        });
+        ProgressWatch watch;
+        watch.abort(ProgressWatch::Way::Button, [&container] { return frameFiles(container).size() >= 2; });
         const LogCapture log;
         QVERIFY(!container.loadFile(clip("long.avi")));
-        QVERIFY(watcher.done);
+        QVERIFY(watch.aborted);
         QCOMPARE(log.warnings(), QStringList());
         QCOMPARE(container.frameCount, frames);
         const QStringList written = frameFiles(container);
@@ -660,29 +615,22 @@ void TestVideoContainer::abortEndsTheImport()
 
 void TestVideoContainer::closingTheDialogAbortsToo_data()
 {
-    QTest::addColumn<bool>("byKey");
-    QTest::newRow("Escape key") << true;
-    QTest::newRow("window closed") << false;
+    QTest::addColumn<ProgressWatch::Way>("way");
+    QTest::newRow("Escape key") << ProgressWatch::Way::EscapeKey;
+    QTest::newRow("window closed") << ProgressWatch::Way::WindowButton;
 }
 
 void TestVideoContainer::closingTheDialogAbortsToo()
 {
-    QFETCH(bool, byKey);
+    QFETCH(ProgressWatch::Way, way);
     constexpr int frames = 150;
     QVERIFY(TestClips::encode(clip("closed.avi"), TestClips::Scene(), frames, 25, "MJPG"));
     VideoContainer container;
-    ProgressDialogWatcher watcher([&container, byKey](QProgressDialog *dialog) {
-        if (frameFiles(container).size() < 2 || !dialog->isActiveWindow())
-            return false;
-        if (byKey)
-            QTest::keyClick(dialog, Qt::Key_Escape);
-        else
-            dialog->close();
-        return true;
-    });
+    ProgressWatch watch;
+    watch.abort(way, [&container] { return frameFiles(container).size() >= 2; });
     const LogCapture log;
     QVERIFY(!container.loadFile(clip("closed.avi")));
-    QVERIFY(watcher.done);
+    QVERIFY(watch.aborted);
     QCOMPARE(log.warnings(), QStringList());
     QVERIFY(frameFiles(container).size() < frames);
 }

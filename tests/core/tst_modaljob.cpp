@@ -3,12 +3,12 @@
 #include "core/jobdialogs.h"
 #include "core/modaljob.h"
 #include "tests/support/logcapture.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/poolthreads.h"
+#include "tests/support/progresswatch.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QThread>
 #include <QThreadPool>
 #include <QTimer>
@@ -48,44 +48,6 @@ bool waitFor(const std::function<bool()> &condition)
         QThread::msleep(1);
     }
     return true;
-}
-
-// Calls `action` once with the progress dialog, as soon as it is the active window and `isTime` holds.
-class DialogAction : public QObject
-{
-public:
-    DialogAction(std::function<bool()> isTime, std::function<void(QProgressDialog *)> action)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this, isTime, action] {
-            auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
-            if (!dialog || !dialog->isActiveWindow() || !isTime())
-                return;
-            m_timer.stop();
-            done = true;
-            action(dialog);
-        });
-        m_timer.start(1);
-    }
-
-    bool done = false;
-
-private:
-    QTimer m_timer;
-};
-
-void pressButton(QProgressDialog *dialog)
-{
-    dialog->findChild<QPushButton *>()->click();
-}
-
-void pressEscape(QProgressDialog *dialog)
-{
-    QTest::keyClick(dialog, Qt::Key_Escape);
-}
-
-void closeWindow(QProgressDialog *dialog)
-{
-    dialog->close();
 }
 
 using Thrower = void (*)();
@@ -129,8 +91,6 @@ Outcome run(QList<int> &items, const std::function<void(int &)> &work,
 } // namespace
 
 Q_DECLARE_METATYPE(Thrower)
-using DialogStep = void (*)(QProgressDialog *);
-Q_DECLARE_METATYPE(DialogStep)
 
 class TestModalJob : public QObject
 {
@@ -340,21 +300,22 @@ void TestModalJob::aRunAfterAFailedOneSucceeds()
 
 void TestModalJob::abortCallsBackOnTheGuiThread_data()
 {
-    QTest::addColumn<DialogStep>("step");
-    QTest::newRow("button") << &pressButton;
-    QTest::newRow("Escape key") << &pressEscape;
-    QTest::newRow("window closed") << &closeWindow;
+    QTest::addColumn<ProgressWatch::Way>("way");
+    QTest::newRow("button") << ProgressWatch::Way::Button;
+    QTest::newRow("Escape key") << ProgressWatch::Way::EscapeKey;
+    QTest::newRow("window closed") << ProgressWatch::Way::WindowButton;
 }
 
 void TestModalJob::abortCallsBackOnTheGuiThread()
 {
-    QFETCH(DialogStep, step);
+    QFETCH(ProgressWatch::Way, way);
     const PoolThreads pool(1);
     std::atomic<bool> started{false};
     std::atomic<bool> released{false};
     bool inTime = false;
     QList<QThread *> threads;
-    DialogAction action([&started] { return started.load(); }, step);
+    ProgressWatch watch;
+    watch.abort(way, [&started] { return started.load(); });
     QList<int> items = itemList(5);
     const LogCapture log;
     QCOMPARE(run(
@@ -368,7 +329,7 @@ void TestModalJob::abortCallsBackOnTheGuiThread()
                      released = true; // the item in work ends only because of the call
                  }),
              Outcome::Aborted);
-    QVERIFY(action.done);
+    QVERIFY(watch.aborted);
     QVERIFY(inTime);
     QCOMPARE(threads, QList<QThread *>{qApp->thread()});
     QCOMPARE(log.warnings(), QStringList());
@@ -388,7 +349,8 @@ void TestModalJob::abortSkipsWaitingItems()
     std::atomic<int> begun{0};
     std::atomic<int> ended{0};
     std::atomic<bool> released{false};
-    DialogAction action([&] { return begun == threads; }, &pressButton);
+    ProgressWatch watch;
+    watch.abort(ProgressWatch::Way::Button, [&] { return begun == threads; });
     QList<int> items = itemList(1000);
     QCOMPARE(run(
                  items,
@@ -399,7 +361,7 @@ void TestModalJob::abortSkipsWaitingItems()
                  },
                  [&released] { released = true; }),
              Outcome::Aborted);
-    QVERIFY(action.done);
+    QVERIFY(watch.aborted);
     QCOMPARE(begun.load(), threads);
     QCOMPARE(ended.load(), threads); // what was in work is finished
 }
@@ -409,11 +371,9 @@ void TestModalJob::abortNeedsNoCallback()
     const PoolThreads pool(1);
     std::atomic<bool> released{false};
     std::atomic<int> begun{0};
-    DialogAction action([&begun] { return begun > 0; },
-                        [&released](QProgressDialog *dialog) {
-                            pressButton(dialog);
-                            released = true;
-                        });
+    ProgressWatch watch;
+    watch.abort(ProgressWatch::Way::Button, [&begun] { return begun > 0; });
+    watch.onAborted = [&released] { released = true; };
     QList<int> items = itemList(1000);
     QCOMPARE(run(items,
                  [&](int &) {
@@ -421,7 +381,7 @@ void TestModalJob::abortNeedsNoCallback()
                      waitFor([&released] { return released.load(); });
                  }),
              Outcome::Aborted);
-    QVERIFY(action.done);
+    QVERIFY(watch.aborted);
     QCOMPARE(begun.load(), 1);
 }
 
@@ -431,7 +391,8 @@ void TestModalJob::eventsAreHandledWhileTheLastItemsEnd()
     std::atomic<bool> begun{false};
     std::atomic<bool> released{false};
     bool inTime = false;
-    DialogAction action([&begun] { return begun.load(); }, &pressButton);
+    ProgressWatch watch;
+    watch.abort(ProgressWatch::Way::Button, [&begun] { return begun.load(); });
     QList<int> items = itemList(5);
     QCOMPARE(run(
                  items,
@@ -444,7 +405,7 @@ void TestModalJob::eventsAreHandledWhileTheLastItemsEnd()
                      QTimer::singleShot(50, this, [&released] { released = true; });
                  }),
              Outcome::Aborted);
-    QVERIFY(action.done);
+    QVERIFY(watch.aborted);
     QVERIFY(inTime);
     QVERIFY(!QApplication::overrideCursor());
 }
@@ -454,7 +415,8 @@ void TestModalJob::escapeAbortsToo()
     const PoolThreads pool(1);
     std::atomic<int> begun{0};
     std::atomic<bool> released{false};
-    DialogAction action([&begun] { return begun == 1; }, &pressEscape);
+    ProgressWatch watch;
+    watch.abort(ProgressWatch::Way::EscapeKey, [&begun] { return begun == 1; });
     QList<int> items = itemList(1000);
     QCOMPARE(run(
                  items,
@@ -464,7 +426,7 @@ void TestModalJob::escapeAbortsToo()
                  },
                  [&released] { released = true; }),
              Outcome::Aborted);
-    QVERIFY(action.done);
+    QVERIFY(watch.aborted);
     QCOMPARE(begun.load(), 1);
 }
 
@@ -493,11 +455,9 @@ void TestModalJob::noWorkRunsAfterReturn()
     std::atomic<int> begun{0};
     std::atomic<int> inWork{0};
     std::atomic<bool> leaving{false};
-    DialogAction action([&] { return !fails && begun >= 3; },
-                        [&leaving](QProgressDialog *dialog) {
-                            pressButton(dialog);
-                            leaving = true;
-                        });
+    ProgressWatch watch;
+    watch.abort(ProgressWatch::Way::Button, [&] { return !fails && begun >= 3; });
+    watch.onAborted = [&leaving] { leaving = true; };
     QList<int> items = itemList(1000);
     const LogCapture log;
     const Outcome outcome = run(items, [&](int &item) {
@@ -516,7 +476,7 @@ void TestModalJob::noWorkRunsAfterReturn()
     const int stillInWork = inWork;
     const int begunAtReturn = begun;
     QCOMPARE(outcome, fails ? Outcome::Failed : Outcome::Aborted);
-    QCOMPARE(action.done, !fails);
+    QCOMPARE(watch.aborted, !fails);
     QCOMPARE(stillInWork, 0);
     QVERIFY(begunAtReturn < 1000);
     QVERIFY(QThreadPool::globalInstance()->waitForDone(timeLimit));

@@ -5,6 +5,7 @@
 #include "tests/gui/programfixture.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/progresswatch.h"
 #include "views/framegraphicsview.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
@@ -274,18 +275,19 @@ void TestNewProject::abortingTheExtractionLeavesAnEmptyProject()
     m_program->pretendTwoObjects();
     DialogDriver driver;
     driver.acceptFile(longClip);
-    driver.abortProgress();
     bool enabledMeanwhile = true;
-    driver.beforeAnswer([&](QWidget *) { enabledMeanwhile = (*m_program)->isEnabled(); });
+    ProgressWatch watch;
+    watch.onShown = [&] { enabledMeanwhile = (*m_program)->isEnabled(); };
+    watch.abort();
     m_program->action("&New")->trigger();
     QCOMPARE(driver.problem(), QString());
     QVERIFY2(!enabledMeanwhile, "the window is enabled while the video is loaded");
-    const DialogDriver::ProgressSeen seen = driver.progressDialogs.value(0);
-    QCOMPARE(seen.label, QString("Extracting 300 frames. Please wait."));
-    QCOMPARE(seen.cancelText, QString("Abort"));
-    QCOMPARE(seen.minimum, 0);
-    QCOMPARE(seen.maximum, 0);
-    QCOMPARE(seen.modality, Qt::WindowModal);
+    QVERIFY(watch.aborted);
+    QCOMPARE(watch.label, QString("Extracting 300 frames. Please wait."));
+    QCOMPARE(watch.button, QString("Abort"));
+    QCOMPARE(watch.minimum, 0);
+    QCOMPARE(watch.maximum, 0);
+    QCOMPARE(watch.modality, Qt::WindowModal);
     QVERIFY(!g_state->videoLoaded);
     QVERIFY(!g_state->hasObjects());
     QVERIFY((*m_program)->isEnabled());

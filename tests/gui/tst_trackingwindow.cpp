@@ -8,6 +8,8 @@
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
 #include "tests/support/plainsegmentation.h"
+#include "tests/support/poolthreads.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/projectwindow.h"
 #include "tests/support/trackingclips.h"
 #include "views/framegraphicsview.h"

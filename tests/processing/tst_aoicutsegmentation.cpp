@@ -5,6 +5,8 @@
 #include "processing/imageprocess.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/plainsegmentation.h"
+#include "tests/support/poolthreads.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/trackingclips.h"
 
 #include <QDir>

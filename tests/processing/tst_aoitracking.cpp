@@ -7,6 +7,8 @@
 #include "processing/trackingstep.h"
 #include "tests/support/abortatchange.h"
 #include "tests/support/logcapture.h"
+#include "tests/support/poolthreads.h"
+#include "tests/support/progresswatch.h"
 #include "tests/support/trackingclips.h"
 
 #include <QElapsedTimer>

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/abortatchange.h"
 
+#include "Models/trackedobject.h"
+
 #include <QApplication>
 #include <QProgressDialog>
 #include <QThread>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tests/support/trackingclips.h"
+#include "tests/support/progresswatch.h"
 
 #include <QObject>
 #include <QSemaphore>

@@ -8,7 +8,6 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QLineEdit>
-#include <QProgressBar>
 #include <QProgressDialog>
 #include <QPushButton>
 
@@ -46,11 +45,6 @@ void DialogDriver::rejectFile()
 void DialogDriver::clickButton(QMessageBox::StandardButton button)
 {
     expect({Kind::MessageBox, {}, {}, button, {}});
-}
-
-void DialogDriver::abortProgress()
-{
-    expect({Kind::Progress, {}, {}, QMessageBox::NoButton, {}});
 }
 
 void DialogDriver::beforeAnswer(std::function<void(QWidget *)> action)
@@ -120,11 +114,6 @@ void DialogDriver::answer(QWidget *dialog)
             expected.before(dialog);
         answerBox(qobject_cast<QMessageBox *>(dialog), expected.button);
         break;
-    case Kind::Progress:
-        if (expected.before)
-            expected.before(dialog);
-        answerProgress(qobject_cast<QProgressDialog *>(dialog));
-        break;
     }
 }
 
@@ -169,18 +158,6 @@ void DialogDriver::answerBox(QMessageBox *box, QMessageBox::StandardButton butto
         closeBecauseOf(box, QStringLiteral("%1 lacks a button").arg(describe(box)));
 }
 
-// QProgressDialog::cancel() does not emit canceled(), so the button it is.
-void DialogDriver::answerProgress(QProgressDialog *dialog)
-{
-    auto *button = dialog->findChild<QPushButton *>();
-    progressDialogs.append({dialog->labelText(), button ? button->text() : QString(), dialog->minimum(),
-                            dialog->maximum(), dialog->windowModality()});
-    if (button)
-        clickLater(button);
-    else
-        closeBecauseOf(dialog, QStringLiteral("%1 lacks a button").arg(describe(dialog)));
-}
-
 void DialogDriver::closeBecauseOf(QWidget *dialog, const QString &problem)
 {
     if (m_problem.isEmpty())
@@ -205,8 +182,6 @@ bool DialogDriver::matches(QWidget *dialog, Kind kind)
         return qobject_cast<QFileDialog *>(dialog);
     case Kind::MessageBox:
         return qobject_cast<QMessageBox *>(dialog);
-    case Kind::Progress:
-        return qobject_cast<QProgressDialog *>(dialog);
     }
     return false;
 }
@@ -219,8 +194,6 @@ QString DialogDriver::nameOf(Kind kind)
         return QStringLiteral("file dialog");
     case Kind::MessageBox:
         return QStringLiteral("message box");
-    case Kind::Progress:
-        return QStringLiteral("progress dialog");
     }
     return QString();
 }

@@ -13,15 +13,13 @@
 
 #include <functional>
 
-class QProgressDialog;
-
 /// Answers the modal dialogs that open while the code under test runs their event loops.
 ///
 /// A test lists the dialogs it expects, in order, and then calls the code. Every dialog that shows up is
 /// looked at, recorded and answered from a timer. Nothing can hang: a dialog that is not expected, and one
 /// that is not shown or not gone within the time limit, is a problem, and whatever is open then is closed.
-/// A progress dialog that was not asked to be aborted is left alone. Of several drivers only the newest one
-/// acts.
+/// A progress dialog is left alone, as long as it goes in time (ProgressWatch can end it). Of several drivers
+/// only the newest one acts.
 class DialogDriver : public QObject
 {
 public:
@@ -47,14 +45,6 @@ public:
         QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
         bool hasParent = false;
     };
-    /// What a progress dialog looked like when it was aborted.
-    struct ProgressSeen {
-        QString label;
-        QString cancelText;
-        int minimum = -1;
-        int maximum = -1;
-        Qt::WindowModality modality = Qt::NonModal;
-    };
 
     static constexpr int defaultTimeLimit = 20000; // milliseconds
 
@@ -67,8 +57,6 @@ public:
     void rejectFile();
     /// Expects a message box and clicks one of its buttons.
     void clickButton(QMessageBox::StandardButton button);
-    /// Expects a progress dialog and clicks its "Abort" button.
-    void abortProgress();
     /// Calls `action` between the last listed dialog's opening and its answer, with the dialog.
     void beforeAnswer(std::function<void(QWidget *)> action);
     /// Clicks message boxes away that are not listed instead of calling them a problem.
@@ -79,10 +67,9 @@ public:
 
     QList<FileDialogSeen> fileDialogs;
     QList<BoxSeen> boxes;
-    QList<ProgressSeen> progressDialogs;
 
 private:
-    enum class Kind { AcceptFile, RejectFile, MessageBox, Progress };
+    enum class Kind { AcceptFile, RejectFile, MessageBox };
     struct Expected {
         Kind kind;
         QString path;
@@ -96,7 +83,6 @@ private:
     void answer(QWidget *dialog);
     void answerFile(QFileDialog *dialog, const Expected &expected);
     void answerBox(QMessageBox *box, QMessageBox::StandardButton button);
-    void answerProgress(QProgressDialog *dialog);
     void closeBecauseOf(QWidget *dialog, const QString &problem);
     static bool matches(QWidget *dialog, Kind kind);
     static QString nameOf(Kind kind);

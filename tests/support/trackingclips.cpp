@@ -4,12 +4,8 @@
 
 #include "processing/morph.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QProgressDialog>
-#include <QPushButton>
-#include <QThreadPool>
 #include <QtMath>
 #include <QTransform>
 
@@ -22,7 +18,6 @@ namespace
 {
 
 constexpr int subpixelBits = 4;
-constexpr int pollInterval = 2; // milliseconds
 
 /// Blotches of a few pixels, with corners of all strengths.
 cv::Mat texture(cv::Size size, int seed)
@@ -254,46 +249,4 @@ QString firstDifference(const QList<QPolygonF> &actual, const QList<QPolygonF> &
         }
     }
     return QString();
-}
-
-PoolThreads::PoolThreads(int count)
-    : m_previous(QThreadPool::globalInstance()->maxThreadCount())
-{
-    QThreadPool::globalInstance()->setMaxThreadCount(count);
-}
-
-PoolThreads::~PoolThreads()
-{
-    QThreadPool::globalInstance()->setMaxThreadCount(m_previous);
-}
-
-ProgressWatch::ProgressWatch()
-{
-    if (!ModalJob::dialogHost())
-        m_dialogs = std::make_unique<JobDialogs>();
-    connect(&m_timer, &QTimer::timeout, this, &ProgressWatch::look);
-    m_timer.start(pollInterval);
-}
-
-void ProgressWatch::look()
-{
-    auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
-    if (!dialog || !dialog->isVisible())
-        return;
-    auto *abortButton = dialog->findChild<QPushButton *>();
-    if (!seen) {
-        seen = true;
-        label = dialog->labelText();
-        button = abortButton ? abortButton->text() : QString();
-        minimum = dialog->minimum();
-        maximum = dialog->maximum();
-        modality = dialog->windowModality();
-        hasParent = dialog->parent() != nullptr;
-        if (onShown)
-            onShown();
-    }
-    if (m_abort && abortButton) {
-        m_abort = false;
-        QMetaObject::invokeMethod(abortButton, "click", Qt::QueuedConnection);
-    }
 }

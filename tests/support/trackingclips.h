@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "core/jobdialogs.h"
 #include "processing/imageprocess.h"
 #include "tests/support/testproject.h"
 
@@ -11,13 +10,11 @@
 #include <QSize>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
 #include <QVector>
 
 #include <opencv2/core.hpp>
 
 #include <functional>
-#include <memory>
 
 /// Rendered frame sequences of moving objects whose outline is known on every frame, written as the frame
 /// images of a video.
@@ -107,42 +104,3 @@ public:
 
 /// Says where two lists of polygons differ in any bit of a coordinate; empty when they are equal.
 QString firstDifference(const QList<QPolygonF> &actual, const QList<QPolygonF> &expected);
-
-/// Sets the number of threads of the global pool while it is in scope.
-class PoolThreads
-{
-public:
-    explicit PoolThreads(int count);
-    ~PoolThreads();
-
-private:
-    int m_previous;
-};
-
-/// Looks at the progress dialog that is up, from a timer, and can press its button. Sees to it that jobs show
-/// one also where there is no window.
-class ProgressWatch : public QObject
-{
-public:
-    ProgressWatch();
-
-    /// Called once when the dialog is first seen.
-    std::function<void()> onShown;
-    /// Presses the dialog's button, as soon as there is a dialog.
-    void abort() { m_abort = true; }
-
-    bool seen = false;
-    QString label;
-    QString button;
-    int minimum = -1;
-    int maximum = -1;
-    Qt::WindowModality modality = Qt::NonModal;
-    bool hasParent = true;
-
-private:
-    void look();
-
-    std::unique_ptr<JobDialogs> m_dialogs; // where there is no window
-    QTimer m_timer;
-    bool m_abort = false;
-};
