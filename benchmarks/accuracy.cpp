@@ -5,7 +5,8 @@
 
 #include "processing/aoicutsegmentation.h"
 #include "processing/aoitracking.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/clips.h"
+#include "tests/support/trackingproject.h"
 
 #include <QApplication>
 
@@ -19,8 +20,8 @@ constexpr int maxDistance = 18;
 constexpr int frames = 31;
 constexpr double pi = 3.141592653589793;
 
-using TrackingClips::Clip;
-using TrackingClips::Pose;
+using Clips::Clip;
+using Clips::Pose;
 
 Pose at(double x, double y, double angle = 0, double scale = 1)
 {
@@ -33,9 +34,9 @@ Pose at(double x, double y, double angle = 0, double scale = 1)
 
 Clip crossing()
 {
-    Clip clip = TrackingClips::curve(frames);
-    TrackingClips::Body other;
-    other.outline = TrackingClips::blockOutline(30, 60);
+    Clip clip = Clips::curve(frames);
+    Clips::Body other;
+    other.outline = Clips::blockOutline(30, 60);
     other.seed = 23;
     other.path = [](int frame) { return at(300 - 9 * frame, 60 + 4 * frame); };
     clip.bodies.append(other);
@@ -44,7 +45,7 @@ Clip crossing()
 
 Clip withNoise()
 {
-    Clip clip = TrackingClips::curve(frames);
+    Clip clip = Clips::curve(frames);
     clip.noise = 4;
     return clip;
 }
@@ -52,13 +53,13 @@ Clip withNoise()
 /// A path with a wobble of one pixel that nobody can annotate on two key frames.
 Clip jittering()
 {
-    return TrackingClips::blockClip(
+    return Clips::blockClip(
         [](int frame) { return at(100 + 4 * frame + (frame * 7) % 3 - 1, 120 + (frame * 5) % 3 - 1); });
 }
 
 Clip cleanObject()
 {
-    Clip clip = TrackingClips::plainBlock();
+    Clip clip = Clips::plainBlock();
     return clip;
 }
 
@@ -88,18 +89,17 @@ int main(int argc, char *argv[])
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     const Row rows[] = {
-        {"translation", TrackingClips::translation(frames)},
-        {"curved path", TrackingClips::curve(frames)},
-        {"slight rotation", TrackingClips::blockClip([](int frame) {
+        {"translation", Clips::translation(frames)},
+        {"curved path", Clips::curve(frames)},
+        {"slight rotation", Clips::blockClip([](int frame) {
              return at(100 + 4 * frame, 120 + std::round(30 * std::sin(frame * pi / 30)),
                        10 * std::sin(frame * pi / 15));
          })},
-        {"growing", TrackingClips::blockClip([](int frame) {
+        {"growing", Clips::blockClip([](int frame) {
              return at(100 + 4 * frame, 120 + std::round(30 * std::sin(frame * pi / 30)), 0,
                        0.9 + 0.006 * frame);
          })},
-        {"stop halfway",
-         TrackingClips::blockClip([](int frame) { return at(100 + 8 * std::min(frame, 15), 120); })},
+        {"stop halfway", Clips::blockClip([](int frame) { return at(100 + 8 * std::min(frame, 15), 120); })},
         {"another object crosses", crossing()},
         {"one pixel of jitter", jittering()},
         {"noise", withNoise()},

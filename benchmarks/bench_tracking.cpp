@@ -5,7 +5,8 @@
 #include "processing/featurematching.h"
 #include "processing/functions.h"
 #include "processing/trackingstep.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/clips.h"
+#include "tests/support/trackingproject.h"
 
 #include <benchmark/benchmark.h>
 
@@ -26,14 +27,14 @@ constexpr int shortSpan = 11;    // frames
 constexpr int spanCount = 4;     // short spans, end to end
 constexpr int grabCutFrames = 6; // frames
 
-TrackingClips::Clip trackingClip()
+Clips::Clip trackingClip()
 {
-    TrackingClips::Clip clip;
+    Clips::Clip clip;
     clip.size = QSize(1920, 1080);
-    TrackingClips::Body body;
-    body.outline = TrackingClips::blockOutline(240, 200);
+    Clips::Body body;
+    body.outline = Clips::blockOutline(240, 200);
     body.path = [](int frame) {
-        TrackingClips::Pose pose;
+        Clips::Pose pose;
         pose.position = QPointF(400 + 18 * frame, 500 + std::round(60 * std::sin(frame / 8.0)));
         return pose;
     };
@@ -46,7 +47,7 @@ struct Prepared {
     TrackingProject project;
     QList<QPolygonF> filled;
 
-    Prepared(const TrackingClips::Clip &clip, int frames, const QList<int> &keyFrames)
+    Prepared(const Clips::Clip &clip, int frames, const QList<int> &keyFrames)
         : project(clip, frames)
     {
         project.annotateTruth(keyFrames);
@@ -122,9 +123,9 @@ QList<int> severalSpans()
     return keyFrames;
 }
 
-TrackingClips::Clip grabCutClip()
+Clips::Clip grabCutClip()
 {
-    TrackingClips::Clip clip = TrackingClips::plainBlock();
+    Clips::Clip clip = Clips::plainBlock();
     clip.size = QSize(640, 480);
     return clip;
 }

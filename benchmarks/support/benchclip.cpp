@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "benchmarks/support/benchclip.h"
 
-#include "tests/support/testclips.h"
+#include "tests/support/clips.h"
 
 BenchClip::BenchClip(QSize size, int frames)
 {
-    TestClips::Scene scene = TestClips::movingSquare();
-    scene.size = size;
+    Clips::Clip clip = Clips::movingSquare();
+    clip.size = size;
     const QString path = m_dir.filePath(QStringLiteral("clip.mp4"));
-    if (TestClips::encode(path, scene, frames, 25, "avc1"))
+    if (Clips::encode(path, clip, frames, 25, "avc1"))
         m_path = path;
 }

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "Models/videocontainer.h"
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/progresswatch.h"
-#include "tests/support/testclips.h"
 
 #include <QApplication>
 #include <QDir>
@@ -39,11 +39,9 @@ namespace
 const char makeContainerArgument[] = "--make-container";
 const char limitedImportArgument[] = "--import-with-file-size-limit";
 
-TestClips::Scene smallScene()
+Clips::Clip smallClip()
 {
-    TestClips::Scene scene;
-    scene.size = QSize(128, 96); // six bits of frame number
-    return scene;
+    return Clips::numberedGround(QSize(128, 96)); // six bits of frame number
 }
 
 QString rootOf(const VideoContainer &container)
@@ -70,7 +68,7 @@ bool writeFile(const QString &path, const QByteArray &data)
 
 int shownFrame(const VideoContainer &container, int frame)
 {
-    return TestClips::frameNumber(cv::imread(container.getFramePath(frame).toUtf8().toStdString()));
+    return Clips::frameNumber(cv::imread(container.getFramePath(frame).toUtf8().toStdString()));
 }
 
 // Overwrites the frame counts in the headers of an AVI file.
@@ -191,9 +189,9 @@ private:
 
 void TestVideoContainer::initTestCase()
 {
-    QVERIFY(TestClips::encode(clip("mjpg.avi"), smallScene(), m_clipFrames, 25, "MJPG"));
-    QVERIFY(TestClips::encode(clip("mpeg4.avi"), smallScene(), m_clipFrames, 25, "XVID"));
-    TestClips::encode(clip("h264.mp4"), smallScene(), m_clipFrames, 25, "avc1");
+    QVERIFY(Clips::encode(clip("mjpg.avi"), smallClip(), m_clipFrames, 25, "MJPG"));
+    QVERIFY(Clips::encode(clip("mpeg4.avi"), smallClip(), m_clipFrames, 25, "XVID"));
+    Clips::encode(clip("h264.mp4"), smallClip(), m_clipFrames, 25, "avc1");
 }
 
 // Stands in for the steps of an import before the extraction, with chunks of the test's choice.
@@ -353,7 +351,7 @@ void TestVideoContainer::importMakesAnImageOfEveryFrame()
     QFETCH(QByteArray, fourcc);
     QFETCH(double, fps);
     QFETCH(int, frames);
-    if (!TestClips::encode(clip(name), smallScene(), frames, fps, fourcc.constData()))
+    if (!Clips::encode(clip(name), smallClip(), frames, fps, fourcc.constData()))
         QSKIP("no such encoder here");
     VideoContainer container;
     const LogCapture log;
@@ -552,9 +550,8 @@ void TestVideoContainer::extractionGoesOnBehindFramesThatCannotBeRead()
     // image.
     constexpr int frames = 6000;
     constexpr int goodAtEachEnd = 10;
-    TestClips::Scene tiny;
-    tiny.size = QSize(32, 32);
-    QVERIFY(TestClips::encode(clip("damaged.avi"), tiny, frames, 25, "MJPG"));
+    const Clips::Clip tiny = Clips::numberedGround(QSize(32, 32));
+    QVERIFY(Clips::encode(clip("damaged.avi"), tiny, frames, 25, "MJPG"));
     QByteArray avi = contents(clip("damaged.avi"));
     QVERIFY(damageFrames(avi, goodAtEachEnd, frames - goodAtEachEnd - 1));
     QVERIFY(writeFile(clip("damaged.avi"), avi));
@@ -589,7 +586,7 @@ void TestVideoContainer::dialogIsBusyAndModal()
 void TestVideoContainer::abortEndsTheImport()
 {
     constexpr int frames = 150;
-    QVERIFY(TestClips::encode(clip("long.avi"), TestClips::Scene(), frames, 25, "MJPG"));
+    QVERIFY(Clips::encode(clip("long.avi"), Clips::numberedGround(), frames, 25, "MJPG"));
     QString root;
     {
         VideoContainer container;
@@ -624,7 +621,7 @@ void TestVideoContainer::closingTheDialogAbortsToo()
 {
     QFETCH(ProgressWatch::Way, way);
     constexpr int frames = 150;
-    QVERIFY(TestClips::encode(clip("closed.avi"), TestClips::Scene(), frames, 25, "MJPG"));
+    QVERIFY(Clips::encode(clip("closed.avi"), Clips::numberedGround(), frames, 25, "MJPG"));
     VideoContainer container;
     ProgressWatch watch;
     watch.abort(way, [&container] { return frameFiles(container).size() >= 2; });
@@ -679,7 +676,7 @@ void TestVideoContainer::failuresAreLogged()
     QByteArray stream; // Motion JPEG without a container around it
     for (int frame = 0; frame < 5; ++frame) {
         std::vector<uchar> jpeg;
-        QVERIFY(cv::imencode(".jpg", smallScene().render(frame), jpeg));
+        QVERIFY(cv::imencode(".jpg", smallClip().render(frame), jpeg));
         std::transform(jpeg.begin(), jpeg.end(), std::back_inserter(stream),
                        [](uchar byte) { return static_cast<char>(byte); });
     }
@@ -764,7 +761,7 @@ void TestVideoContainer::withoutTemporaryFolderTheProcessEnds()
 void TestVideoContainer::fullDiskIsLogged()
 {
     // The copy of the video must fit where an image does not.
-    QVERIFY(TestClips::encode(clip("dense.avi"), TestClips::Scene(), 3, 25, "XVID"));
+    QVERIFY(Clips::encode(clip("dense.avi"), Clips::numberedGround(), 3, 25, "XVID"));
     const qint64 videoSize = QFileInfo(clip("dense.avi")).size();
     VideoContainer container;
     QVERIFY(container.loadFile(clip("dense.avi")));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "Models/videofile.h"
-#include "tests/support/testclips.h"
+#include "tests/support/clips.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -48,7 +48,7 @@ void TestVideoFile::aVideoIsOpened()
 {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("Küche.avi"));
-    QVERIFY(TestClips::encode(path, TestClips::movingSquare(), 3, 25, "MJPG"));
+    QVERIFY(Clips::encode(path, Clips::movingSquare(), 3, 25, "MJPG"));
     QVERIFY(VideoFile::open(path).isOpened());
 }
 

@@ -6,7 +6,7 @@
 #include "processing/aoicutsegmentation.h"
 #include "processing/aoitracking.h"
 #include "processing/morph.h"
-#include "tests/support/testclips.h"
+#include "tests/support/clips.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -27,15 +27,14 @@ double offset(const QPolygonF &outline, const QPolygonF &truth)
 }
 
 /// A block large enough for the tracker to find features in, that moves in whole pixels.
-TestClips::Scene movingBlock()
+Clips::Clip movingBlock()
 {
-    TestClips::Scene scene;
-    TestClips::Shape block;
+    Clips::Clip clip = Clips::numberedGround();
+    Clips::Body block;
     block.outline = QPolygonF({{-75, -65}, {75, -65}, {75, 65}, {-75, 65}});
-    block.start = QPointF(110, 110);
-    block.velocity = QPointF(2, 1); // the import may be a frame behind
-    scene.shapes.append(block);
-    return scene;
+    block.path = Clips::straight(QPointF(110, 110), QPointF(2, 1)); // the import may be a frame behind
+    clip.bodies.append(block);
+    return clip;
 }
 
 QString loadedLibraries()
@@ -66,20 +65,20 @@ private:
     static TrackedObject *object() { return g_state->objects.first(); }
 
     QTemporaryDir m_folder;
-    TestClips::Scene m_scene = movingBlock();
+    Clips::Clip m_clip = movingBlock();
 };
 
 void TestBelowTheWindow::initTestCase()
 {
     const QString clip = m_folder.filePath(QStringLiteral("clip.avi"));
-    QVERIFY(TestClips::encode(clip, m_scene, frames, 25, "MJPG"));
+    QVERIFY(Clips::encode(clip, m_clip, frames, 25, "MJPG"));
     g_state = new DataState;
     g_state->video = new VideoContainer;
     QVERIFY(g_state->video->loadFile(clip));
     g_state->videoLoaded = true;
     g_state->addObject();
     for (const int frame : {0, frames - 1}) {
-        object()->keyFrames.at(frame)->setNewPolygon(m_scene.shapes.first().outlineAt(frame));
+        object()->keyFrames.at(frame)->setNewPolygon(m_clip.truth(frame));
         object()->keyFrames.at(frame)->setType(KeyFrame::Visible);
     }
 }
@@ -120,8 +119,7 @@ void TestBelowTheWindow::trackingFollowsTheObject()
             object()->keyFrames.at(frame)->polygon.translated(4, -3));
     AOItracking(g_state, false, matchDistance).automaticTracking();
     for (int frame = 1; frame < frames - 1; ++frame) {
-        const double off =
-            offset(object()->keyFrames.at(frame)->polygon, m_scene.shapes.first().outlineAt(frame));
+        const double off = offset(object()->keyFrames.at(frame)->polygon, m_clip.truth(frame));
         QVERIFY2(off < worstOffset, qPrintable(QStringLiteral("frame %1: %2").arg(frame).arg(off)));
     }
     QCOMPARE(AOItracking(g_state, true, matchDistance).interactiveTracking(-1), -1);

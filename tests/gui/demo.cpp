@@ -8,11 +8,11 @@
 #include "core/mainwindow.h"
 #include "tests/gui/democlip.h"
 #include "tests/gui/programfixture.h"
+#include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/menudriver.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/mousedriver.h"
-#include "tests/support/trackingclips.h"
 #include "views/clickablegraphicsview.h"
 #include "views/framegraphicsview.h"
 #include "views/framenav.h"
@@ -51,8 +51,9 @@ constexpr double leastTrackedOverlap = 0.9;
 constexpr double leastSegmentedOverlap = 0.85;
 constexpr int dragTolerance = 2; // pixels of the screen
 constexpr int mostTrackingRuns = 8;
-constexpr int hexagon = 1; // shapes of the clip
-constexpr int kite = 2;
+using DemoClip::hexagon;
+using DemoClip::kite;
+
 const char automaticDone[] = "Automatic AOI tracking complete.";
 const char interactiveDone[] = "Interactive AOI tracking complete.";
 const char userRequired[] = "User interaction required!";
@@ -143,18 +144,20 @@ private:
     /// Where a shape is in the image that the program shows as `frame`.
     QPolygonF truth(int shape, int frame) const
     {
-        return m_clip.shapes.at(shape).outlineAt(m_shownFrames.at(frame));
+        return m_clip.bodies.at(shape).outlineAt(m_shownFrames.at(frame));
     }
     TrackedObjectLabel *labelOf(const TrackedObject *object) const;
     void settle() const;
     /// The window, with a popup or dialog over it if there is one.
     QImage picture(QWidget *above = nullptr) const;
     QString path(const QString &name) const { return m_folder.filePath(name); }
+    /// The clip's own image of a frame.
+    QImage rendered(int frame) const;
     QString clipPath() const { return path(QStringLiteral("clip.mp4")); }
     QString projectPath() const { return path(QStringLiteral("demo.palu")); }
 
     QDir m_folder;
-    DemoClip m_clip;
+    const Clips::Clip m_clip = DemoClip::make();
     QVector<int> m_shownFrames;   // of the clip, for every frame of the program
     QMap<int, double> m_overlaps; // of the shapes, as last reported
     std::unique_ptr<ProgramFixture> m_program;
@@ -211,10 +214,17 @@ QString Demo::run()
 
 QString Demo::renderClip()
 {
-    if (!m_clip.encode(clipPath()))
+    if (!Clips::encodeMp4(clipPath(), m_clip, DemoClip::frameCount, DemoClip::fps))
         return QStringLiteral("no encoder for the clip");
-    m_picture = m_clip.render(DemoClip::frameCount / 2);
+    m_picture = rendered(DemoClip::frameCount / 2);
     return QString();
+}
+
+QImage Demo::rendered(int frame) const
+{
+    const cv::Mat image = m_clip.render(frame);
+    return QImage(image.data, image.cols, image.rows, static_cast<int>(image.step), QImage::Format_RGB888)
+        .rgbSwapped();
 }
 
 QString Demo::start()
@@ -248,7 +258,7 @@ QString Demo::secondObject()
 QString Demo::annotate(int shape)
 {
     m_program->click((*m_program)->timeLine()->addButton);
-    QString problem = nameCurrentObject(m_clip.shapes.at(shape).name);
+    QString problem = nameCurrentObject(m_clip.bodies.at(shape).name);
     for (int frame : keyFrames) {
         if (problem.isEmpty())
             problem = drawOn(frame, truth(shape, frame));
@@ -279,11 +289,11 @@ int Demo::clipFrameShownOn(int frame) const
     int best = frame;
     qint64 leastDifference = std::numeric_limits<qint64>::max();
     for (int candidate : {frame, qMax(frame - 1, 0)}) {
-        const QImage rendered = m_clip.render(candidate);
+        const QImage image = rendered(candidate);
         qint64 difference = 0;
-        for (int y = 0; y < rendered.height(); y += 2) {
-            for (int x = 0; x < rendered.width(); x += 2)
-                difference += qAbs(qGray(rendered.pixel(x, y)) - qGray(shown.pixel(x, y)));
+        for (int y = 0; y < image.height(); y += 2) {
+            for (int x = 0; x < image.width(); x += 2)
+                difference += qAbs(qGray(image.pixel(x, y)) - qGray(shown.pixel(x, y)));
         }
         if (difference < leastDifference) {
             leastDifference = difference;
@@ -313,7 +323,7 @@ QString Demo::choose(int shape)
 {
     settle();
     for (TrackedObject *object : qAsConst(g_state->objects)) {
-        if (object->name != m_clip.shapes.at(shape).name)
+        if (object->name != m_clip.bodies.at(shape).name)
             continue;
         m_program->click(labelOf(object), QPoint(10, 20));
         if (object->isCurrent())
@@ -419,7 +429,7 @@ QString Demo::interactiveStop()
     const KeyFrame *stop = g_state->getCurrentObject()->getCurrentKeyFrame();
     if (complete || stop->frame != (*m_program)->trackingStopFrame || stop->type != KeyFrame::Visible)
         return QStringLiteral("the tracking did not stop");
-    if (stop->polygon.isEmpty() || stop->polygon.size() >= m_clip.shapes.at(kite).outline.size())
+    if (stop->polygon.isEmpty() || stop->polygon.size() >= m_clip.bodies.at(kite).outline.size())
         return QStringLiteral("the outline was not thinned");
     QTextStream(stdout) << "  stopped on frame " << stop->frame << Qt::endl;
     return QString();
@@ -516,7 +526,7 @@ double Demo::reportOverlap(const char *after, int shape)
     double least = 1;
     for (int frame = 0; frame < DemoClip::frameCount; ++frame) {
         const double overlap =
-            TrackingClips::overlap(object->keyFrames.at(frame)->polygon, truth(shape, frame), m_clip.size);
+            Clips::overlap(object->keyFrames.at(frame)->polygon, truth(shape, frame), m_clip.size);
         sum += overlap;
         least = qMin(least, overlap);
     }

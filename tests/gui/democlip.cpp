@@ -2,18 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/gui/democlip.h"
 
-#include <opencv2/imgproc.hpp>
-#include <opencv2/videoio.hpp>
-
-#include <QFileInfo>
-#include <QLinearGradient>
-#include <QPainter>
 #include <QtMath>
 
 namespace
 {
-
-constexpr int textureExtent = 256; // pixels
 
 QPolygonF regularPolygon(int corners, double radius, double turn)
 {
@@ -36,107 +28,55 @@ QPolygonF withMidpoints(const QPolygonF &polygon)
     return result;
 }
 
-/// Noise of several sizes around `color`, the way rough paint looks.
-QImage texture(QSize size, const QColor &color, double contrast, int seed)
+/// A path whose chord starts at `start` and goes on by `velocity` pixels per frame. It leaves the chord by
+/// `bow` in the middle of the clip's first half, and by half as much to the other side in the second half. In
+/// whole pixels, so that the texture looks the same on every frame.
+Clips::Path bowPath(QPointF start, QPointF velocity, QPointF bow)
 {
-    cv::Mat sum = cv::Mat::zeros(size.height(), size.width(), CV_32F);
-    cv::RNG random(static_cast<uint64>(seed));
-    for (int cell : {48, 16, 6, 3}) {
-        cv::Mat noise(size.height() / cell + 2, size.width() / cell + 2, CV_32F);
-        random.fill(noise, cv::RNG::UNIFORM, -1, 1);
-        cv::Mat scaled;
-        cv::resize(noise, scaled, sum.size(), 0, 0, cv::INTER_CUBIC);
-        sum += scaled * contrast;
-    }
-    QImage image(size, QImage::Format_RGB32);
-    for (int y = 0; y < size.height(); ++y) {
-        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
-        for (int x = 0; x < size.width(); ++x) {
-            const double factor = 1.0 + static_cast<double>(sum.at<float>(y, x));
-            const auto channel = [factor](int value) { return qBound(0, qRound(value * factor), 255); };
-            line[x] = qRgb(channel(color.red()), channel(color.green()), channel(color.blue()));
-        }
-    }
-    return image;
+    return [=](int frame) {
+        const int turn = DemoClip::turnFrame;
+        const bool firstHalf = frame < turn;
+        const double part = firstHalf ? static_cast<double>(frame) / turn
+                                      : static_cast<double>(frame - turn) / (DemoClip::frameCount - 1 - turn);
+        const QPointF aside = bow * qSin(M_PI * part) * (firstHalf ? 1.0 : -0.5);
+        Clips::Pose pose;
+        pose.position = (start + velocity * frame + aside).toPoint();
+        return pose;
+    };
+}
+
+Clips::Body painted(const QString &name, const QPolygonF &outline, const Clips::Path &path,
+                    const cv::Scalar &color)
+{
+    Clips::Body body;
+    body.name = name;
+    body.outline = outline;
+    body.path = path;
+    body.look = Clips::Look::Paint;
+    body.color = color;
+    return body;
 }
 
 } // namespace
 
-QPointF DemoClip::Shape::positionAt(int frame) const
+Clips::Clip DemoClip::make()
 {
-    const bool firstHalf = frame < turnFrame;
-    const double turn = firstHalf ? static_cast<double>(frame) / turnFrame
-                                  : static_cast<double>(frame - turnFrame) / (frameCount - 1 - turnFrame);
-    const QPointF aside = bow * qSin(M_PI * turn) * (firstHalf ? 1.0 : -0.5);
-    return (start + velocity * frame + aside).toPoint();
-}
-
-DemoClip::DemoClip()
-{
-    shapes.append({QStringLiteral("disc"), regularPolygon(32, 52, 0), QPointF(70, 70), QPointF(0.9, 6.9),
-                   QPointF(0, 0), QColor(70, 160, 120)});
-    shapes.append({QStringLiteral("blue hexagon"), regularPolygon(6, 85, 0), QPointF(120, 200),
-                   QPointF(7.2, 1.2), QPointF(0, 34), QColor(60, 110, 190)});
+    Clips::Clip clip;
+    clip.size = QSize(640, 480);
+    clip.look = Clips::Look::Paint;
+    clip.seed = 99;
+    clip.bodies.append(painted(QStringLiteral("disc"), regularPolygon(32, 52, 0),
+                               bowPath(QPointF(70, 70), QPointF(0.9, 6.9), QPointF(0, 0)),
+                               cv::Scalar(120, 160, 70)));
+    clip.bodies.append(painted(QStringLiteral("blue hexagon"), regularPolygon(6, 85, 0),
+                               bowPath(QPointF(120, 200), QPointF(7.2, 1.2), QPointF(0, 34)),
+                               cv::Scalar(190, 110, 60)));
     // Few of its features are left in a crop that is off to the side: the bow makes tracking stop.
-    shapes.append(
-        {QStringLiteral("red kite"),
-         withMidpoints(QPolygonF({QPointF(0, -100), QPointF(-66, 0), QPointF(0, 100), QPointF(66, 0)})),
-         QPointF(550, 120), QPointF(-2.4, 5.7), QPointF(-70, 0), QColor(205, 85, 60)});
-    for (const Shape &shape : qAsConst(shapes)) {
-        m_textures.append(
-            texture(QSize(textureExtent, textureExtent), shape.color, 0.16, m_textures.size() + 1));
-    }
-
-    m_background = texture(size, QColor(150, 155, 160), 0.05, 99);
-    QPainter painter(&m_background);
-    QLinearGradient sky(0, 0, 0, size.height());
-    sky.setColorAt(0, QColor(150, 190, 225, 190));
-    sky.setColorAt(0.6, QColor(235, 225, 200, 190));
-    sky.setColorAt(1, QColor(120, 130, 100, 190));
-    painter.fillRect(m_background.rect(), sky);
-}
-
-QImage DemoClip::render(int frame) const
-{
-    QImage image = m_background;
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    for (int i = 0; i < shapes.size(); ++i) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(0, 0, 0, 30)); // shadow
-        painter.drawPolygon(shapes.at(i).outlineAt(frame).translated(3, 4));
-        painter.save();
-        // The texture moves with the shape.
-        painter.translate(shapes.at(i).positionAt(frame));
-        painter.setBrushOrigin(-textureExtent / 2, -textureExtent / 2);
-        painter.setBrush(QBrush(m_textures.at(i)));
-        painter.setPen(QPen(shapes.at(i).color.darker(170), 2));
-        painter.drawPolygon(shapes.at(i).outline);
-        painter.restore();
-    }
-    return image;
-}
-
-bool DemoClip::encode(const QString &path) const
-{
-    for (const char *codec : {"avc1", "mp4v"}) {
-        cv::VideoWriter writer(path.toStdString(), cv::CAP_FFMPEG,
-                               cv::VideoWriter::fourcc(codec[0], codec[1], codec[2], codec[3]), fps,
-                               cv::Size(size.width(), size.height()));
-        if (!writer.isOpened())
-            continue;
-        for (int frame = 0; frame < frameCount; ++frame) {
-            const QImage image = render(frame);
-            const cv::Mat pixels(image.height(), image.width(), CV_8UC4,
-                                 const_cast<uchar *>(image.constBits()),
-                                 static_cast<size_t>(image.bytesPerLine()));
-            cv::Mat bgr;
-            cv::cvtColor(pixels, bgr, cv::COLOR_BGRA2BGR);
-            writer.write(bgr);
-        }
-        writer.release();
-        if (QFileInfo(path).size() > 0)
-            return true;
-    }
-    return false;
+    const QPolygonF kiteCorners({QPointF(0, -100), QPointF(-66, 0), QPointF(0, 100), QPointF(66, 0)});
+    clip.bodies.append(painted(QStringLiteral("red kite"), withMidpoints(kiteCorners),
+                               bowPath(QPointF(550, 120), QPointF(-2.4, 5.7), QPointF(-70, 0)),
+                               cv::Scalar(60, 85, 205)));
+    for (int i = 0; i < clip.bodies.size(); ++i)
+        clip.bodies[i].seed = i + 1;
+    return clip;
 }

@@ -5,9 +5,9 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "Models/projectfile.h"
+#include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/modelchecks.h"
-#include "tests/support/testclips.h"
 #include "views/clickablegraphicsview.h"
 #include "views/framegraphicsview.h"
 #include "views/frameviewer.h"
@@ -218,11 +218,7 @@ void useTemporaryHome()
 QString encodeClip(const QString &folder, const QString &name, int frames, double fps)
 {
     const QString path = QStringLiteral("%1/%2.mp4").arg(folder, name);
-    for (const char *codec : {"avc1", "mp4v"}) {
-        if (TestClips::encode(path, TestClips::movingSquare(), frames, fps, codec))
-            return path;
-    }
-    return QString();
+    return Clips::encodeMp4(path, Clips::movingSquare(), frames, fps) ? path : QString();
 }
 
 QString enabledProblem(const ProgramFixture &program, bool save, bool tools)

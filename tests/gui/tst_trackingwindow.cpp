@@ -4,6 +4,7 @@
 #include "processing/imageprocess.h"
 #include "processing/morph.h"
 #include "tests/support/abortatchange.h"
+#include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
@@ -11,7 +12,7 @@
 #include "tests/support/poolthreads.h"
 #include "tests/support/progresswatch.h"
 #include "tests/support/projectwindow.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/trackingproject.h"
 #include "views/framegraphicsview.h"
 #include "views/framenav.h"
 
@@ -44,9 +45,9 @@ class ClipWindow
 public:
     ClipWindow()
         : project(frames)
-        , clip(TrackingClips::curve(frames))
+        , clip(Clips::curve(frames))
     {
-        TrackingClips::write(video(), clip);
+        Clips::write(video(), clip);
         object = project.addObject();
         project.window().reload();
         if (!project.show())
@@ -114,7 +115,7 @@ public:
     }
 
     ProjectWindow project;
-    TrackingClips::Clip clip;
+    Clips::Clip clip;
     TrackedObject *object = nullptr;
 };
 
@@ -236,7 +237,7 @@ void TestTrackingWindow::interactiveTrackingAsksForTheUser()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
-    TrackingClips::makeFlat(w.video(), 4);
+    Clips::makeFlat(w.video(), 4);
     const QPolygonF before = w.keyFrame(4)->polygon;
     QVERIFY(thinned(w.object, before).size() < before.size());
     QCOMPARE(w.project.window().trackingStopFrame, -1);
@@ -260,12 +261,12 @@ void TestTrackingWindow::correctedTrackingRunsToTheEnd()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
-    TrackingClips::makeFlat(w.video(), 4);
+    Clips::makeFlat(w.video(), 4);
     QCOMPARE(w.press(Qt::Key_I), QString());
     QCOMPARE(w.project.window().trackingStopFrame, 4);
 
-    TrackingClips::writeFrame(w.video(), 4,
-                              w.clip.render(4)); // has its detail again, or it would ask once more
+    Clips::writeFrame(w.video(), 4,
+                      w.clip.render(4)); // has its detail again, or it would ask once more
 
     // The user takes a corner to its place.
     FrameGraphicsView *view = w.project.viewer()->view;
@@ -297,7 +298,7 @@ void TestTrackingWindow::everyFrameInNeedIsAskedFor()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
-    TrackingClips::makeFlat(w.video(), 4);
+    Clips::makeFlat(w.video(), 4);
     for (int stop : {4, 3, 5, -1, -1}) {
         QCOMPARE(w.press(Qt::Key_I, stop == -1 ? QString(interactiveDone) : QString()), QString());
         QCOMPARE(w.project.window().trackingStopFrame, stop);
@@ -307,7 +308,7 @@ void TestTrackingWindow::everyFrameInNeedIsAskedFor()
         }
     }
     for (int frame = 0; frame < frames; ++frame) {
-        QVERIFY2(TrackingClips::overlap(w.keyFrame(frame)->polygon, w.clip.truth(frame), w.clip.size) > 0.7,
+        QVERIFY2(Clips::overlap(w.keyFrame(frame)->polygon, w.clip.truth(frame), w.clip.size) > 0.7,
                  qPrintable(QString::number(frame)));
     }
 }
@@ -345,10 +346,10 @@ void TestTrackingWindow::cutSpansAreTrackedByTheResumedRun()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
-    TrackingClips::makeFlat(w.video(), 4);
+    Clips::makeFlat(w.video(), 4);
     QCOMPARE(w.press(Qt::Key_I), QString());
     QCOMPARE(w.project.window().trackingStopFrame, 4);
-    TrackingClips::writeFrame(w.video(), 4, w.clip.render(4)); // has its detail again
+    Clips::writeFrame(w.video(), 4, w.clip.render(4)); // has its detail again
     w.keyFrame(4)->setNewPolygon(w.clip.truth(4));
     QCOMPARE(w.press(Qt::Key_I, QString(interactiveDone)), QString());
     const QList<QPolygonF> resumed = w.polygons();
@@ -382,7 +383,7 @@ void TestTrackingWindow::automaticTrackingSaysSo()
 {
     ClipWindow w;
     w.annotateTruth({0, 12});
-    TrackingClips::makeFlat(w.video(), 4); // is no reason to stop
+    Clips::makeFlat(w.video(), 4); // is no reason to stop
     const QList<QPolygonF> morphed = w.polygons();
     w.project.window().trackingStopFrame = 9;
     QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
@@ -396,11 +397,11 @@ void TestTrackingWindow::automaticTrackingSaysSo()
 void TestTrackingWindow::segmentationSaysNothing()
 {
     ClipWindow w;
-    const TrackingClips::Clip plain = TrackingClips::plainBlock();
+    const Clips::Clip plain = Clips::plainBlock();
     for (int frame : {2, 3}) {
         cv::Mat image(240, 320, CV_8UC3, plain.color);
         plain.render(frame).copyTo(image(cv::Rect(0, 0, 160, 120)));
-        TrackingClips::writeFrame(w.video(), frame, image);
+        Clips::writeFrame(w.video(), frame, image);
         annotate(w.object, frame, plain.truth(frame).translated(3, 3));
     }
     QList<QPolygonF> wanted;
@@ -721,7 +722,7 @@ void TestTrackingWindow::trackingWhilePlayingEndsThePlayback()
     ClipWindow w;
     if (stopFrame != -1) {
         w.annotateTruth({0, 12});
-        TrackingClips::makeFlat(w.video(), stopFrame);
+        Clips::makeFlat(w.video(), stopFrame);
     } else {
         w.annotateTruth({0, 4});
     }

@@ -3,11 +3,11 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "tests/gui/programfixture.h"
+#include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/menudriver.h"
 #include "tests/support/modelchecks.h"
-#include "tests/support/testclips.h"
 #include "views/clickablegraphicsview.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
@@ -99,7 +99,7 @@ private:
 
     QTemporaryDir m_clips;
     QString m_clip;
-    const TestClips::Shape m_square = TestClips::movingSquare().shapes.constFirst();
+    const Clips::Body m_square = Clips::movingSquare().bodies.constFirst();
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<ProgramFixture> m_program;
 };
@@ -293,8 +293,8 @@ void TestWorkflow::everyFrameShowsItsOwnImage()
         const cv::Mat pixels(image.height(), image.width(), CV_8UC3, const_cast<uchar *>(image.constBits()),
                              static_cast<size_t>(image.bytesPerLine()));
         const cv::Mat stored = cv::imread(g_state->video->getFramePath(frame).toStdString());
-        QCOMPARE(TestClips::frameNumber(pixels), TestClips::frameNumber(stored));
-        shown.append(TestClips::frameNumber(pixels));
+        QCOMPARE(Clips::frameNumber(pixels), Clips::frameNumber(stored));
+        shown.append(Clips::frameNumber(pixels));
     }
     QCOMPARE(shown.first(), 0);
     QVERIFY(std::is_sorted(shown.cbegin(), shown.cend()));

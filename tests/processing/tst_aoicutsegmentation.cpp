@@ -3,11 +3,13 @@
 #include "processing/aoicutsegmentation.h"
 
 #include "processing/imageprocess.h"
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/plainsegmentation.h"
 #include "tests/support/poolthreads.h"
 #include "tests/support/progresswatch.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/testproject.h"
+#include "tests/support/trackingproject.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,11 +24,11 @@ namespace
 constexpr int frames = 12;
 
 /// A block whose outline nobody could tell for sure: the result depends on the colour models' random start.
-TrackingClips::Clip unclearBlock()
+Clips::Clip unclearBlock()
 {
-    TrackingClips::Clip clip = TrackingClips::plainBlock();
-    clip.bodies.first().textured = true;
-    clip.textured = true;
+    Clips::Clip clip = Clips::plainBlock();
+    clip.bodies.first().look = Clips::Look::Blotches;
+    clip.look = Clips::Look::Blotches;
     clip.noise = 20;
     return clip;
 }
@@ -36,7 +38,7 @@ class BlockProject : public TrackingProject
 {
 public:
     explicit BlockProject(const QList<int> &chunkEnds = {3, 6, 9, 12},
-                          const TrackingClips::Clip &rendered = TrackingClips::plainBlock())
+                          const Clips::Clip &rendered = Clips::plainBlock())
         : TrackingProject(rendered, frames)
     {
         state()->video->chunkEnds = chunkEnds;
@@ -241,7 +243,7 @@ void TestSegmentation::failureEndsTheRun()
     QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
 
     // The next run works.
-    TrackingClips::writeFrame(project.video(), bad, project.clip.render(bad));
+    Clips::writeFrame(project.video(), bad, project.clip.render(bad));
     project.setPolygons(project.seeds);
     QCOMPARE(project.run().outcome, ModalJob::Outcome::Finished);
     QCOMPARE(firstDifference(project.polygons(), project.wantedPolygons(0, frames - 1)), QString());

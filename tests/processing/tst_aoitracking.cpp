@@ -6,10 +6,12 @@
 #include "processing/imageprocess.h"
 #include "processing/trackingstep.h"
 #include "tests/support/abortatchange.h"
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/poolthreads.h"
 #include "tests/support/progresswatch.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/testproject.h"
+#include "tests/support/trackingproject.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -23,7 +25,7 @@
 #include <stdexcept>
 
 using FramePairs = QList<QPair<int, int>>;
-Q_DECLARE_METATYPE(TrackingClips::Clip)
+Q_DECLARE_METATYPE(Clips::Clip)
 Q_DECLARE_METATYPE(KeyFrame::Type)
 
 namespace
@@ -215,7 +217,7 @@ FeatureMatching handMadeMatching(const QPolygonF &polygonA, const QPolygonF &pol
 
 std::optional<QPointF> translationOf(const FeatureMatching &matching)
 {
-    const ImageProcess image = TrackingClips::processOf(cv::Mat::zeros(240, 320, CV_8UC3));
+    const ImageProcess image = Clips::processOf(cv::Mat::zeros(240, 320, CV_8UC3));
     return trackingTranslation(matching, image, image);
 }
 
@@ -415,7 +417,7 @@ void TestAOItracking::constructorTakesItsArguments()
 
 void TestAOItracking::framePairsAreFixedAtConstruction()
 {
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     AOItracking tracking(project.state(), false, matchDistance);
     const QList<QPolygonF> filled = project.polygons();
@@ -481,7 +483,7 @@ void TestAOItracking::translationPutsTheCentreWhereTheFeaturesGo()
 
 void TestAOItracking::stepWithoutFrameFails()
 {
-    TrackingProject project(TrackingClips::curve(5), 5);
+    TrackingProject project(Clips::curve(5), 5);
     project.annotateTruth({0, 4});
     ChangeCounter counter(project.object);
     AOItracking tracking(project.state(), false, matchDistance);
@@ -493,7 +495,7 @@ void TestAOItracking::stepWithoutFrameFails()
 
 void TestAOItracking::stepMovesTheTargetOnly()
 {
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     const QList<QPolygonF> before = project.polygons();
     ChangeCounter counter(project.object);
@@ -502,7 +504,7 @@ void TestAOItracking::stepMovesTheTargetOnly()
     QCOMPARE(counter.counts(), (QList<int>{0, 1, 0, 0, 0, 0, 0, 0, 0}));
     QCOMPARE(project.object->keyFrames.at(1)->type, KeyFrame::Automatic);
     const QPolygonF moved = project.object->keyFrames.at(1)->polygon;
-    QVERIFY(TrackingClips::overlap(moved, project.clip.truth(1), project.clip.size) > 0.95);
+    QVERIFY(Clips::overlap(moved, project.clip.truth(1), project.clip.size) > 0.95);
     // A translation: the box keeps its size.
     const QRectF boxBefore = before.at(1).boundingRect();
     const QRectF boxAfter = moved.boundingRect();
@@ -513,7 +515,7 @@ void TestAOItracking::stepMovesTheTargetOnly()
 
 void TestAOItracking::stepFailsWithSevenGoodMatches()
 {
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     const std::vector<float> distances = matchDistances(project, 3, 4);
     QVERIFY(distances.size() >= 8);
@@ -528,7 +530,7 @@ void TestAOItracking::stepFailsWithSevenGoodMatches()
 
 void TestAOItracking::stepWithoutPolygonFails()
 {
-    TrackingProject project(TrackingClips::curve(5), 5);
+    TrackingProject project(Clips::curve(5), 5);
     project.annotateTruth({0, 4});
     AOItracking tracking(project.state(), true, matchDistance);
     project.object->keyFrames.at(2)->setNewPolygon(QPolygonF());
@@ -554,7 +556,7 @@ void TestAOItracking::bothPassesMoveTheFramesOfTheMiddle()
 {
     QFETCH(int, last);
     QFETCH(QList<int>, moves);
-    TrackingProject project(TrackingClips::curve(moves.size()), moves.size());
+    TrackingProject project(Clips::curve(moves.size()), moves.size());
     project.annotateTruth({0, last});
     AOItracking tracking(project.state(), false, matchDistance);
     QCOMPARE(tracking.framePairs, (FramePairs{{0, last}}));
@@ -582,7 +584,7 @@ void TestAOItracking::fittingEqualsPlainTracking()
     QFETCH(int, first);
     QFETCH(int, last);
     QFETCH(bool, interactive);
-    TrackingProject project(TrackingClips::curve(24), 24);
+    TrackingProject project(Clips::curve(24), 24);
     project.annotateTruth({first, last});
     const QList<QPolygonF> before = project.polygons();
     const Outcome plain = plainOutcome(project, {{first, last}}, interactive);
@@ -602,8 +604,8 @@ void TestAOItracking::outlinesAreClippedInBothPasses()
 {
     constexpr int last = 18;
     constexpr int middle = last / 2;
-    const TrackingClips::Clip clip = TrackingClips::blockClip([](int frame) {
-        TrackingClips::Pose pose;
+    const Clips::Clip clip = Clips::blockClip([](int frame) {
+        Clips::Pose pose;
         pose.position = QPointF(45 + frame % 3, 70 + 5 * frame);
         return pose;
     });
@@ -652,10 +654,10 @@ void TestAOItracking::functionObjectTracksItsPair()
     QFETCH(int, index);
     QFETCH(int, flat);
     QFETCH(int, stopFrame);
-    TrackingProject project(TrackingClips::curve(18), 18);
+    TrackingProject project(Clips::curve(18), 18);
     project.annotateTruth({0, 6, 12, 17});
     if (flat != -1)
-        TrackingClips::makeFlat(project.video(), flat);
+        Clips::makeFlat(project.video(), flat);
     const QList<QPolygonF> before = project.polygons();
     AOItracking fitted(project.state(), true, matchDistance);
     QCOMPARE(fitted.framePairs.size(), 3);
@@ -691,7 +693,7 @@ void TestAOItracking::runEqualsPlainTracking_data()
 void TestAOItracking::runEqualsPlainTracking()
 {
     QFETCH(QList<int>, keyFrames);
-    TrackingProject project(TrackingClips::curve(24), 24);
+    TrackingProject project(Clips::curve(24), 24);
     project.annotateTruth(keyFrames);
     const FramePairs pairs = AOItracking(project.state(), false, matchDistance).framePairs;
     QCOMPARE(pairs.size(), keyFrames.size() - 1);
@@ -701,9 +703,9 @@ void TestAOItracking::runEqualsPlainTracking()
 
 void TestAOItracking::failingStepsAreSkippedByAutomaticTracking()
 {
-    TrackingProject project(TrackingClips::curve(13), 13);
+    TrackingProject project(Clips::curve(13), 13);
     project.annotateTruth({0, 12});
-    TrackingClips::makeFlat(project.video(), 4);
+    Clips::makeFlat(project.video(), 4);
     const QList<QPolygonF> before = project.polygons();
     ChangeCounter counter(project.object);
     AOItracking tracking(project.state(), false, matchDistance);
@@ -744,10 +746,10 @@ void TestAOItracking::interactiveTrackingStopsOnAutomaticFrames()
     QFETCH(QList<int>, keyFrames);
     QFETCH(QList<int>, flat);
     QFETCH(int, stopFrame);
-    TrackingProject project(TrackingClips::curve(15), 15);
+    TrackingProject project(Clips::curve(15), 15);
     project.annotateTruth(keyFrames);
     for (int frame : flat)
-        TrackingClips::makeFlat(project.video(), frame);
+        Clips::makeFlat(project.video(), frame);
     AOItracking tracking(project.state(), true, matchDistance);
     const Outcome plain = plainOutcome(project, tracking.framePairs, true);
     QCOMPARE(plain.result, stopFrame);
@@ -769,11 +771,11 @@ void TestAOItracking::interactiveTrackingGoesOnAfterOtherFrames_data()
 void TestAOItracking::interactiveTrackingGoesOnAfterOtherFrames()
 {
     QFETCH(KeyFrame::Type, type);
-    TrackingProject project(TrackingClips::curve(13), 13);
+    TrackingProject project(Clips::curve(13), 13);
     project.annotateTruth({0, 12});
     for (int frame : {3, 4, 5, 9, 10, 11}) {
         if (frame == 4 || frame == 10)
-            TrackingClips::makeFlat(project.video(), frame);
+            Clips::makeFlat(project.video(), frame);
         project.object->keyFrames.at(frame)->type = type; // behind the back of the spans
     }
     const Outcome plain = plainOutcome(project, {{0, 12}}, false);
@@ -797,9 +799,9 @@ void TestAOItracking::aStopInTheTailOfTheBackwardPass()
 {
     QFETCH(int, flat);
     QFETCH(int, stopFrame);
-    TrackingProject project(TrackingClips::curve(15), 15);
+    TrackingProject project(Clips::curve(15), 15);
     project.annotateTruth({0, 14});
-    TrackingClips::makeFlat(project.video(), flat);
+    Clips::makeFlat(project.video(), flat);
     project.object->keyFrames.at(flat)->type = KeyFrame::Visible; // behind the back of the spans
     QCOMPARE(project.object->keyFrames.at(stopFrame)->type, KeyFrame::Automatic);
     const QList<QPolygonF> before = project.polygons();
@@ -837,10 +839,10 @@ void TestAOItracking::fittingStopsWhenCalledDirectly()
 {
     QFETCH(QList<int>, flat);
     QFETCH(int, stopFrame);
-    TrackingProject project(TrackingClips::curve(21), 21);
+    TrackingProject project(Clips::curve(21), 21);
     project.annotateTruth({0, 14, 20});
     for (int frame : flat)
-        TrackingClips::makeFlat(project.video(), frame);
+        Clips::makeFlat(project.video(), frame);
     AOItracking tracking(project.state(), true, matchDistance);
     QCOMPARE(tracking.framePairs, (FramePairs{{0, 14}, {14, 20}}));
     const Outcome plain = plainOutcome(project, tracking.framePairs, true);
@@ -861,7 +863,7 @@ void TestAOItracking::fittingStopsWhenCalledDirectly()
 
 void TestAOItracking::stoppedTrackingLeavesItsPasses()
 {
-    TrackingProject project(TrackingClips::curve(15), 15);
+    TrackingProject project(Clips::curve(15), 15);
     project.annotateTruth({0, 6, 14});
     ChangeCounter counter(project.object);
     for (bool interactive : {false, true}) {
@@ -876,7 +878,7 @@ void TestAOItracking::stoppedTrackingLeavesItsPasses()
 
 void TestAOItracking::interactiveTrackingReturnsItsStopFrame()
 {
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     AOItracking finished(project.state(), true, matchDistance);
     QCOMPARE(finished.interactiveTracking(5), -1); // the argument is no result
@@ -947,10 +949,10 @@ void TestAOItracking::threadsDoNotMatter()
     QFETCH(bool, interactive);
     QFETCH(QList<int>, flat);
     QFETCH(int, result);
-    TrackingProject project(TrackingClips::curve(severalFrames), severalFrames);
+    TrackingProject project(Clips::curve(severalFrames), severalFrames);
     project.annotateTruth(severalSpans);
     for (int frame : flat)
-        TrackingClips::makeFlat(project.video(), frame);
+        Clips::makeFlat(project.video(), frame);
     const FramePairs pairs = AOItracking(project.state(), interactive, matchDistance).framePairs;
     QCOMPARE(pairs.size(), 5);
     const Outcome plain = plainOutcome(project, pairs, interactive);
@@ -969,7 +971,7 @@ void TestAOItracking::threadsDoNotMatter()
 // Each of these spans moves the first frame of the next one.
 void TestAOItracking::chainOfShortSpansIsTrackedInOrder()
 {
-    TrackingProject project(TrackingClips::curve(17), 17);
+    TrackingProject project(Clips::curve(17), 17);
     project.annotateTruth({0, 2, 4, 6, 8, 10, 12, 14, 16});
     for (KeyFrame *keyFrame : qAsConst(project.object->keyFrames)) {
         const int frame = keyFrame->frame;
@@ -1003,7 +1005,7 @@ void TestAOItracking::polygonsOutsideTheImageStay_data()
 void TestAOItracking::polygonsOutsideTheImageStay()
 {
     QFETCH(QPolygonF, polygon);
-    TrackingProject project(TrackingClips::curve(7), 7);
+    TrackingProject project(Clips::curve(7), 7);
     annotate(project.object, 0, polygon);
     annotate(project.object, 6, polygon);
     for (KeyFrame *keyFrame : qAsConst(project.object->keyFrames))
@@ -1028,7 +1030,7 @@ void TestAOItracking::absurdCoordinatesTakeNoTime_data()
 void TestAOItracking::absurdCoordinatesTakeNoTime()
 {
     QFETCH(double, value);
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     AOItracking tracking(project.state(), false, matchDistance);
     QElapsedTimer timer;
@@ -1066,7 +1068,7 @@ void TestAOItracking::transformOfAnUnreadableImageFailsAndChangesNothing()
 {
     QFETCH(int, unreadable);
     QFETCH(QByteArray, bytes);
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     spoilImage(project.video(), unreadable, bytes);
     const QList<QPolygonF> before = project.polygons();
@@ -1085,7 +1087,7 @@ void TestAOItracking::transformOfAnUnreadableImageFailsAndChangesNothing()
     QCOMPARE(tracking.stopFrame, -1);
 
     // With the image back the same step works.
-    TrackingClips::writeFrame(project.video(), unreadable, project.clip.render(unreadable));
+    Clips::writeFrame(project.video(), unreadable, project.clip.render(unreadable));
     QVERIFY(tracking.transformAOI(3, 4));
     QCOMPARE(counter.counts(), (QList<int>{0, 0, 0, 0, 1, 0, 0, 0, 0}));
 }
@@ -1113,7 +1115,7 @@ void TestAOItracking::unreadableImageIsAFailingStep()
     QFETCH(int, frame);
     QFETCH(QByteArray, bytes);
     QFETCH(QList<int>, moves);
-    TrackingProject project(TrackingClips::curve(13), 13);
+    TrackingProject project(Clips::curve(13), 13);
     project.annotateTruth({0, 12});
     const QList<QPolygonF> before = project.polygons();
     const QList<QPolygonF> complete = plainOutcome(project, {{0, 12}}, false).polygons;
@@ -1132,7 +1134,7 @@ void TestAOItracking::unreadableImageIsAFailingStep()
     }
 
     // With the image back the next run works as if nothing had been.
-    TrackingClips::writeFrame(project.video(), frame, project.clip.render(frame));
+    Clips::writeFrame(project.video(), frame, project.clip.render(frame));
     project.setPolygons(before);
     LogCapture log;
     AOItracking(project.state(), false, matchDistance).automaticTracking();
@@ -1155,7 +1157,7 @@ void TestAOItracking::interactiveTrackingAsksAtAnUnreadableImage()
 {
     QFETCH(int, frame);
     QFETCH(int, stopFrame);
-    TrackingProject project(TrackingClips::curve(15), 15);
+    TrackingProject project(Clips::curve(15), 15);
     project.annotateTruth({0, 14});
     spoilImage(project.video(), frame, QByteArray("no image at all"));
     const Outcome plain = plainOutcome(project, {{0, 14}}, true);
@@ -1172,7 +1174,7 @@ void TestAOItracking::interactiveTrackingAsksAtAnUnreadableImage()
 // The two frames are met by both passes of the first span, and one of them by the second span too.
 void TestAOItracking::oneLinePerUnreadableFrameAndRun()
 {
-    TrackingProject project(TrackingClips::curve(13), 13);
+    TrackingProject project(Clips::curve(13), 13);
     project.annotateTruth({0, 6, 12});
     for (int frame : {3, 6})
         spoilImage(project.video(), frame, QByteArray());
@@ -1202,7 +1204,7 @@ void TestAOItracking::truncatedImageDoesNoHarm_data()
 void TestAOItracking::truncatedImageDoesNoHarm()
 {
     QFETCH(double, part);
-    TrackingProject project(TrackingClips::curve(13), 13);
+    TrackingProject project(Clips::curve(13), 13);
     project.annotateTruth({0, 12});
     QFile file(project.video().getFramePath(5));
     QVERIFY(file.resize(static_cast<qint64>(static_cast<double>(file.size()) * part)));
@@ -1227,7 +1229,7 @@ void TestAOItracking::progressDialogIsBusyAndModal()
 {
     QFETCH(bool, interactive);
     QFETCH(QString, label);
-    TrackingProject project(TrackingClips::curve(severalFrames), severalFrames);
+    TrackingProject project(Clips::curve(severalFrames), severalFrames);
     project.annotateTruth(severalSpans);
     ProgressWatch watch;
     outcomeOf(project, interactive);
@@ -1257,7 +1259,7 @@ void TestAOItracking::abortSkipsWhatHasNotStarted()
     QFETCH(int, threads);
     constexpr int frames = 81;
     const PoolThreads pool(threads);
-    TrackingProject project(TrackingClips::curve(frames), frames);
+    TrackingProject project(Clips::curve(frames), frames);
     QList<int> keyFrames;
     for (int frame = 0; frame < frames; frame += 10)
         keyFrames.append(frame);
@@ -1308,7 +1310,7 @@ void TestAOItracking::abortSkipsTheRestOfAChain()
     QFETCH(int, threads);
     constexpr int frames = 13;
     const PoolThreads pool(threads);
-    TrackingProject project(TrackingClips::curve(frames), frames);
+    TrackingProject project(Clips::curve(frames), frames);
     project.annotateTruth({0, 2, 4, 6, 8, 10, 12});
     const QList<QPolygonF> before = project.polygons();
     const QList<QPolygonF> complete = outcomeOf(project, false).polygons;
@@ -1337,7 +1339,7 @@ void TestAOItracking::abortSkipsTheRestOfAChain()
 void TestAOItracking::runsTellHowTheyEnded()
 {
     using ModalJob::Outcome;
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 4, 8});
     AOItracking tracking(project.state(), true, matchDistance);
     QCOMPARE(tracking.interactiveTracking(-1), -1);
@@ -1366,7 +1368,7 @@ void TestAOItracking::failureNamesItsFrame()
 {
     QFETCH(int, frame);
     QFETCH(QList<int>, moved);
-    TrackingProject project(TrackingClips::curve(9), 9);
+    TrackingProject project(Clips::curve(9), 9);
     project.annotateTruth({0, 8});
     const QList<QPolygonF> before = project.polygons();
     QObject context;
@@ -1389,7 +1391,7 @@ void TestAOItracking::failureNamesItsFrame()
 
 void TestAOItracking::translationIsFollowed()
 {
-    TrackingProject project(TrackingClips::translation(25), 25);
+    TrackingProject project(Clips::translation(25), 25);
     project.annotateTruth({0, 24});
     // Linear filling hits a straight path, so the polygons are put beside it.
     for (int frame = 1; frame < 24; ++frame) {
@@ -1406,7 +1408,7 @@ void TestAOItracking::translationIsFollowed()
 
 void TestAOItracking::trackingImprovesOnMorphing_data()
 {
-    using namespace TrackingClips;
+    using namespace Clips;
     constexpr int last = 24;
     const auto bow = [](int frame) { return 60 * std::sin(3.14159265358979 * frame / last); };
     const auto at = [](double x, double y, double angle = 0, double scale = 1) {
@@ -1436,7 +1438,7 @@ void TestAOItracking::trackingImprovesOnMorphing_data()
 
 void TestAOItracking::trackingImprovesOnMorphing()
 {
-    QFETCH(TrackingClips::Clip, clip);
+    QFETCH(Clips::Clip, clip);
     TrackingProject project(clip, 25);
     project.annotateTruth({0, 24});
     const double morphed = project.meanOverlap(1, 23);

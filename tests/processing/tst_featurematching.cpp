@@ -3,9 +3,9 @@
 #include "processing/featurematching.h"
 
 #include "processing/imageprocess.h"
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/testproject.h"
-#include "tests/support/trackingclips.h"
 
 #include <QtTest>
 
@@ -20,11 +20,11 @@ cv::Ptr<cv::ORB> referenceORB()
 /// A textured frame image; `shift` moves everything to the right.
 ImageProcess texturedFrame(int shift = 0)
 {
-    TrackingClips::Clip clip;
+    Clips::Clip clip;
     clip.size = QSize(400, 320);
     clip.seed = 21;
     const cv::Mat wide = clip.render(0);
-    return TrackingClips::processOf(wide(cv::Rect(40 - shift, 0, 320, 240)).clone());
+    return Clips::processOf(wide(cv::Rect(40 - shift, 0, 320, 240)).clone());
 }
 
 /// Odd-even point test by counting the edges that a ray to the right crosses.

@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "processing/grabcut.h"
 
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/plainsegmentation.h"
-#include "tests/support/trackingclips.h"
+#include "tests/support/testproject.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -75,8 +76,8 @@ Sample equalSquares()
 
 Sample textured(const QString &name, const QPolygonF &polygon, double spread)
 {
-    TrackingClips::Clip clip = TrackingClips::plainBlock();
-    clip.bodies.first().textured = spread > 0;
+    Clips::Clip clip = Clips::plainBlock();
+    clip.bodies.first().look = spread > 0 ? Clips::Look::Blotches : Clips::Look::Plain;
     clip.noise = 20;
     cv::Mat image = clip.render(3);
     if (spread > 0)
@@ -87,14 +88,14 @@ Sample textured(const QString &name, const QPolygonF &polygon, double spread)
 /// The outline with its first vertex moved by `images` sizes of the picture.
 QPolygonF farOut(QPolygonF outline, QPointF images)
 {
-    const QSize size = TrackingClips::plainBlock().size;
+    const QSize size = Clips::plainBlock().size;
     outline.first() += QPointF(images.x() * size.width(), images.y() * size.height());
     return outline;
 }
 
 QList<Sample> samples()
 {
-    const QPolygonF truth = TrackingClips::plainBlock().truth(3);
+    const QPolygonF truth = Clips::plainBlock().truth(3);
     return {
         textured(QStringLiteral("true outline"), truth, 0),
         textured(QStringLiteral("displaced outline"), truth.translated(5.5, -4.25), 0),
@@ -409,7 +410,7 @@ void TestGrabCut::cleanObjectIsFound()
 {
     QFETCH(QPointF, displacement);
     QFETCH(double, scale);
-    const TrackingClips::Clip clip = TrackingClips::plainBlock();
+    const Clips::Clip clip = Clips::plainBlock();
     const QPolygonF truth = clip.truth(2);
     const QPointF centre = truth.boundingRect().center();
     QPolygonF seed;
@@ -418,8 +419,8 @@ void TestGrabCut::cleanObjectIsFound()
     GrabCut grabCut = grabCutOf(clip.render(2), seed);
     cv::setRNGSeed(1);
     grabCut.segmentImage(2, 1);
-    const double found = TrackingClips::overlap(grabCut.polygon, truth, clip.size);
-    qInfo("overlap: %.3f seed, %.3f found", TrackingClips::overlap(seed, truth, clip.size), found);
+    const double found = Clips::overlap(grabCut.polygon, truth, clip.size);
+    qInfo("overlap: %.3f seed, %.3f found", Clips::overlap(seed, truth, clip.size), found);
     QVERIFY2(found > 0.95, qPrintable(QString::number(found)));
 }
 
@@ -437,7 +438,7 @@ void TestGrabCut::nothingToWorkWithThrows()
 {
     QFETCH(QPolygonF, polygon);
     QFETCH(bool, withImage);
-    const cv::Mat image = withImage ? TrackingClips::plainBlock().render(0) : cv::Mat();
+    const cv::Mat image = withImage ? Clips::plainBlock().render(0) : cv::Mat();
     GrabCut grabCut = grabCutOf(image, polygon);
     QString kind;
     try {
@@ -456,7 +457,7 @@ void TestGrabCut::absurdCoordinatesTakeNoTime_data()
     constexpr double infinite = std::numeric_limits<double>::infinity();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     QTest::addColumn<QPolygonF>("polygon");
-    const QPolygonF truth = TrackingClips::plainBlock().truth(0);
+    const QPolygonF truth = Clips::plainBlock().truth(0);
     for (double value : {1e9, -1e9, 1e300, -1e300, infinite, -infinite, nan}) {
         QPolygonF mixed = truth;
         mixed[1] = QPointF(value, value);
@@ -477,7 +478,7 @@ void TestGrabCut::absurdCoordinatesTakeNoTime_data()
 void TestGrabCut::absurdCoordinatesTakeNoTime()
 {
     QFETCH(QPolygonF, polygon);
-    const TrackingClips::Clip clip = TrackingClips::plainBlock();
+    const Clips::Clip clip = Clips::plainBlock();
     const cv::Mat image = clip.render(0);
     const auto timeOf = [&image](const QPolygonF &outline) {
         QElapsedTimer timer;
@@ -499,7 +500,7 @@ void TestGrabCut::nothingIsWritten()
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(folder.path()));
     const QStringList temporaryFiles = QDir::temp().entryList({QStringLiteral("*.jpg")});
-    const TrackingClips::Clip clip = TrackingClips::plainBlock();
+    const Clips::Clip clip = Clips::plainBlock();
     GrabCut grabCut = grabCutOf(clip.render(0), clip.truth(0));
     grabCut.segmentImage(2, 1);
     QVERIFY(QDir::setCurrent(before));

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "processing/imageprocess.h"
 
+#include "tests/support/clips.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/testproject.h"
-#include "tests/support/trackingclips.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -32,7 +32,7 @@ cv::Mat positions()
 /// An image of 60 x 40 pixels without a file.
 ImageProcess imageOfPositions()
 {
-    return TrackingClips::processOf(positions());
+    return Clips::processOf(positions());
 }
 
 /// Where a crop lies in imageOfPositions(): its first pixel and its size.
