@@ -4,8 +4,7 @@
 
 #include "Models/trackedobject.h"
 
-#include <QApplication>
-#include <QProgressDialog>
+#include <QCoreApplication>
 #include <QThread>
 
 namespace
@@ -19,11 +18,7 @@ AbortAtFirstChange::AbortAtFirstChange(const TrackedObject *object)
         QObject::connect(
             keyFrame, &KeyFrame::hasChanged, &m_context, [this] { hold(); }, Qt::DirectConnection);
     }
-    m_watch.onShown = [this] {
-        auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget());
-        // Runs behind what the job itself does about it.
-        QObject::connect(dialog, &QProgressDialog::canceled, &m_context, [this] { m_pressed.release(); });
-    };
+    m_watch.onAborted = [this] { m_pressed.release(); };
 }
 
 void AbortAtFirstChange::hold()
