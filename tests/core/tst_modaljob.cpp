@@ -26,7 +26,7 @@ namespace
 
 using ModalJob::Outcome;
 
-constexpr int timeLimit = 10000; // milliseconds that any wait here may take
+constexpr int timeLimit = 30000; // milliseconds that any wait here may take
 const QString label = QStringLiteral("Working. Please wait.");
 
 QList<int> itemList(int count)
@@ -433,10 +433,15 @@ void TestModalJob::escapeAbortsToo()
 void TestModalJob::withoutAbortNothingIsCalledBack()
 {
     int callbacks = 0;
+    std::atomic<bool> released{false};
+    ProgressWatch watch;
+    watch.onShown = [&released] { released = true; };
     QList<int> items = itemList(10);
     QCOMPARE(run(
-                 items, [](int &) { QThread::msleep(5); }, [&callbacks] { ++callbacks; }),
+                 items, [&released](int &) { waitFor([&released] { return released.load(); }); },
+                 [&callbacks] { ++callbacks; }),
              Outcome::Finished);
+    QVERIFY(released);
     QCoreApplication::processEvents();
     QCOMPARE(callbacks, 0);
 }

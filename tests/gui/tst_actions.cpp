@@ -162,7 +162,7 @@ void TestActions::closeWarnsWhenAVideoIsLoaded()
     QTimer::singleShot(0, m_program->action("&Close"), &QAction::trigger);
     QTimer guard;
     connect(&guard, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
-    guard.start(5000);
+    guard.start(30000);
     QVERIFY2(QApplication::exec() == 0, "closing the window does not end the program");
     QCOMPARE(driver.problem(), QString()); // unsaved work is not asked about
     QVERIFY(!(*m_program)->isVisible());

@@ -179,7 +179,7 @@ void TestProgram::closingTheWindowEndsTheProgram()
     bool closed = false;
     const int returned = runProgram([&] {
         // Were the window not the last one, the program would go on.
-        QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(99); });
+        QTimer::singleShot(30000, qApp, [] { QCoreApplication::exit(99); });
         closed = g_mainWindow->close();
     });
     QVERIFY(closed);

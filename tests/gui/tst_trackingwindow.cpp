@@ -19,6 +19,8 @@
 #include <QAction>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QScopeGuard>
+#include <QSemaphore>
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QThread>
@@ -35,6 +37,7 @@ namespace
 {
 
 constexpr int frames = 13;
+constexpr int patience = 30000; // milliseconds that a wait may take on a busy machine
 const char interactiveDone[] = "Interactive AOI tracking complete.";
 const char automaticDone[] = "Automatic AOI tracking complete.";
 const char userRequired[] = "User interaction required!";
@@ -107,6 +110,12 @@ public:
         project.window().activateWindow();
         return QTest::qWaitForWindowActive(&project.window());
     }
+    /// Where the first vertex of a frame's outline is in the window.
+    QPoint positionOfVertex(int frame)
+    {
+        const FrameGraphicsView *view = project.viewer()->view;
+        return view->viewport()->mapTo(&project.window(), view->mapFromScene(keyFrame(frame)->polygon.at(0)));
+    }
     QString message() { return project.window().statusBar()->currentMessage(); }
     /// Whether the message goes only when another one comes.
     bool messageStays()
@@ -117,6 +126,30 @@ public:
     ProjectWindow project;
     Clips::Clip clip;
     TrackedObject *object = nullptr;
+};
+
+/// Holds a job at the first polygon that it changes, until it is released.
+class HeldJob
+{
+public:
+    explicit HeldJob(const TrackedObject *object)
+    {
+        for (const KeyFrame *keyFrame : object->keyFrames)
+            QObject::connect(
+                keyFrame, &KeyFrame::hasChanged, &m_context, [this] { pass(); }, Qt::DirectConnection);
+    }
+    ~HeldJob() { release(); }
+    void release() { m_gate.release(); }
+
+private:
+    void pass()
+    {
+        if (QThread::currentThread() != qApp->thread() && m_gate.tryAcquire(1, patience))
+            m_gate.release();
+    }
+
+    QSemaphore m_gate;
+    QObject m_context;
 };
 
 /// Counts the paint events of a widget.
@@ -157,6 +190,21 @@ private:
     QWidget *m_widget;
     std::function<void(bool)> m_function;
 };
+
+bool isRepainted(QWidget *widget)
+{
+    QCoreApplication::processEvents();
+    const PaintCounter paints(widget);
+    widget->update();
+    return QTest::qWaitFor([&paints] { return paints.count > 0; }, patience);
+}
+
+void drag(QWindow *window, QPoint from, QPoint by)
+{
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, from);
+    QTest::mouseMove(window, from + by);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, from + by);
+}
 
 /// The warnings but those of the platform.
 QStringList warningsIn(const LogCapture &log)
@@ -231,6 +279,9 @@ private slots:
     void aStopFrameBehindTheVideoIsHarmless();
     void theEndMessagesGoAfterTwoSeconds_data();
     void theEndMessagesGoAfterTwoSeconds();
+
+private:
+    static void trackDisplaced(ClipWindow &w, const QList<QPolygonF> &outlines);
 };
 
 void TestTrackingWindow::interactiveTrackingAsksForTheUser()
@@ -254,7 +305,7 @@ void TestTrackingWindow::interactiveTrackingAsksForTheUser()
     QCOMPARE(w.object->frameSpans.at(4)->start, 4);
     QVERIFY(w.keyFrame(3)->polygon.isEmpty());
     QVERIFY(w.keyFrame(5)->polygon.isEmpty());
-    QTRY_VERIFY_WITH_TIMEOUT(w.message().isEmpty(), 4000);
+    QTRY_VERIFY_WITH_TIMEOUT(w.message().isEmpty(), patience);
 }
 
 void TestTrackingWindow::correctedTrackingRunsToTheEnd()
@@ -556,9 +607,7 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     g_state->setFrame(6);
     QCoreApplication::processEvents();
     QWindow *window = w.project.window().windowHandle();
-    FrameGraphicsView *view = w.project.viewer()->view;
-    const QPoint vertex =
-        view->viewport()->mapTo(&w.project.window(), view->mapFromScene(w.keyFrame(6)->polygon.at(0)));
+    const QPoint vertex = w.positionOfVertex(6);
 
     // The same input works when no job is running.
     QVERIFY(w.activate());
@@ -567,29 +616,19 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     QTest::keyClick(window, Qt::Key_Left);
     QCOMPARE(g_state->currentFrame, 6);
 
-    PaintCounter paints(view->viewport());
-    int paintsBefore = 0;
-    int framesDuring = -1;
+    int frameDuring = -1;
     bool typeKept = false;
-    int repaints = 0;
+    bool repainted = false;
+    HeldJob job(w.object);
     ProgressWatch watch;
     watch.onShown = [&] {
         QTest::keyClick(window, Qt::Key_Right);
         QTest::keyClick(window, Qt::Key_M, Qt::ControlModifier);
-        // Grabbing a vertex would make the key frame the user's own.
-        QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, vertex);
-        QTest::mouseMove(window, vertex + QPoint(20, 20));
-        QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, vertex + QPoint(20, 20));
-        framesDuring = g_state->currentFrame;
+        drag(window, vertex, QPoint(20, 20)); // would make the key frame the user's own
+        frameDuring = g_state->currentFrame;
         typeKept = w.keyFrame(6)->type == KeyFrame::Automatic;
-        paintsBefore = paints.count;
-        QCoreApplication::processEvents();
-        view->viewport()->update();
-        QElapsedTimer timer;
-        timer.start();
-        while (paints.count == paintsBefore && timer.elapsed() < 2000)
-            QCoreApplication::processEvents();
-        repaints = paints.count - paintsBefore;
+        repainted = isRepainted(w.project.viewer()->view->viewport());
+        job.release();
     };
     DialogDriver driver;
     if (!box.isEmpty())
@@ -597,18 +636,14 @@ void TestTrackingWindow::windowTakesNoInputDuringAJob()
     w.trigger(action);
     QCOMPARE(driver.problem(), QString());
     QVERIFY(watch.seen);
-    QCOMPARE(framesDuring, 6);
+    QCOMPARE(frameDuring, 6);
     QVERIFY(typeKept);
-    QVERIFY(repaints > 0);
+    QVERIFY(repainted);
     QVERIFY(w.project.window().isVisible());
 
     // And works again afterwards.
     QVERIFY(w.activate());
-    const QPoint movedVertex =
-        view->viewport()->mapTo(&w.project.window(), view->mapFromScene(w.keyFrame(6)->polygon.at(0)));
-    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, movedVertex);
-    QTest::mouseMove(window, movedVertex + QPoint(9, 9));
-    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, movedVertex + QPoint(9, 9));
+    drag(window, w.positionOfVertex(6), QPoint(9, 9));
     QCOMPARE(w.keyFrame(6)->type, KeyFrame::Visible);
     QTest::keyClick(window, Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
@@ -625,6 +660,7 @@ void TestTrackingWindow::abortKeepsTheWindowUsable()
     MainWindow &window = w.project.window();
     const QList<QPolygonF> before = w.polygons();
 
+    HeldJob job(w.object);
     auto watch = std::make_unique<ProgressWatch>();
     QObject context;
     // The first polygon that changes tells that frames are in progress.
@@ -643,6 +679,7 @@ void TestTrackingWindow::abortKeepsTheWindowUsable()
             return;
         dialogGone = !QApplication::activeModalWidget();
         QTimer::singleShot(0, &context, [&] {
+            const auto release = qScopeGuard([&] { job.release(); });
             if (window.isEnabled())
                 return;
             threadsDuring = QThreadPool::globalInstance()->activeThreadCount();
@@ -673,15 +710,19 @@ void TestTrackingWindow::abortKeepsTheWindowUsable()
     QCOMPARE(g_state->currentFrame, 6);
     QTest::keyClick(window.windowHandle(), Qt::Key_Right);
     QCOMPARE(g_state->currentFrame, 7);
-    // How many frames were segmented is a matter of timing; tracking starts from outlines that are off
-    // everywhere.
+    trackDisplaced(w, before);
+    QVERIFY(window.isEnabled());
+}
+
+// Tracking starts from outlines that are off everywhere, so that it has to change each of them.
+void TestTrackingWindow::trackDisplaced(ClipWindow &w, const QList<QPolygonF> &outlines)
+{
     for (int frame = 1; frame < 12; ++frame)
-        w.keyFrame(frame)->setNewPolygon(before.at(frame).translated(3, 2));
+        w.keyFrame(frame)->setNewPolygon(outlines.at(frame).translated(3, 2));
     const QList<QPolygonF> displaced = w.polygons();
     QCOMPARE(w.press(Qt::Key_A, QString(automaticDone)), QString());
     for (int frame = 1; frame < 12; ++frame)
         QVERIFY2(w.polygons().at(frame) != displaced.at(frame), qPrintable(QString::number(frame)));
-    QVERIFY(window.isEnabled());
 }
 
 void TestTrackingWindow::abortGivesTheFocusBack()
@@ -814,10 +855,14 @@ void TestTrackingWindow::theEndMessagesGoAfterTwoSeconds()
     w.trigger(action);
     QCOMPARE(driver.problem(), QString());
     QCOMPARE(w.message(), message);
-    QTRY_VERIFY_WITH_TIMEOUT(gone >= 0, 5000);
+    // How late it goes depends on the machine, what was asked for does not.
+    const auto timers = w.project.window().statusBar()->findChildren<QTimer *>();
+    QCOMPARE(timers.size(), 1);
+    QCOMPARE(timers.first()->interval(), 2000);
+    QTRY_VERIFY_WITH_TIMEOUT(gone >= 0, patience);
     QCOMPARE(messages, QStringList({message, QString()}));
-    // The timer behind it is up to a twentieth early or late, and the machine may be busy.
-    QVERIFY2(gone >= 1880 && gone <= 2600, qPrintable(QString::number(gone)));
+    // The timer is up to a twentieth early.
+    QVERIFY2(gone >= 1880, qPrintable(QString::number(gone)));
 }
 
 QTEST_MAIN(TestTrackingWindow)

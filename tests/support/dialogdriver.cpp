@@ -14,7 +14,6 @@
 namespace
 {
 constexpr int pollInterval = 5;  // milliseconds
-constexpr int closingTime = 500; // milliseconds after which an answered dialog is taken to stay on purpose
 QList<DialogDriver *> g_drivers; // the newest one last
 } // namespace
 
@@ -70,20 +69,12 @@ void DialogDriver::look()
     if (g_drivers.last() != this)
         return;
     QWidget *dialog = QApplication::activeModalWidget();
-    const bool visible = dialog && dialog->isVisible();
-    if (!visible) {
-        m_answered.clear();
+    if (!dialog || !dialog->isVisible())
         return;
-    }
-    const qint64 waited = m_sinceProgress.elapsed();
-    const bool askedAgain =
-        waited > closingTime && !m_expected.isEmpty() && matches(dialog, m_expected.first().kind);
-    if (dialog == m_answered && askedAgain)
+    if (!m_closing.contains(dialog))
         answer(dialog);
-    else if (dialog == m_answered && waited > m_timeLimit)
+    else if (m_sinceProgress.elapsed() > m_timeLimit)
         closeBecauseOf(dialog, QStringLiteral("%1 stays open").arg(describe(dialog)));
-    else if (dialog != m_answered)
-        answer(dialog);
 }
 
 void DialogDriver::answer(QWidget *dialog)
@@ -94,16 +85,16 @@ void DialogDriver::answer(QWidget *dialog)
             if (m_sinceProgress.elapsed() > m_timeLimit)
                 closeBecauseOf(dialog, QStringLiteral("%1 takes too long").arg(describe(dialog)));
         } else if (box && m_tolerant) {
+            m_closing.append(box);
             answerBox(box, box->standardButton(box->buttons().constFirst()));
-        } else if (m_sinceProgress.elapsed() > closingTime) {
-            // Not at once: a file dialog shows up again for a moment behind a question of its own.
+        } else {
             closeBecauseOf(dialog, QStringLiteral("%1 was not expected").arg(describe(dialog)));
         }
         return;
     }
     const Expected expected = m_expected.takeFirst();
+    m_closing.append(dialog);
     m_sinceProgress.restart();
-    m_answered = dialog;
     switch (expected.kind) {
     case Kind::AcceptFile:
     case Kind::RejectFile:
@@ -141,19 +132,18 @@ void DialogDriver::answerFile(QFileDialog *dialog, const Expected &expected)
                                           : saving   ? QDialogButtonBox::Save
                                                      : QDialogButtonBox::Open);
     if (button->isEnabled())
-        clickLater(button);
+        clickLater(dialog, button);
     else
         closeBecauseOf(dialog, QStringLiteral("%1 cannot take \"%2\"").arg(describe(dialog), expected.path));
 }
 
 void DialogDriver::answerBox(QMessageBox *box, QMessageBox::StandardButton button)
 {
-    m_answered = box;
     boxes.append({box->windowTitle(), box->text(), box->informativeText(), box->icon(),
                   box->standardButtons(), box->standardButton(box->defaultButton()),
                   box->parentWidget() != nullptr});
     if (QAbstractButton *wanted = box->button(button))
-        clickLater(wanted);
+        clickLater(box, wanted);
     else
         closeBecauseOf(box, QStringLiteral("%1 lacks a button").arg(describe(box)));
 }
@@ -162,11 +152,10 @@ void DialogDriver::closeBecauseOf(QWidget *dialog, const QString &problem)
 {
     if (m_problem.isEmpty())
         m_problem = problem;
-    m_answered = dialog;
     m_sinceProgress.restart();
     if (auto *progress = qobject_cast<QProgressDialog *>(dialog)) {
         if (auto *button = progress->findChild<QPushButton *>())
-            clickLater(button);
+            clickLater(dialog, button);
     } else if (auto *modal = qobject_cast<QDialog *>(dialog)) {
         QMetaObject::invokeMethod(modal, "reject", Qt::QueuedConnection);
     } else {
@@ -205,8 +194,18 @@ QString DialogDriver::describe(const QWidget *dialog)
         .arg(QLatin1String(dialog->metaObject()->className()), box ? box->text() : dialog->windowTitle());
 }
 
-// From the event loop of the dialog itself: a click may open the next one, and the timer must go on then.
-void DialogDriver::clickLater(QAbstractButton *button)
+// From the event loop of the dialog itself: a click may open the next one, and the timer must go on then. A
+// dialog that is still there when the click has done its work stays on purpose.
+void DialogDriver::clickLater(QWidget *dialog, QAbstractButton *button)
 {
-    QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
+    const QPointer<DialogDriver> driver(this);
+    const QPointer<QWidget> answered(dialog);
+    QMetaObject::invokeMethod(
+        button,
+        [driver, answered, button] {
+            button->click();
+            if (driver)
+                driver->m_closing.removeOne(answered);
+        },
+        Qt::QueuedConnection);
 }

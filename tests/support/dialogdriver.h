@@ -46,7 +46,7 @@ public:
         bool hasParent = false;
     };
 
-    static constexpr int defaultTimeLimit = 20000; // milliseconds
+    static constexpr int defaultTimeLimit = 60000; // milliseconds
 
     explicit DialogDriver(int timeLimit = defaultTimeLimit);
     ~DialogDriver() override;
@@ -87,13 +87,13 @@ private:
     static bool matches(QWidget *dialog, Kind kind);
     static QString nameOf(Kind kind);
     static QString describe(const QWidget *dialog);
-    static void clickLater(class QAbstractButton *button);
+    void clickLater(QWidget *dialog, QAbstractButton *button);
 
     int m_timeLimit;
     bool m_tolerant = false;
     QTimer m_timer;
     QList<Expected> m_expected;
     QElapsedTimer m_sinceProgress;
-    QPointer<QWidget> m_answered;
+    QList<QPointer<QWidget>> m_closing; // their answer is still being worked on
     QString m_problem;
 };

@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr int patience = 5000; // milliseconds
+constexpr int patience = 30000; // milliseconds
 
 } // namespace
 
