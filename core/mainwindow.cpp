@@ -60,6 +60,9 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
 
 MainWindow::~MainWindow()
 {
+    // What is half typed is finished while the views are still whole.
+    if (QWidget *field = focusWidget())
+        field->clearFocus();
     FrameBounds::withdrawShownFrame(this);
     if (g_mainWindow == this)
         g_mainWindow = nullptr;

@@ -86,6 +86,7 @@ private slots:
     void deletingKeepsTheOthers();
     void deletingTheLastObjectResetsTheWindow();
     void longNamesLeaveTheButtonsInPlace();
+    void aNameHalfTypedIsTakenOverWhenTheWindowGoes();
 };
 
 void TestTrackedObjectLabel::aLabelShowsTheName()
@@ -406,6 +407,23 @@ void TestTrackedObjectLabel::longNamesLeaveTheButtonsInPlace()
             QVERIFY(place.width() >= 29);
         }
     }
+}
+
+void TestTrackedObjectLabel::aNameHalfTypedIsTakenOverWhenTheWindowGoes()
+{
+    QString name;
+    QObject context;
+    {
+        ProjectWindow project(3);
+        const TrackedObject *object = project.addObject();
+        connect(object, &TrackedObject::hasChanged, &context, [&name, object] { name = object->name; });
+        QVERIFY(project.show());
+        TrackedObjectLabel *label = labelsOf(project.timeLine()).first();
+        label->toggleEdit();
+        QVERIFY(label->nameEdit->hasFocus());
+        QTest::keyClicks(label->nameEdit, "left car");
+    }
+    QCOMPARE(name, QStringLiteral("left car"));
 }
 
 QTEST_MAIN(TestTrackedObjectLabel)
