@@ -11,7 +11,6 @@
 #include <QSize>
 
 #include <cerrno>
-#include <cstring>
 
 #include <unistd.h>
 
@@ -156,18 +155,13 @@ void readObjects(QDataStream &stream, DataState &state)
     }
 }
 
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
 /// Waits until the content of an open file is on the disk. Returns what went wrong, or nothing.
 QString syncToDisk(const QFileDevice &file)
 {
     if (::fdatasync(file.handle()) == 0)
         return QString();
     const bool cannotSync = errno == EINVAL || errno == ENOSYS; // a file system that has nothing to sync
-    return cannotSync ? QString() : systemError();
+    return cannotSync ? QString() : qt_error_string(errno);
 }
 
 /// Writes everything down to the disk. Returns what went wrong, or nothing.

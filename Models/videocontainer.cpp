@@ -51,7 +51,7 @@ VideoContainer::VideoContainer(QObject *parent)
 {
     if (!m_temporaryDir.isValid()) {
         qWarning("Could not create temporary folder!");
-        std::exit(1);
+        std::exit(1); // NOLINT(concurrency-mt-unsafe): there are no work items yet
     }
 }
 

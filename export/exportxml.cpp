@@ -243,7 +243,7 @@ ExportXML::ExportXML(DataState *dataState, QFile *target, bool onlyBoxes)
 {
 }
 
-bool ExportXML::saveXML()
+bool ExportXML::saveXML() const
 {
     if (!file->open(QIODevice::WriteOnly))
         return false;

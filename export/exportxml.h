@@ -14,7 +14,7 @@ public:
 
     /// Opens the file, writes the document and leaves the file open. Returns false, with nothing written,
     /// when the file cannot be opened for writing.
-    bool saveXML();
+    bool saveXML() const;
 
     DataState *state;
     QFile *file;

@@ -34,7 +34,9 @@ QList<QPair<int, int>> AOItracking::getFramePairs() const
 {
     QList<QPair<int, int>> pairs;
     const TrackedObject *tracked = object();
-    const QList<FrameSpan *> spans = tracked ? tracked->getFrameSpans() : QList<FrameSpan *>();
+    if (!tracked)
+        return {nothingToTrack};
+    const QList<FrameSpan *> spans = tracked->getFrameSpans();
     for (const FrameSpan *span : spans) {
         if (span->type != FrameSpan::Visible || span->start >= span->end - 1)
             continue;

@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "processing/featurematching.h"
 
+#include <utility>
+
 namespace
 {
 
 cv::Ptr<cv::ORB> createORB()
 {
     constexpr int features = 500;
-    constexpr float scaleFactor = 1.2f;
+    constexpr float scaleFactor = 1.2F;
     constexpr int levels = 8;
     constexpr int edgeThreshold = 31; // pixels
     constexpr int firstLevel = 0;
@@ -52,10 +54,10 @@ void append(std::vector<cv::KeyPoint> &keyPoints, const std::vector<cv::KeyPoint
 
 FeatureMatching::FeatureMatching(cv::Mat firstImage, cv::Mat secondImage, QPolygonF firstPolygon,
                                  QPolygonF secondPolygon)
-    : image1(firstImage)
-    , image2(secondImage)
-    , polygon1(firstPolygon)
-    , polygon2(secondPolygon)
+    : image1(std::move(firstImage))
+    , image2(std::move(secondImage))
+    , polygon1(std::move(firstPolygon))
+    , polygon2(std::move(secondPolygon))
 {
 }
 
@@ -87,13 +89,13 @@ void FeatureMatching::matchORB()
     constexpr int probeLevel = 2;
     constexpr int checks = 32;
     const cv::FlannBasedMatcher matcher(cv::makePtr<cv::flann::LshIndexParams>(tables, keySize, probeLevel),
-                                        cv::makePtr<cv::flann::SearchParams>(checks, 0.0f, true));
+                                        cv::makePtr<cv::flann::SearchParams>(checks, 0.0F, true));
     matcher.match(descriptors1, descriptors2, matches);
 }
 
 void FeatureMatching::getGoodMatches(int maxDistance)
 {
-    const float limit = static_cast<float>(maxDistance);
+    const auto limit = static_cast<float>(maxDistance);
     for (const cv::DMatch &match : matches) {
         if (match.distance < limit)
             goodMatches.push_back(match);

@@ -3,11 +3,12 @@
 #include "processing/framejob.h"
 
 #include <mutex>
+#include <utility>
 
-FrameJob::Error::Error(int failedFrame, const QString &reasonForUser, const std::string &logText)
+FrameJob::Error::Error(int failedFrame, QString reasonForUser, const std::string &logText)
     : std::runtime_error(logText)
     , frame(failedFrame)
-    , reason(reasonForUser)
+    , reason(std::move(reasonForUser))
 {
 }
 

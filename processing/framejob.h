@@ -20,7 +20,7 @@ class Error : public std::runtime_error
 {
 public:
     /// `reasonForUser` is the end of a sentence.
-    Error(int failedFrame, const QString &reasonForUser, const std::string &logText);
+    Error(int failedFrame, QString reasonForUser, const std::string &logText);
 
     int frame;
     QString reason;

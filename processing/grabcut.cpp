@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace
@@ -61,12 +62,12 @@ const Contour &richestContour(const std::vector<Contour> &contours)
 } // namespace
 
 GrabCut::GrabCut(QString path, QPolygonF seed)
-    : polygon(seed)
+    : polygon(std::move(seed))
     , image(cv::imread(path.toUtf8().toStdString(), cv::IMREAD_COLOR))
 {
 }
 
-void GrabCut::segmentImage(int rounds, int)
+void GrabCut::segmentImage(int rounds, int /*unused*/)
 {
     const cv::Rect rectangle = seedRectangle();
     cv::Mat mask = seedMask();
@@ -130,5 +131,5 @@ void GrabCut::writeDebugImage(const cv::Mat &mask) const
         qWarning("could not write debug image %s", qUtf8Printable(path));
 }
 #else
-void GrabCut::writeDebugImage(const cv::Mat &) const {}
+void GrabCut::writeDebugImage(const cv::Mat & /*mask*/) const {}
 #endif

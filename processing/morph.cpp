@@ -196,8 +196,8 @@ Morph::PointPairs Morph::merged(const QPolygonF &a, Correspondences listA, const
 QList<QPolygonF> Morph::blended(const PointPairs &pairs, int count)
 {
     QList<QPolygonF> polygons;
-    for (double k = 1.0; k <= count; k += 1.0) {
-        const double weight = k / (count + 1);
+    for (int k = 1; k <= count; ++k) {
+        const double weight = static_cast<double>(k) / (count + 1);
         QPolygonF polygon;
         polygon.reserve(pairs.from.size());
         for (int i = 0; i < pairs.from.size(); ++i)

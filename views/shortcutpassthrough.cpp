@@ -5,9 +5,11 @@
 #include <QKeyEvent>
 #include <QWidget>
 
+#include <utility>
+
 ShortcutPassThrough::ShortcutPassThrough(QWidget *field, QList<QKeySequence> sequences)
     : QObject(field)
-    , m_sequences(sequences)
+    , m_sequences(std::move(sequences))
 {
     field->installEventFilter(this);
 }

@@ -329,7 +329,7 @@ void TimeLine::connectToObjects()
     }
 }
 
-void TimeLine::filterObjectsChange(int)
+void TimeLine::filterObjectsChange(int /*flags*/)
 {
     reload();
 }
