@@ -8,7 +8,7 @@
 //
 //     start of a runnable -> its run()        by the runnable
 //     end of a work item  -> the last one     by the future's state
-//     end of the last one -> a waiting thread by the future's state
+//     end of the last one -> a waiting thread by the future's state, and so for a result
 
 #define QFUTURE_TEST // makes the state that a future and its copies share accessible
 #include <QFutureInterface>
@@ -74,6 +74,22 @@ void QFutureInterfaceBase::reportFinished()
     __tsan_acquire(d);
     __tsan_release(d);
     library(this);
+}
+
+void QFutureInterfaceBase::reportResultsReady(int beginIndex, int endIndex)
+{
+    static const auto library = libraryFunction<void (*)(QFutureInterfaceBase *, int, int)>(
+        "_ZN20QFutureInterfaceBase18reportResultsReadyEii");
+    __tsan_release(d);
+    library(this, beginIndex, endIndex);
+}
+
+void QFutureInterfaceBase::waitForResult(int resultIndex)
+{
+    static const auto library =
+        libraryFunction<void (*)(QFutureInterfaceBase *, int)>("_ZN20QFutureInterfaceBase13waitForResultEi");
+    library(this, resultIndex);
+    __tsan_acquire(d);
 }
 
 void QFutureInterfaceBase::waitForFinished()
