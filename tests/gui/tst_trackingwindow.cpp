@@ -3,9 +3,9 @@
 #include "processing/aoitracking.h"
 #include "processing/imageprocess.h"
 #include "processing/morph.h"
-#include "tests/support/abortatchange.h"
 #include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
+#include "tests/support/heldjob.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
 #include "tests/support/plainsegmentation.h"
@@ -20,7 +20,6 @@
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <QScopeGuard>
-#include <QSemaphore>
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QThread>
@@ -126,30 +125,6 @@ public:
     ProjectWindow project;
     Clips::Clip clip;
     TrackedObject *object = nullptr;
-};
-
-/// Holds a job at the first polygon that it changes, until it is released.
-class HeldJob
-{
-public:
-    explicit HeldJob(const TrackedObject *object)
-    {
-        for (const KeyFrame *keyFrame : object->keyFrames)
-            QObject::connect(
-                keyFrame, &KeyFrame::hasChanged, &m_context, [this] { pass(); }, Qt::DirectConnection);
-    }
-    ~HeldJob() { release(); }
-    void release() { m_gate.release(); }
-
-private:
-    void pass()
-    {
-        if (QThread::currentThread() != qApp->thread() && m_gate.tryAcquire(1, patience))
-            m_gate.release();
-    }
-
-    QSemaphore m_gate;
-    QObject m_context;
 };
 
 /// Counts the paint events of a widget.
@@ -660,15 +635,9 @@ void TestTrackingWindow::abortKeepsTheWindowUsable()
     MainWindow &window = w.project.window();
     const QList<QPolygonF> before = w.polygons();
 
-    HeldJob job(w.object);
-    auto watch = std::make_unique<ProgressWatch>();
     QObject context;
-    // The first polygon that changes tells that frames are in progress.
-    for (const KeyFrame *keyFrame : qAsConst(w.object->keyFrames))
-        connect(keyFrame, &KeyFrame::hasChanged, &context, [&watch] {
-            if (watch)
-                watch->abort();
-        });
+    auto watch = std::make_unique<ProgressWatch>();
+    HeldJob job(w.object, [&watch] { watch->abort(); });
     QList<bool> enabled;
     bool dialogGone = false;
     int threadsDuring = 0;

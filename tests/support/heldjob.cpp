@@ -1,30 +1,38 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
-#include "tests/support/abortatchange.h"
+#include "tests/support/heldjob.h"
 
 #include "Models/trackedobject.h"
 
 #include <QCoreApplication>
 #include <QThread>
 
+#include <utility>
+
 namespace
 {
-constexpr int timeLimit = 10000; // milliseconds
-}
+constexpr int timeLimit = 30000; // milliseconds
+} // namespace
 
-AbortAtFirstChange::AbortAtFirstChange(const TrackedObject *object)
+HeldJob::HeldJob(const TrackedObject *object, std::function<void()> onHeld)
+    : m_onHeld(std::move(onHeld))
 {
     for (const KeyFrame *keyFrame : object->keyFrames) {
         QObject::connect(
             keyFrame, &KeyFrame::hasChanged, &m_context, [this] { hold(); }, Qt::DirectConnection);
     }
-    m_watch.onAborted = [this] { m_pressed.release(); };
 }
 
-void AbortAtFirstChange::hold()
+HeldJob::~HeldJob()
+{
+    release();
+}
+
+void HeldJob::hold()
 {
     if (QThread::currentThread() == qApp->thread() || m_held.exchange(true))
         return;
-    QMetaObject::invokeMethod(&m_watch, [this] { m_watch.abort(); });
-    m_done = m_pressed.tryAcquire(1, timeLimit);
+    if (m_onHeld)
+        QMetaObject::invokeMethod(&m_context, m_onHeld, Qt::QueuedConnection);
+    m_wentOn = m_gate.tryAcquire(1, timeLimit);
 }
