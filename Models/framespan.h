@@ -31,6 +31,7 @@ public:
     qint32 end;
 
 public slots:
+    /// Sets the type and announces it.
     void setType(FrameSpan::Type newType);
 
 signals:

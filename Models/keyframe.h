@@ -59,7 +59,9 @@ public:
     qint32 zOrder;
 
 public slots:
+    /// Replaces the outline and announces it.
     void setNewPolygon(QPolygonF newPolygon);
+    /// Sets the type and announces it; the object then rebuilds its spans.
     void setType(KeyFrame::Type newType);
     /// Moves the outline by `affineTransform` and clips it to the frame image now shown.
     void transformPolygon(Eigen::Affine2d affineTransform);

@@ -43,6 +43,7 @@ public:
     /// `parent` is the project state the object belongs to; with another parent the state in use serves.
     explicit TrackedObject(QObject *parent);
 
+    /// Sets the name and announces it.
     void changeName(QString newName);
     /// The key frame of the state's current frame; null when that frame is outside the video.
     KeyFrame *getCurrentKeyFrame() const;
@@ -55,6 +56,7 @@ public:
     static TrackedObjectLess combareByZOrderOfFrame(int frame);
     /// Position in the stacking order on `frame`, 0 = backmost; 0 when the object is not in the project.
     int getZOrderRank(int frame) const;
+    /// Whether this is the current object of its project.
     bool isCurrent() const;
     /// Exchanges the stacking values of the two objects from `firstFrame` to the end of the video, then
     /// announces ZOrderChanged, of this object only.

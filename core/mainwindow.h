@@ -37,6 +37,8 @@ public:
     qint32 trackingStopFrame = -1;
 
 public slots:
+    /// The actions of the menus, in their order; `onActionTmpDebugAction` belongs to none and thins the
+    /// current outline.
     void onActionNew();
     void onActionSave();
     void onActionOpen();

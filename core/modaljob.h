@@ -41,6 +41,7 @@ public:
 /// Makes `host` the one that shows jobs from now on. Not owned; null for none, as in programs without a
 /// window.
 void setDialogHost(DialogHost *host);
+/// The host in use, or null.
 DialogHost *dialogHost();
 
 /// Calls `work` for every item on the global thread pool and returns when no call is running any more. Events

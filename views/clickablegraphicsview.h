@@ -12,6 +12,7 @@ class ClickableGraphicsView : public QGraphicsView
 public:
     explicit ClickableGraphicsView(QWidget *parent = nullptr);
 
+    /// True while a mouse button is held in the view.
     bool pressed = false;
 
 signals:

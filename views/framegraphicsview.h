@@ -13,6 +13,7 @@ public:
     explicit FrameGraphicsView(QWidget *parent = nullptr);
 
 signals:
+    /// After the view has got another size.
     void resized();
     /// By the left button. Viewport position in pixels; `shift` is true while the Shift key is held.
     void doubleClicked(int x, int y, bool shift);

@@ -23,6 +23,7 @@ public:
     /// Ends a running playback; its loop leaves as soon as control is back in it.
     void stopPlayback();
 
+    /// The buttons, the number field among them, and the slider below.
     QPushButton *buttonFirst = nullptr;
     QPushButton *buttonPrev = nullptr;
     QPushButton *buttonNext = nullptr;
@@ -34,11 +35,17 @@ public:
     bool paused = true;
 
 public slots:
+    /// Listens to the project state in use, and to it alone.
     void connectToState();
+    /// Reloads for DataState::FrameChanged.
     void filterStateChange(int flags);
+    /// Shows the current frame; disabled without a video.
     void reload();
+    /// Disables what would move through the video during playback: all but play button and number field.
     void setButtonPlaying();
+    /// Enables everything again.
     void setButtonAllActive();
+    /// These go where their button, the number or the slider says.
     void onButtonFirstClicked();
     void onButtonPrevClicked();
     void onSpinBoxEditingFinished();

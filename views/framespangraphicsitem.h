@@ -13,6 +13,7 @@ class FrameSpanGraphicsItem : public QObject, public QGraphicsPathItem
     Q_OBJECT
 
 public:
+    /// Adds itself to `scene`, which owns it, as a curve from `start` to `end` in scene pixels.
     FrameSpanGraphicsItem(QGraphicsScene *scene, QPointF start, QPointF end, FrameSpan *frameSpan);
 
     /// Not owned.
@@ -26,6 +27,7 @@ public:
     QPainterPath shape() const override;
 
 public slots:
+    /// Takes the style over from the span again.
     void reload();
 
 protected:

@@ -17,7 +17,9 @@ class FrameViewer : public QWidget
 public:
     explicit FrameViewer(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
 
+    /// Fills the widget and shows `scene`.
     FrameGraphicsView *view = nullptr;
+    /// The frame image and the polygon of every object on it; owned.
     QGraphicsScene *scene = nullptr;
     /// The frame image; null before the first frame was shown.
     QGraphicsPixmapItem *frameItem = nullptr;
@@ -27,6 +29,7 @@ public:
 public slots:
     /// Listens to the project state in use.
     void connectToState();
+    /// Reloads for DataState::FrameChanged and DataState::ObjectListChanged.
     void filterStateChange(int flags);
     /// Builds the scene anew from the current frame.
     void reload();

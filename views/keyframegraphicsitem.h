@@ -14,6 +14,7 @@ class KeyFrameGraphicsItem : public QObject, public QGraphicsEllipseItem
     Q_OBJECT
 
 public:
+    /// Adds itself to `scene`, which owns it, at `pos` in scene pixels.
     KeyFrameGraphicsItem(QGraphicsScene *scene, QPointF pos, KeyFrame *keyFrame);
 
     /// Not owned.
@@ -26,6 +27,7 @@ public:
     void loadStyle();
 
 public slots:
+    /// Takes the style over from the key frame again.
     void reload();
 
 protected:

@@ -15,6 +15,7 @@ class PolyAreaGraphicsItem : public QObject, public QGraphicsPolygonItem
     Q_OBJECT
 
 public:
+    /// Adds itself to `scene`, which owns it, and listens to the key frame and to the project state in use.
     PolyAreaGraphicsItem(QGraphicsScene *scene, KeyFrame *keyFrame);
 
     /// Not owned.
@@ -37,10 +38,13 @@ public slots:
     void redrawFromPolyPoints();
     /// Takes the outline through the handles over into the key frame.
     void polyPointsChanged();
+    /// Takes colour and stacking over from the object; handles show on the current object only.
     void updateStyle();
     /// Takes the outline over from the key frame and makes new handles.
     void updatePolygon();
+    /// Takes the outline over for KeyFrame::PolygonChanged.
     void filterKeyFrameChange(int flags);
+    /// Takes the style over for DataState::ObjectSelectionChanged.
     void filterStateChange(int flags);
     /// Moves the key frame's polygon by the displacement of the drag.
     void movePolygon();

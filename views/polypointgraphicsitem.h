@@ -12,6 +12,7 @@ class PolyPointGraphicsItem : public QObject, public QGraphicsEllipseItem
     Q_OBJECT
 
 public:
+    /// Adds its anchor, and with it itself, to `scene`, which owns both; `point` in frame pixels.
     PolyPointGraphicsItem(QGraphicsScene *scene, QPointF point);
 
     /// Takes the handle and its anchor out of the scene; the handle itself is deleted once control is back in

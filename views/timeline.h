@@ -28,12 +28,17 @@ public:
     explicit TimeLine(const QString &title, QWidget *parent = nullptr,
                       Qt::WindowFlags flags = Qt::WindowFlags());
 
+    /// Builds the parts and connects them; called once, by the constructor.
     void Init();
 
+    /// "ADD Object".
     QPushButton *addButton = nullptr;
+    /// The labels of the objects, in the stacking order of frame 0.
     QScrollArea *labelArea = nullptr;
+    /// The frame numbers.
     ClickableGraphicsView *headerView = nullptr;
     QGraphicsScene *headerScene = nullptr;
+    /// The rows of the objects.
     ClickableGraphicsView *bodyView = nullptr;
     QGraphicsScene *bodyScene = nullptr;
     /// Highlight of the current frame; null until the first reload.
@@ -43,18 +48,28 @@ public:
     int frameWidth = 40;
     /// Pixels per object row.
     int rowHeight = 40;
+    /// To the hasChanged() of every object.
     QList<QMetaObject::Connection> objectConnections;
+    /// The curves and markers in the body, owned by its scene.
     QList<FrameSpanGraphicsItem *> spanItems;
     QList<KeyFrameGraphicsItem *> keyFrameItems;
 
 public slots:
+    /// Shows list, header, body and markers as the project is now; disabled without a video.
     void reload();
+    /// Makes the labels anew.
     void reloadList();
+    /// Moves the highlights to the current frame and scrolls it into sight, sideways only.
     void reloadMarkers();
+    /// Adds an object to the project; the first one makes the window reload.
     void addObject();
+    /// Listens to the project state in use and its objects, and to them alone.
     void connectToState();
+    /// Reloads for DataState::ObjectListChanged, moves the highlights for DataState::FrameChanged.
     void filterStateChange(int flags);
+    /// Listens to the objects that the project has now.
     void connectToObjects();
+    /// Reloads, whatever has changed.
     void filterObjectsChange(int flags);
     /// Goes to the frame under a viewport position.
     void viewClicked(QPoint position);

@@ -17,19 +17,26 @@ class TrackedObjectLabel : public QFrame
 public:
     explicit TrackedObjectLabel(int objectId, QWidget *parent = nullptr);
 
+    /// Id of the object; it may be gone already.
     int objectId;
+    /// Shows nameLabel, or nameEdit while the name is edited.
     QStackedWidget *stack = nullptr;
     QLabel *nameLabel = nullptr;
     QLineEdit *nameEdit = nullptr;
+    /// "Edit" and "Del".
     QToolButton *editButton = nullptr;
     QToolButton *deleteButton = nullptr;
 
 public slots:
+    /// Red for the current object, white for the others.
     void updateStyle();
+    /// Takes the style over for DataState::ObjectSelectionChanged.
     void filterStateChange(int flags);
     /// Switches between showing and editing the name.
     void toggleEdit();
+    /// Gives the object the name that was typed, if it is another one.
     void changeName();
+    /// Deletes the object.
     void deleteObj();
 
 protected:
