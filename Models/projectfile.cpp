@@ -164,6 +164,12 @@ QString syncToDisk(const QFileDevice &file)
     return cannotSync ? QString() : qt_error_string(errno);
 }
 
+/// What went wrong with a write. A write that came to an end too early says nothing by itself.
+QString writeError(const QFileDevice &file)
+{
+    return file.error() == QFileDevice::NoError ? qt_error_string(ENOSPC) : file.errorString();
+}
+
 /// Writes everything down to the disk. Returns what went wrong, or nothing.
 ///
 /// Nothing of this may be left to QSaveFile::commit(): it does not look at the write of the last buffer, nor
@@ -173,7 +179,7 @@ QString writeWhole(QSaveFile &file, const DataState &state)
     QDataStream stream(&file);
     ProjectFile::write(stream, state);
     if (stream.status() != QDataStream::Ok || !file.flush())
-        return file.errorString();
+        return writeError(file);
     return syncToDisk(file);
 }
 
@@ -291,10 +297,11 @@ bool ProjectFile::save(const QString &path, const DataState &state, QString *err
     *error = writeWhole(file, state);
     if (!error->isEmpty())
         file.cancelWriting();
-    if (file.commit())
-        return true;
-    if (error->isEmpty())
+    // A file that is written over directly is committed even when the writing was cancelled.
+    const bool committed = file.commit();
+    if (!committed && error->isEmpty())
         *error = file.errorString();
-    qWarning("could not save %s: %s", qUtf8Printable(path), qUtf8Printable(*error));
-    return false;
+    if (!error->isEmpty())
+        qWarning("could not save %s: %s", qUtf8Printable(path), qUtf8Printable(*error));
+    return error->isEmpty();
 }

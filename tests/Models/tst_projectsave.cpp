@@ -55,8 +55,13 @@ private slots:
     void aFailingSyncKeepsTheOldFile();
     void aDiskThatCannotSyncIsGoodEnough();
     void aFileThatCannotBeOpenedIsOnlyLogged();
+    void whereNoNewFileCanBeMadeTheOldOneIsWrittenOver();
+    void aFailureToWriteOverTheOldFileIsTold_data();
+    void aFailureToWriteOverTheOldFileIsTold();
 
 private:
+    /// Makes the folder take no new file, while the old one can still be written.
+    void closeTheFolder();
     QStringList filesLeft() const { return QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -77,6 +82,7 @@ void TestProjectSave::init()
 void TestProjectSave::cleanup()
 {
     m_project.reset();
+    QFile::setPermissions(m_folder->path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     m_folder.reset();
 }
 
@@ -165,6 +171,50 @@ void TestProjectSave::aFileThatCannotBeOpenedIsOnlyLogged()
     QCOMPARE(error, QString());
     QCOMPARE(log.warnings().size(), 1);
     QVERIFY(log.contains(QStringLiteral("such.palu")));
+}
+
+void TestProjectSave::closeTheFolder()
+{
+    const auto everybody = QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther;
+    const auto writable = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+    const auto enterable = QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+    QVERIFY(QFile::setPermissions(m_path, everybody | writable));
+    QVERIFY(QFile::setPermissions(m_folder->path(), everybody | enterable));
+}
+
+void TestProjectSave::whereNoNewFileCanBeMadeTheOldOneIsWrittenOver()
+{
+    closeTheFolder();
+    const WithoutRootRights rights;
+    QVERIFY(!QFile(m_folder->filePath(QStringLiteral("new"))).open(QIODevice::WriteOnly));
+    QString error;
+    QVERIFY(ProjectFile::save(m_path, **m_project, &error));
+    QCOMPARE(error, QString());
+    QCOMPARE(contentOf(m_path), bytesOf(**m_project));
+}
+
+void TestProjectSave::aFailureToWriteOverTheOldFileIsTold_data()
+{
+    QTest::addColumn<int>("room");
+    QTest::addColumn<bool>("syncs");
+    QTest::newRow("no room") << 0 << true;
+    QTest::newRow("some room") << 100 << true;
+    QTest::newRow("a failing sync") << 1000000 << false;
+}
+
+void TestProjectSave::aFailureToWriteOverTheOldFileIsTold()
+{
+    QFETCH(int, room);
+    QFETCH(bool, syncs);
+    closeTheFolder();
+    const WithoutRootRights rights;
+    const FileSizeLimit limit(static_cast<rlim_t>(room));
+    const FailingSync disk(syncs ? 0 : EIO);
+    LogCapture log;
+    QString error;
+    QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+    QVERIFY(!error.isEmpty());
+    QVERIFY(log.contains(error));
 }
 
 QTEST_GUILESS_MAIN(TestProjectSave)

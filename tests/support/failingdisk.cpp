@@ -42,6 +42,20 @@ FileSizeLimit::~FileSizeLimit()
     std::signal(SIGXFSZ, m_handler);
 }
 
+WithoutRootRights::WithoutRootRights()
+    : m_wasRoot(geteuid() == 0)
+{
+    constexpr uid_t nobody = 65534;
+    if (m_wasRoot && seteuid(nobody) != 0)
+        qFatal("cannot give root's rights up");
+}
+
+WithoutRootRights::~WithoutRootRights()
+{
+    if (m_wasRoot && seteuid(0) != 0)
+        qFatal("cannot get root's rights back");
+}
+
 FailingSync::FailingSync(int error)
 {
     g_syncError = error;

@@ -16,6 +16,17 @@ private:
     void (*m_handler)(int);
 };
 
+/// Takes root's right to write anywhere away while it is in scope.
+class WithoutRootRights
+{
+public:
+    WithoutRootRights();
+    ~WithoutRootRights();
+
+private:
+    bool m_wasRoot;
+};
+
 /// Makes fdatasync() fail with `error` while it is in scope, as on a disk that goes bad.
 class FailingSync
 {
