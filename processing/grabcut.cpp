@@ -3,6 +3,7 @@
 #include "processing/grabcut.h"
 
 #include "processing/functions.h"
+#include "processing/imageprocess.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -63,7 +64,7 @@ const Contour &richestContour(const std::vector<Contour> &contours)
 
 GrabCut::GrabCut(QString path, QPolygonF seed)
     : polygon(std::move(seed))
-    , image(cv::imread(path.toUtf8().toStdString(), cv::IMREAD_COLOR))
+    , image(ImageProcess::load(path))
 {
 }
 

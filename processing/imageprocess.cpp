@@ -27,8 +27,17 @@ void clampUpper(double &limit, int size)
 
 } // namespace
 
+cv::Mat ImageProcess::load(const QString &path)
+{
+    try {
+        return cv::imread(path.toUtf8().toStdString(), cv::IMREAD_COLOR);
+    } catch (const cv::Exception &) { // a header that claims an absurd size
+        return cv::Mat();
+    }
+}
+
 ImageProcess::ImageProcess(QString path)
-    : image(cv::imread(path.toUtf8().toStdString(), cv::IMREAD_COLOR))
+    : image(load(path))
 {
 }
 

@@ -11,6 +11,9 @@
 class ImageProcess
 {
 public:
+    /// The image at `path` in colour (8-bit BGR); empty when it cannot be read.
+    static cv::Mat load(const QString &path);
+
     /// Loads the image at `path` in colour; `image` stays empty when that fails.
     explicit ImageProcess(QString path);
 

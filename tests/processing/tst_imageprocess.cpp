@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "processing/grabcut.h"
 #include "processing/imageprocess.h"
 
 #include "tests/support/clips.h"
@@ -11,6 +12,9 @@
 #include <QtTest>
 
 #include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <vector>
 
 namespace
 {
@@ -56,6 +60,7 @@ private slots:
     void pathIsUtf8();
     void unreadablePathLeavesTheImageEmptyAndSaysNothing_data();
     void unreadablePathLeavesTheImageEmptyAndSaysNothing();
+    void aHeaderOfAbsurdSizeLeavesTheImageEmpty();
     void checkSizeClampsEveryLimitByItsOwnRule_data();
     void checkSizeClampsEveryLimitByItsOwnRule();
     void checkSizeTakesTheWidthForXAndTheHeightForY();
@@ -278,6 +283,24 @@ void TestImageProcess::cropAtTheBorder()
     QFETCH(QPolygonF, polygon);
     const cv::Mat crop = imageOfPositions().crop(polygon);
     QTEST(regionOf(crop), "region");
+}
+
+void TestImageProcess::aHeaderOfAbsurdSizeLeavesTheImageEmpty()
+{
+    std::vector<unsigned char> bytes;
+    QVERIFY(cv::imencode(".jpg", cv::Mat(16, 16, CV_8UC3, cv::Scalar(1, 2, 3)), bytes));
+    // Start of frame: marker, length (2 bytes), precision, height (2), width (2).
+    const std::vector<unsigned char> startOfFrame{0xFF, 0xC0};
+    const auto frame = std::search(bytes.begin(), bytes.end(), startOfFrame.begin(), startOfFrame.end());
+    QVERIFY(bytes.end() - frame > 9);
+    std::fill(frame + 5, frame + 9, static_cast<unsigned char>(0xFD));
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("absurd.jpg")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<qint64>(bytes.size()));
+    file.close();
+    QVERIFY(ImageProcess(file.fileName()).image.empty());
+    QVERIFY(GrabCut(file.fileName(), QPolygonF()).image.empty());
 }
 
 QTEST_GUILESS_MAIN(TestImageProcess)
