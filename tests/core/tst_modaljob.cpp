@@ -180,11 +180,13 @@ void TestModalJob::noItemsEndAtOnce()
 {
     // Were the dialog to stay, this would end it and be seen.
     bool tooLate = false;
-    QTimer::singleShot(timeLimit, this, [&tooLate] {
+    QTimer late;
+    connect(&late, &QTimer::timeout, this, [&tooLate] {
         tooLate = true;
         if (auto *dialog = qobject_cast<QProgressDialog *>(QApplication::activeModalWidget()))
             dialog->reset();
     });
+    late.start(timeLimit);
     int calls = 0;
     int callbacks = 0;
     QList<int> items;
