@@ -20,6 +20,7 @@
 #include <QMessageBox>
 #include <QSignalBlocker>
 #include <QStatusBar>
+#include <QTimer>
 
 #include <memory>
 
@@ -153,12 +154,16 @@ void MainWindow::onActionInteractiveTracking()
     // What an aborted or failed run has not reached is still waiting for the user's next press.
     if (stopFrame != -1 || tracking.result().outcome == ModalJob::Outcome::Finished)
         trackingStopFrame = stopFrame;
-    if (stopFrame != -1) {
-        askForCorrection(stopFrame);
+    if (stopFrame == -1) {
+        announceTrackingEnd(tr("Interactive AOI tracking complete."));
+        showFailure(*statusBar(), tr("Tracking"), tracking.result());
         return;
     }
-    announceTrackingEnd(tr("Interactive AOI tracking complete."));
-    showFailure(*statusBar(), tr("Tracking"), tracking.result());
+    askForCorrection(stopFrame);
+    // Another span may have failed meanwhile; the question comes first.
+    QTimer::singleShot(trackingMessageTime, this, [this, result = tracking.result()] {
+        showFailure(*statusBar(), tr("Tracking"), result);
+    });
 }
 
 /// Makes the outline of a frame the user's own, with few vertices to correct, and goes there.
