@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Models/videocontainer.h"
 
+#include "core/datastate.h"
 #include "core/modaljob.h"
 #include "Models/videofile.h"
 
@@ -55,7 +56,13 @@ VideoContainer::VideoContainer(QObject *parent)
     }
 }
 
-VideoContainer::~VideoContainer() = default;
+VideoContainer::~VideoContainer()
+{
+    if (!g_state || g_state->video != this)
+        return;
+    g_state->video = nullptr;
+    g_state->videoLoaded = false;
+}
 
 bool VideoContainer::loadFile(QString path)
 {

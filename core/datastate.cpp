@@ -41,17 +41,6 @@ DataState::~DataState()
     delete video;
 }
 
-void DataState::setVideo(VideoContainer *newVideo)
-{
-    video = newVideo;
-    connect(newVideo, &QObject::destroyed, this, [this, newVideo] {
-        if (video != newVideo)
-            return;
-        video = nullptr;
-        videoLoaded = false;
-    });
-}
-
 void DataState::keepNewIdsApart() const
 {
     for (const TrackedObject *object : objects) {

@@ -46,7 +46,8 @@ public:
     QString version = formatVersion();
     /// True once a video has been loaded successfully.
     bool videoLoaded = false;
-    /// The loaded video, owned; null until one is chosen. Its frame count is the one of the whole model.
+    /// The loaded video, owned; null until one is chosen. Its frame count is the one of the whole model. The
+    /// state in use forgets a video that its Qt parent deletes first.
     VideoContainer *video = nullptr;
     /// Frame shown, from 0.
     qint32 currentFrame = 0;

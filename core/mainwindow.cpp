@@ -61,8 +61,12 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
 MainWindow::~MainWindow()
 {
     // What is half typed is finished while the views are still whole.
-    if (QWidget *field = focusWidget())
-        field->clearFocus();
+    for (const QWidget *part :
+         {static_cast<QWidget *>(this), static_cast<QWidget *>(m_frameNav),
+          static_cast<QWidget *>(m_timeLine)}) { // floating docks have a focus of their own
+        if (QWidget *field = part->focusWidget())
+            field->clearFocus();
+    }
     FrameBounds::withdrawShownFrame(this);
     if (g_mainWindow == this)
         g_mainWindow = nullptr;
@@ -253,7 +257,7 @@ bool MainWindow::loadVideo(const QString &path)
     if (g_state->videoLoaded)
         recreateDataState();
     setDisabled(true); // until the video is loaded
-    g_state->setVideo(new VideoContainer(this));
+    g_state->video = new VideoContainer(this);
     if (!g_state->video->loadFile(path)) {
         recreateDataState();
         statusBar()->showMessage(tr("The video was not loaded: %1").arg(QDir::toNativeSeparators(path)),

@@ -610,28 +610,26 @@ void TestDataState::destructionWithoutVideo()
 
 void TestDataState::aVideoThatItsParentDeletesIsForgotten()
 {
-    DataState state;
+    TestProject project(3);
+    delete project->video;
+    QCOMPARE(project->video, nullptr);
     {
         QObject window;
-        state.setVideo(new VideoContainer(&window));
-        state.videoLoaded = true;
-        QVERIFY(state.video);
+        project->video = new VideoContainer(&window);
+        project->videoLoaded = true;
     }
-    QCOMPARE(state.video, nullptr);
-    QVERIFY(!state.videoLoaded);
+    QCOMPARE(project->video, nullptr);
+    QVERIFY(!project->videoLoaded);
 }
 
 void TestDataState::onlyTheVideoInUseIsForgotten()
 {
-    DataState state;
-    auto *first = new VideoContainer;
-    auto *second = new VideoContainer;
-    state.setVideo(first);
-    state.setVideo(second);
-    state.videoLoaded = true;
-    delete first;
-    QCOMPARE(state.video, second);
-    QVERIFY(state.videoLoaded);
+    const TestProject project(3);
+    {
+        const VideoContainer another;
+    }
+    QVERIFY(g_state->video);
+    QVERIFY(g_state->videoLoaded);
 }
 
 QTEST_GUILESS_MAIN(TestDataState)

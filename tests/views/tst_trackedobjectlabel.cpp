@@ -86,6 +86,7 @@ private slots:
     void deletingKeepsTheOthers();
     void deletingTheLastObjectResetsTheWindow();
     void longNamesLeaveTheButtonsInPlace();
+    void aNameHalfTypedIsTakenOverWhenTheWindowGoes_data();
     void aNameHalfTypedIsTakenOverWhenTheWindowGoes();
 };
 
@@ -409,8 +410,16 @@ void TestTrackedObjectLabel::longNamesLeaveTheButtonsInPlace()
     }
 }
 
+void TestTrackedObjectLabel::aNameHalfTypedIsTakenOverWhenTheWindowGoes_data()
+{
+    QTest::addColumn<bool>("floating");
+    QTest::newRow("docked") << false;
+    QTest::newRow("floating") << true;
+}
+
 void TestTrackedObjectLabel::aNameHalfTypedIsTakenOverWhenTheWindowGoes()
 {
+    QFETCH(bool, floating);
     QString name;
     QObject context;
     {
@@ -418,9 +427,11 @@ void TestTrackedObjectLabel::aNameHalfTypedIsTakenOverWhenTheWindowGoes()
         const TrackedObject *object = project.addObject();
         connect(object, &TrackedObject::hasChanged, &context, [&name, object] { name = object->name; });
         QVERIFY(project.show());
+        project.timeLine()->setFloating(floating);
+        project.timeLine()->activateWindow();
         TrackedObjectLabel *label = labelsOf(project.timeLine()).first();
         label->toggleEdit();
-        QVERIFY(label->nameEdit->hasFocus());
+        QTRY_VERIFY(label->nameEdit->hasFocus());
         QTest::keyClicks(label->nameEdit, "left car");
     }
     QCOMPARE(name, QStringLiteral("left car"));
