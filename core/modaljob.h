@@ -16,7 +16,7 @@ namespace ModalJob
 /// How a job ended.
 enum class Outcome {
     Finished, ///< every item was worked
-    Aborted,  ///< the user pressed "Abort" while items were waiting or in work
+    Aborted,  ///< the user pressed "Abort" before the job was known to be done
     Failed    ///< a work item threw an exception
 };
 

@@ -65,7 +65,8 @@ public slots:
     void addObject();
     /// Listens to the project state in use and its objects, and to them alone.
     void connectToState();
-    /// Reloads for DataState::ObjectListChanged, moves the highlights for DataState::FrameChanged.
+    /// Reloads for DataState::ObjectListChanged, moves the highlights for DataState::FrameChanged and shows
+    /// the current object's row for DataState::ObjectSelectionChanged.
     void filterStateChange(int flags);
     /// Listens to the objects that the project has now.
     void connectToObjects();
