@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "processing/trackingstep.h"
 
-#include "processing/aoitracking.h"
+#include "core/datastate.h"
 #include "processing/featurematching.h"
 #include "processing/imageprocess.h"
 #include "tests/support/clips.h"
+#include "tests/support/logcapture.h"
+#include "tests/support/poolthreads.h"
 #include "tests/support/trackingprobe.h"
 #include "tests/support/trackingproject.h"
 
@@ -65,6 +67,30 @@ std::vector<float> matchDistances(TrackingProject &project, int a, int b)
     return distances;
 }
 
+/// A clip of which some frames are annotated, and what a run over it has in common.
+class StepProject : public TrackingProject
+{
+public:
+    explicit StepProject(int frames)
+        : TrackingProject(Clips::curve(frames), frames)
+        , images(*state())
+    {
+        annotateTruth({0, frames - 1});
+    }
+
+    TrackingSetup setup(bool interactive = false, int maxDistance = matchDistance)
+    {
+        return {images, *object, maxDistance, interactive};
+    }
+
+    FrameImages images;
+};
+
+bool always()
+{
+    return true;
+}
+
 } // namespace
 
 class TestTrackingStep : public QObject
@@ -78,6 +104,16 @@ private slots:
     void stepMovesTheTargetOnly();
     void stepFailsWithSevenGoodMatches();
     void stepWithoutPolygonFails();
+    void anUnreadableImageIsToldOncePerRun();
+    void aWalkMovesEveryFrameButItsFirst_data();
+    void aWalkMovesEveryFrameButItsFirst();
+    void aWalkEndsWhenItMayNotGoOn();
+    void aWalkAsksOnAutomaticFramesOnly_data();
+    void aWalkAsksOnAutomaticFramesOnly();
+    void stepsPutAsideWaitForTheTakeOver();
+    void aBackwardPassEqualsAWalk_data();
+    void aBackwardPassEqualsAWalk();
+    void aBackwardPassThatIsDroppedChangesNothing();
 };
 
 void TestTrackingStep::translationNeedsEightGoodMatches()
@@ -134,12 +170,10 @@ void TestTrackingStep::translationPutsTheCentreWhereTheFeaturesGo()
 
 void TestTrackingStep::stepMovesTheTargetOnly()
 {
-    TrackingProject project(Clips::curve(9), 9);
-    project.annotateTruth({0, 8});
+    StepProject project(9);
     const QList<QPolygonF> before = project.polygons();
     ChangeCounter counter(project.object);
-    AOItracking tracking(project.state(), false, matchDistance);
-    QVERIFY(tracking.transformAOI(0, 1));
+    QVERIFY(TrackingPass(project.setup()).step(0, 1));
     QCOMPARE(counter.counts(), (QList<int>{0, 1, 0, 0, 0, 0, 0, 0, 0}));
     QCOMPARE(project.object->keyFrames.at(1)->type, KeyFrame::Automatic);
     const QPolygonF moved = project.object->keyFrames.at(1)->polygon;
@@ -154,28 +188,167 @@ void TestTrackingStep::stepMovesTheTargetOnly()
 
 void TestTrackingStep::stepFailsWithSevenGoodMatches()
 {
-    TrackingProject project(Clips::curve(9), 9);
-    project.annotateTruth({0, 8});
+    StepProject project(9);
     const std::vector<float> distances = matchDistances(project, 3, 4);
     QVERIFY(distances.size() >= 8);
     const int eighth = qRound(distances.at(7));
     ChangeCounter counter(project.object);
     // Fewer than eight matches are strictly below the distance of the eighth.
-    QVERIFY(!AOItracking(project.state(), false, eighth).transformAOI(3, 4));
+    QVERIFY(!TrackingPass(project.setup(false, eighth)).step(3, 4));
     QCOMPARE(counter.total(), 0);
-    QVERIFY(AOItracking(project.state(), false, eighth + 1).transformAOI(3, 4));
+    QVERIFY(TrackingPass(project.setup(false, eighth + 1)).step(3, 4));
     QCOMPARE(counter.total(), 1);
 }
 
 void TestTrackingStep::stepWithoutPolygonFails()
 {
-    TrackingProject project(Clips::curve(5), 5);
-    project.annotateTruth({0, 4});
-    AOItracking tracking(project.state(), true, matchDistance);
+    StepProject project(5);
     project.object->keyFrames.at(2)->setNewPolygon(QPolygonF());
     ChangeCounter counter(project.object);
-    QVERIFY(!tracking.transformAOI(1, 2));
-    QVERIFY(!tracking.transformAOI(2, 3));
+    QVERIFY(!TrackingPass(project.setup(true)).step(1, 2));
+    QVERIFY(!TrackingPass(project.setup(true)).step(2, 3));
+    QCOMPARE(counter.total(), 0);
+}
+
+void TestTrackingStep::anUnreadableImageIsToldOncePerRun()
+{
+    StepProject project(5);
+    QVERIFY(project.images.load(2));
+    spoilImage(project.video(), 2, QByteArray("no image at all"));
+    for (int run : {1, 2}) {
+        const LogCapture log;
+        project.images.startRun();
+        for (int again : {1, 2, 3})
+            QVERIFY2(!project.images.load(2), qPrintable(QString::number(again)));
+        QVERIFY2(log.warnings().size() == 1, qPrintable(QStringLiteral("run %1").arg(run)));
+        QVERIFY(namesImage(log.warnings().constFirst(), 2, project.video()));
+    }
+    const LogCapture log;
+    QVERIFY(project.images.load(3));
+    QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestTrackingStep::aWalkMovesEveryFrameButItsFirst_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QList<int>>("moves");
+    QTest::newRow("forward") << 1 << 4 << QList<int>{0, 0, 1, 1, 1, 0, 0};
+    QTest::newRow("backward") << 6 << 3 << QList<int>{0, 0, 0, 1, 1, 1, 0};
+    QTest::newRow("one step") << 2 << 3 << QList<int>{0, 0, 0, 1, 0, 0, 0};
+    QTest::newRow("no step") << 2 << 2 << QList<int>{0, 0, 0, 0, 0, 0, 0};
+}
+
+void TestTrackingStep::aWalkMovesEveryFrameButItsFirst()
+{
+    QFETCH(int, from);
+    QFETCH(int, to);
+    QFETCH(QList<int>, moves);
+    StepProject project(7);
+    ChangeCounter counter(project.object);
+    QCOMPARE(TrackingPass(project.setup(true)).walk(from, to, always), -1);
+    QCOMPARE(counter.counts(), moves);
+}
+
+void TestTrackingStep::aWalkEndsWhenItMayNotGoOn()
+{
+    StepProject project(7);
+    ChangeCounter counter(project.object);
+    const auto twoSteps = [&counter] { return counter.total() < 2; };
+    QCOMPARE(TrackingPass(project.setup(true)).walk(0, 6, twoSteps), -1);
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 1, 0, 0, 0, 0}));
+}
+
+void TestTrackingStep::aWalkAsksOnAutomaticFramesOnly_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("asked");
+    QTest::addColumn<QList<int>>("moves");
+    // The steps onto the flat frame 3 and from it fail.
+    const QList<int> whole{0, 1, 1, 0, 0, 1, 1};
+    QTest::newRow("automatic tracking") << false << int(KeyFrame::Automatic) << -1 << whole;
+    QTest::newRow("interactive, automatic frame")
+        << true << int(KeyFrame::Automatic) << 3 << QList<int>{0, 1, 1, 0, 0, 0, 0};
+    QTest::newRow("interactive, the user's frame")
+        << true << int(KeyFrame::Visible) << 4 << QList<int>{0, 1, 1, 0, 0, 0, 0};
+}
+
+void TestTrackingStep::aWalkAsksOnAutomaticFramesOnly()
+{
+    QFETCH(bool, interactive);
+    QFETCH(int, type);
+    QFETCH(QList<int>, moves);
+    StepProject project(7);
+    Clips::makeFlat(project.video(), 3);
+    project.object->keyFrames.at(3)->type = static_cast<KeyFrame::Type>(type); // behind the spans' back
+    ChangeCounter counter(project.object);
+    QTEST(TrackingPass(project.setup(interactive)).walk(0, 6, always), "asked");
+    QCOMPARE(counter.counts(), moves);
+}
+
+void TestTrackingStep::stepsPutAsideWaitForTheTakeOver()
+{
+    StepProject project(7);
+    const QList<QPolygonF> before = project.polygons();
+    TrackingPass(project.setup()).walk(0, 4, always);
+    const QList<QPolygonF> wanted = project.polygons();
+    QVERIFY(!firstDifference(wanted, before).isEmpty());
+    project.setPolygons(before);
+
+    ChangeCounter counter(project.object);
+    TrackingPass pass(project.setup(), TrackingPass::Writing::OnTakeOver);
+    QCOMPARE(pass.walk(0, 3, always), -1);
+    QCOMPARE(counter.total(), 0);
+    pass.takeOver();
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 1, 1, 0, 0, 0}));
+    QVERIFY(pass.step(3, 4)); // from now on at once
+    QCOMPARE(counter.counts(), (QList<int>{0, 1, 1, 1, 1, 0, 0}));
+    QCOMPARE(firstDifference(project.polygons(), wanted), QString());
+}
+
+void TestTrackingStep::aBackwardPassEqualsAWalk_data()
+{
+    QTest::addColumn<int>("middle");
+    QTest::addColumn<int>("flat");
+    QTest::addColumn<int>("asked");
+    QTest::newRow("long") << 4 << -1 << -1;
+    QTest::newRow("too short to work ahead") << 9 << -1 << -1;
+    QTest::newRow("asks in the steps ahead") << 4 << 8 << 8;
+    QTest::newRow("asks behind them") << 4 << 5 << 5;
+    QTest::newRow("asks in a short one") << 9 << 10 << 10;
+}
+
+void TestTrackingStep::aBackwardPassEqualsAWalk()
+{
+    QFETCH(int, middle);
+    QFETCH(int, flat);
+    QFETCH(int, asked);
+    constexpr int last = 12;
+    StepProject project(last + 1);
+    if (flat != -1)
+        Clips::makeFlat(project.video(), flat);
+    const QList<QPolygonF> before = project.polygons();
+    QCOMPARE(TrackingPass(project.setup(true)).walk(last, middle, always), asked);
+    const QList<QPolygonF> wanted = project.polygons();
+    QVERIFY(!firstDifference(wanted, before).isEmpty());
+    project.setPolygons(before);
+
+    const PoolThreads pool(2);
+    ChangeCounter counter(project.object);
+    BackwardPass pass(project.setup(true), last, middle);
+    QCOMPARE(counter.total(), 0);
+    QCOMPARE(pass.finish(always), asked);
+    QCOMPARE(firstDifference(project.polygons(), wanted), QString());
+}
+
+void TestTrackingStep::aBackwardPassThatIsDroppedChangesNothing()
+{
+    StepProject project(13);
+    ChangeCounter counter(project.object);
+    {
+        const BackwardPass pass(project.setup(), 12, 4);
+    }
     QCOMPARE(counter.total(), 0);
 }
 
