@@ -7,8 +7,55 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
 namespace
 {
+
+/// Bytes that the program has on the heap.
+std::size_t heapBytes()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
+/// What each frame of a new object takes on the heap.
+std::size_t bytesPerFrame(TestProject &project)
+{
+    const std::size_t before = heapBytes();
+    const TrackedObject object(project.state());
+    return (heapBytes() - before) / std::size_t(object.keyFrames.size());
+}
+
+/// A new object without annotations.
+template <int frameCount>
+void creation(benchmark::State &state)
+{
+    TestProject project(frameCount);
+    state.SetLabel(std::to_string(bytesPerFrame(project)) + " bytes/frame");
+    for (auto _ : state) {
+        auto object = std::make_unique<TrackedObject>(project.state());
+        state.PauseTiming();
+        object.reset();
+        state.ResumeTiming();
+    }
+}
+
+template <int frameCount>
+void deletion(benchmark::State &state)
+{
+    TestProject project(frameCount);
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto object = std::make_unique<TrackedObject>(project.state());
+        state.ResumeTiming();
+        object.reset();
+    }
+}
 
 /// A new object in a long video: its one span over the whole video is split for the first time.
 void firstKeyFrame(benchmark::State &state)
@@ -42,6 +89,22 @@ void automaticOutlines(benchmark::State &state)
 
 } // namespace
 
+BENCHMARK(creation<10000>)
+    ->Name("create an object of 10000 frames")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(creation<50000>)
+    ->Name("create an object of 50000 frames")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(deletion<10000>)
+    ->Name("delete an object of 10000 frames")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(deletion<50000>)
+    ->Name("delete an object of 50000 frames")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(firstKeyFrame)
     ->Name("first key frame of an object, 10000 frames")
     ->UseRealTime()

@@ -26,11 +26,15 @@
         time[name] = field[2] # milliseconds
         bytes[name] = field[5]
         items[name] = field[6]
+        label[name] = field[7]
+        gsub(/"/, "", label[name])
     } else if (aggregate == "stddev")
         deviation[name] = field[2]
 }
 
 function speed(name) {
+    if (label[name])
+        return label[name]
     if (items[name])
         return sprintf("%.1f frames/s", items[name])
     if (bytes[name])
