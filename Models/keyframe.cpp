@@ -6,8 +6,20 @@
 #include "Models/trackedobject.h"
 #include "processing/functions.h"
 
+#include <array>
+#include <functional>
+#include <mutex>
+
 namespace
 {
+
+/// The mutex that guards the polygon of `keyFrame` between pool threads and the GUI thread. Many key frames
+/// share one: it is held for one assignment, and never together with another one.
+std::mutex &polygonMutex(const KeyFrame *keyFrame)
+{
+    static std::array<std::mutex, 61> mutexes; // a prime number: neighbours in memory get different ones
+    return mutexes[std::hash<const KeyFrame *>()(keyFrame) % mutexes.size()];
+}
 
 constexpr double reductionThreshold = 1.0; // pixels: squared distance over chord length
 constexpr int leastVertices = 3;
@@ -42,14 +54,14 @@ void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)
 
 QPolygonF KeyFrame::polygonSnapshot() const
 {
-    const std::lock_guard<std::mutex> lock(m_polygonMutex);
+    const std::lock_guard<std::mutex> lock(polygonMutex(this));
     return polygon;
 }
 
 void KeyFrame::setNewPolygon(QPolygonF newPolygon)
 {
     {
-        const std::lock_guard<std::mutex> lock(m_polygonMutex);
+        const std::lock_guard<std::mutex> lock(polygonMutex(this));
         polygon = newPolygon;
     }
     emit hasChanged(PolygonChanged);

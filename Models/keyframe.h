@@ -7,8 +7,6 @@
 
 #include <Eigen/Geometry>
 
-#include <mutex>
-
 class TrackedObject;
 
 /// What is annotated for one object on one video frame.
@@ -69,7 +67,4 @@ public slots:
 signals:
     /// Announces changes as Change bits, also when the new value equals the old one.
     void hasChanged(int flags);
-
-private:
-    mutable std::mutex m_polygonMutex; // guards polygon between pool threads and the GUI thread
 };

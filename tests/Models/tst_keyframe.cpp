@@ -9,10 +9,12 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace
@@ -112,6 +114,7 @@ private slots:
     void annotatingSetsThePolygonThenTheType_data();
     void annotatingSetsThePolygonThenTheType();
 
+    void snapshotsAreWholeWhileOtherThreadsWrite();
     void reductionRemovesVerticesOfCostOneOrLess_data();
     void reductionRemovesVerticesOfCostOneOrLess();
     void theLowerOfTwoEqualCostsGoesFirst_data();
@@ -364,6 +367,33 @@ void TestKeyFrame::annotatingSetsThePolygonThenTheType()
                  .arg(int(KeyFrame::PolygonChanged))
                  .arg(int(KeyFrame::Occluded)),
              QStringLiteral("%1: new outline, type %2").arg(int(KeyFrame::TypeChanged)).arg(int(type))}));
+}
+
+void TestKeyFrame::snapshotsAreWholeWhileOtherThreadsWrite()
+{
+    TestProject project(200); // more key frames than mutexes: some share one
+    const TrackedObject *object = project.addObject();
+    std::atomic<bool> done{false};
+    const auto write = [&](int parity) {
+        for (int round = 0; round < 200; ++round) {
+            for (int frame = parity; frame < 200; frame += 2)
+                object->keyFrames.at(frame)->setNewPolygon(rectangle(round, round, 1, 1));
+        }
+        done = true;
+    };
+    std::thread even(write, 0);
+    std::thread odd(write, 1);
+    int torn = 0;
+    for (int frame = 0; !done; frame = (frame + 1) % 200) {
+        const QPolygonF seen = object->keyFrames.at(frame)->polygonSnapshot();
+        if (!seen.isEmpty() && seen != rectangle(seen.first().x(), seen.first().x(), 1, 1))
+            ++torn;
+    }
+    even.join();
+    odd.join();
+    QCOMPARE(torn, 0);
+    for (const KeyFrame *keyFrame : object->keyFrames)
+        QVERIFY(same(keyFrame->polygonSnapshot(), rectangle(199, 199, 1, 1)));
 }
 
 void TestKeyFrame::reductionRemovesVerticesOfCostOneOrLess_data()
