@@ -6,6 +6,9 @@
 #include "Models/trackedobject.h"
 #include "processing/functions.h"
 
+#include <QPointer>
+#include <QThread>
+
 #include <array>
 #include <functional>
 #include <mutex>
@@ -50,6 +53,44 @@ void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)
 {
     setNewPolygon(newPolygon);
     setType(newType);
+}
+
+void KeyFrame::hasChanged(int flags)
+{
+    if (signalsBlocked() || !tellObject(flags))
+        return;
+    constexpr int signalIndex = 0; // the only signal of this class
+    void *arguments[] = {nullptr, &flags};
+    QMetaObject::activate(this, &staticMetaObject, signalIndex, arguments);
+}
+
+/// Null for a key frame made by others, and while the object takes its key frames along into its end: then
+/// nothing is left of it but the QObject.
+TrackedObject *KeyFrame::listeningObject() const
+{
+    return m_madeByObject ? qobject_cast<TrackedObject *>(parent()) : nullptr;
+}
+
+/// False when a receiver of the object's own changes deleted this key frame.
+bool KeyFrame::tellObject(int flags)
+{
+    // Asked first: pool threads announce polygons by the thousand, and the object has no use for them.
+    if (!(flags & TypeChanged))
+        return true;
+    TrackedObject *listener = listeningObject();
+    if (!listener)
+        return true;
+    if (QThread::currentThread() != listener->thread()) {
+        QMetaObject::invokeMethod(
+            listener, [listener, this, flags] { listener->handleKeyFrameChange(*this, flags); },
+            Qt::QueuedConnection);
+        return true;
+    }
+    if (!listener->changesSpans(*this))
+        return true;
+    const QPointer<KeyFrame> self(this); // takes memory for good: only here, where receivers may run
+    listener->rebuildSpans(*this);
+    return self;
 }
 
 QPolygonF KeyFrame::polygonSnapshot() const

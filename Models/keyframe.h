@@ -66,5 +66,21 @@ public slots:
 
 signals:
     /// Announces changes as Change bits, also when the new value equals the old one.
+    ///
+    /// Whoever emits it, the object that made this key frame hears of it first, as if it were connected. A
+    /// connection per key frame would take twice the memory of all else in it, so the signal has a body of
+    /// its own: to the meta-object compiler, which writes the others, it is a pure one.
+#ifdef Q_MOC_RUN
+    void hasChanged(int flags) = 0;
+#else
     void hasChanged(int flags);
+#endif
+
+private:
+    friend class TrackedObject;
+
+    TrackedObject *listeningObject() const;
+    bool tellObject(int flags);
+
+    bool m_madeByObject = false; // key frames that others make tell no object
 };

@@ -30,9 +30,7 @@ TrackedObject::TrackedObject(QObject *parent)
     auto *wholeVideo = new FrameSpan(this, FrameSpan::Hidden, 0, frameCount - 1);
     for (int frame = 0; frame < frameCount; ++frame) {
         auto *keyFrame = new KeyFrame(this, frame, KeyFrame::None);
-        // Not to the slot: its sender() searches all connections of this object.
-        connect(keyFrame, &KeyFrame::hasChanged, this,
-                [this, keyFrame](int flags) { handleKeyFrameChange(*keyFrame, flags); });
+        keyFrame->m_madeByObject = true;
         keyFrames.append(keyFrame);
         frameSpans.append(wholeVideo);
     }
@@ -102,19 +100,30 @@ void TrackedObject::keyFrameChanged(int flags)
 
 void TrackedObject::handleKeyFrameChange(const KeyFrame &keyFrame, int flags)
 {
-    if (!(flags & KeyFrame::TypeChanged))
-        return;
+    if ((flags & KeyFrame::TypeChanged) && changesSpans(keyFrame))
+        rebuildSpans(keyFrame);
+}
+
+bool TrackedObject::changesSpans(const KeyFrame &keyFrame) const
+{
     switch (keyFrame.type) {
     case KeyFrame::Visible:
     case KeyFrame::Occluded:
-        userKeyFrameSet(keyFrame.frame);
-        break;
+        return !isBoundary(keyFrame.frame);
     case KeyFrame::None:
-        keyFrameRemoved(keyFrame.frame);
-        break;
+        return isBoundary(keyFrame.frame) || isEdge(keyFrame.frame);
     case KeyFrame::Automatic: // automatic polygons never change the spans
         break;
     }
+    return false;
+}
+
+void TrackedObject::rebuildSpans(const KeyFrame &keyFrame)
+{
+    if (keyFrame.type == KeyFrame::None)
+        keyFrameRemoved(keyFrame.frame);
+    else
+        userKeyFrameSet(keyFrame.frame);
 }
 
 DataState *TrackedObject::state() const
@@ -143,8 +152,6 @@ bool TrackedObject::isUserKeyFrame(int frame) const
 // after    [a -------- f][f ------ b]   filled frames on both sides are cleared
 void TrackedObject::userKeyFrameSet(int frame)
 {
-    if (isBoundary(frame))
-        return;
     if (!isEdge(frame))
         splitSpanAt(frame);
 
@@ -165,10 +172,7 @@ void TrackedObject::userKeyFrameSet(int frame)
 // after    [a -------------------- b]   everything inside is cleared
 void TrackedObject::keyFrameRemoved(int frame)
 {
-    const bool boundary = isBoundary(frame);
-    if (!boundary && !isEdge(frame))
-        return;
-    if (boundary)
+    if (isBoundary(frame))
         mergeSpansAt(frame);
 
     // On the last frame this is the span that its entry names, which may be an earlier one.
@@ -212,7 +216,7 @@ void TrackedObject::showIfHidden(FrameSpan *span, int otherEnd)
         span->setType(FrameSpan::Visible);
 }
 
-// Re-enters handleKeyFrameChange() for every frame, which returns at once for frames inside a span.
+// Re-enters changesSpans() for every frame, which denies it for frames inside a span.
 void TrackedObject::clearBetween(int first, int last)
 {
     for (int i = first + 1; i < last; ++i)

@@ -84,8 +84,12 @@ signals:
     void hasChanged(int flags);
 
 private:
+    friend class KeyFrame; // tells of its changes
+
     DataState *state() const;
     void handleKeyFrameChange(const KeyFrame &keyFrame, int flags);
+    bool changesSpans(const KeyFrame &keyFrame) const;
+    void rebuildSpans(const KeyFrame &keyFrame);
     bool isEdge(int frame) const;
     bool isBoundary(int frame) const;
     bool isUserKeyFrame(int frame) const;

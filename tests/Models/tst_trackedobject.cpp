@@ -7,6 +7,10 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <functional>
+#include <memory>
+#include <thread>
+
 using ModelChecks::chain;
 using ModelChecks::chainText;
 
@@ -68,7 +72,32 @@ void stack(TrackedObject *object, const QList<int> &values)
         object->keyFrames.at(i)->zOrder = values.at(i);
 }
 
+using Emission = std::function<void(KeyFrame *)>;
+
+/// Lets a key frame emit through the signal of another one.
+void emitThroughASignal(KeyFrame *key)
+{
+    KeyFrame relay(key->object, 0, KeyFrame::None);
+    QObject::connect(&relay, &KeyFrame::hasChanged, key, &KeyFrame::hasChanged);
+    emit relay.hasChanged(KeyFrame::TypeChanged);
+}
+
+/// The same with the signals connected by their names.
+void emitThroughANamedSignal(KeyFrame *key)
+{
+    KeyFrame relay(key->object, 0, KeyFrame::None);
+    QObject::connect(&relay, SIGNAL(hasChanged(int)), key, SIGNAL(hasChanged(int)));
+    emit relay.hasChanged(KeyFrame::TypeChanged);
+}
+
+void emitByName(KeyFrame *key)
+{
+    QMetaObject::invokeMethod(key, "hasChanged", Q_ARG(int, KeyFrame::TypeChanged));
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(Emission)
 
 class TestTrackedObject : public QObject
 {
@@ -106,6 +135,14 @@ private slots:
     // Which changes count
     void aPolygonChangeLeavesSpansAlone();
     void flagsAreTestedAsBits();
+    void everyWayOfEmittingReachesTheObject_data();
+    void everyWayOfEmittingReachesTheObject();
+    void theObjectHearsAKeyFrameFirst();
+    void aBlockedKeyFrameTellsNobody();
+    void aChangeOnAnotherThreadArrivesLater();
+    void aKeyFrameMadeByHandTellsNoObject();
+    void theObjectMayBeDeletedWhileItsKeyFrameAnnounces();
+    void keyFramesOfADyingObjectMayStillChange();
     void theSlotActsOnItsSender();
     void automaticKeyFramesLeaveSpansAlone_data();
     void automaticKeyFramesLeaveSpansAlone();
@@ -484,6 +521,107 @@ void TestTrackedObject::flagsAreTestedAsBits()
     key->type = KeyFrame::Visible;
     emit key->hasChanged(KeyFrame::PolygonChanged | KeyFrame::TypeChanged);
     QCOMPARE(chainText(object), QStringLiteral("0-50 Hidden, 50-99 Hidden"));
+}
+
+void TestTrackedObject::everyWayOfEmittingReachesTheObject_data()
+{
+    QTest::addColumn<Emission>("send");
+    QTest::newRow("the setter") << Emission([](KeyFrame *key) { key->setType(KeyFrame::Visible); });
+    QTest::newRow("an annotation") << Emission([](KeyFrame *key) { annotate(key->object, 5, outline); });
+    QTest::newRow("from outside") << Emission(
+        [](KeyFrame *key) { emit key->hasChanged(KeyFrame::TypeChanged); });
+    QTest::newRow("by its name") << Emission(emitByName);
+    QTest::newRow("by another signal") << Emission(emitThroughASignal);
+    QTest::newRow("by another signal, both by name") << Emission(emitThroughANamedSignal);
+}
+
+void TestTrackedObject::everyWayOfEmittingReachesTheObject()
+{
+    QFETCH(Emission, send);
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    KeyFrame *key = object->keyFrames.at(5);
+    key->type = KeyFrame::Visible; // for the ways that only announce it
+    QSignalSpy changes(object, &TrackedObject::hasChanged);
+    QSignalSpy keyChanges(key, &KeyFrame::hasChanged);
+    send(key);
+    QCOMPARE(chainText(object), QStringLiteral("0-5 Hidden, 5-9 Hidden"));
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(keyChanges.last().first().toInt(), int(KeyFrame::TypeChanged));
+}
+
+void TestTrackedObject::theObjectHearsAKeyFrameFirst()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    SignalRecorder recorder;
+    recorder.watch(object);
+    object->keyFrames.at(0)->type = KeyFrame::Visible;
+    fill(object, {3});
+    recorder.log.clear();
+    emit object->keyFrames.at(0)->hasChanged(KeyFrame::TypeChanged);
+    QCOMPARE(recorder.log.first(), QStringLiteral("key 1: polygon"));
+    QCOMPARE(recorder.log.mid(recorder.log.size() - 2), QStringList({"object: spans", "key 0: type"}));
+}
+
+void TestTrackedObject::aBlockedKeyFrameTellsNobody()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    SignalRecorder recorder;
+    recorder.watch(object);
+    KeyFrame *key = object->keyFrames.at(5);
+    const QSignalBlocker blocker(key);
+    key->setType(KeyFrame::Visible);
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+    QCOMPARE(recorder.log, QStringList());
+}
+
+void TestTrackedObject::aChangeOnAnotherThreadArrivesLater()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    SignalRecorder recorder;
+    recorder.watch(object);
+    std::thread([object] { object->keyFrames.at(5)->setType(KeyFrame::Visible); }).join();
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+    QCOMPARE(recorder.log, QStringList());
+    QCoreApplication::processEvents();
+    QCOMPARE(chainText(object), QStringLiteral("0-5 Hidden, 5-9 Hidden"));
+    QCOMPARE(recorder.log.mid(recorder.log.size() - 2), QStringList({"object: spans", "key 5: type"}));
+}
+
+void TestTrackedObject::aKeyFrameMadeByHandTellsNoObject()
+{
+    TestProject project(10);
+    TrackedObject *object = project.addObject();
+    KeyFrame handMade(object, 5, KeyFrame::None);
+    handMade.annotate(outline, KeyFrame::Visible);
+    QCOMPARE(chainText(object), QStringLiteral("0-9 Hidden"));
+}
+
+void TestTrackedObject::theObjectMayBeDeletedWhileItsKeyFrameAnnounces()
+{
+    TestProject project(10);
+    auto *object = new TrackedObject(project.state());
+    KeyFrame *key = object->keyFrames.at(5);
+    int heard = 0;
+    connect(object, &TrackedObject::hasChanged, this, [object] { delete object; });
+    connect(key, &KeyFrame::hasChanged, this, [&heard] { ++heard; });
+    key->setType(KeyFrame::Visible);
+    QCOMPARE(heard, 0);
+}
+
+void TestTrackedObject::keyFramesOfADyingObjectMayStillChange()
+{
+    TestProject project(10);
+    auto object = std::make_unique<TrackedObject>(project.state());
+    KeyFrame *last = object->keyFrames.last();
+    QSignalSpy changes(last, &KeyFrame::hasChanged);
+    connect(object->keyFrames.first(), &QObject::destroyed, last,
+            [last] { last->setType(KeyFrame::Visible); });
+    object.reset();
+    QCOMPARE(changes.count(), 1);
 }
 
 void TestTrackedObject::theSlotActsOnItsSender()
