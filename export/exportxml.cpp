@@ -3,47 +3,42 @@
 #include "export/exportxml.h"
 
 #include "core/datastate.h"
+#include "export/xmlfilewriter.h"
 
 #include <QFile>
-#include <QXmlStreamWriter>
 
 #include <cmath>
+#include <string>
 
 namespace
 {
 
-const QString viperNamespace = QStringLiteral("http://lamp.cfar.umd.edu/viper#");
-const QString viperDataNamespace = QStringLiteral("http://lamp.cfar.umd.edu/viperdata#");
-
-QString rounded(double value)
-{
-    return QString::number(std::round(value), 'g', 6);
-}
+constexpr const char *viperNamespace = "http://lamp.cfar.umd.edu/viper#";
+constexpr const char *viperDataNamespace = "http://lamp.cfar.umd.edu/viperdata#";
 
 QString withoutBlanks(QString name)
 {
     return name.replace(QLatin1Char(' '), QLatin1Char('_'));
 }
 
-QString annotationMode(KeyFrame::Type type)
+const char *annotationMode(KeyFrame::Type type)
 {
     switch (type) {
     case KeyFrame::None:
-        return QStringLiteral("NA");
+        return "NA";
     case KeyFrame::Visible:
     case KeyFrame::Occluded:
-        return QStringLiteral("Manual");
+        return "Manual";
     case KeyFrame::Automatic:
-        return QStringLiteral("Automatic");
+        return "Automatic";
     }
-    return QString();
+    return "";
 }
 
 /// Word for a value of KeyFrame::Type or FrameSpan::Type, which agree from 0 to 2.
-QString objectModeOfValue(int value)
+const char *objectModeOfValue(int value)
 {
-    static const QString words[] = {QStringLiteral("NA"), QStringLiteral("Visible"),
-                                    QStringLiteral("Occluded")};
+    static const char *const words[] = {"NA", "Visible", "Occluded"};
     return words[value];
 }
 
@@ -55,16 +50,16 @@ const FrameSpan *coveringSpan(const TrackedObject &object, int frame)
     return covers || frame == 0 ? span : object.frameSpans.at(frame - 1);
 }
 
-QString objectMode(const KeyFrame &keyFrame)
+const char *objectMode(const KeyFrame &keyFrame)
 {
     if (keyFrame.type == KeyFrame::Automatic)
         return objectModeOfValue(coveringSpan(*keyFrame.object, keyFrame.frame)->type);
     return objectModeOfValue(keyFrame.type);
 }
 
-QString frameSpanText(int first, int last)
+std::string frameSpanText(int first, int last)
 {
-    return QString::number(first) + QLatin1Char(':') + QString::number(last);
+    return std::to_string(first) + ':' + std::to_string(last);
 }
 
 bool isHiddenThroughout(const TrackedObject &object)
@@ -86,95 +81,90 @@ public:
 
     void write()
     {
-        m_xml.writeStartDocument();
-        m_xml.setAutoFormatting(true);
-        m_xml.writeStartElement(QStringLiteral("viper"));
-        attribute("xmlns", viperNamespace);
-        attribute("xmlns:data", viperDataNamespace);
+        m_xml.startDocument();
+        m_xml.startElement("viper");
+        m_xml.attribute("xmlns", viperNamespace);
+        m_xml.attribute("xmlns:data", viperDataNamespace);
         writeConfig();
         writeData();
-        m_xml.writeEndElement();
-        m_xml.writeEndDocument();
+        m_xml.endElement();
+        m_xml.endDocument();
     }
 
 private:
-    void attribute(const char *name, const QString &value)
-    {
-        m_xml.writeAttribute(QLatin1String(name), value);
-    }
-
     void writeConfig()
     {
-        m_xml.writeStartElement(QStringLiteral("config"));
+        m_xml.startElement("config");
         writeInformationDescriptor();
         for (const TrackedObject *object : m_state.objects)
             writeObjectDescriptor(*object);
-        m_xml.writeEndElement();
+        m_xml.endElement();
     }
 
     void writeInformationDescriptor()
     {
-        m_xml.writeStartElement(QStringLiteral("descriptor"));
-        attribute("type", QStringLiteral("FILE"));
-        attribute("name", QStringLiteral("Information"));
+        m_xml.startElement("descriptor");
+        m_xml.attribute("type", "FILE");
+        m_xml.attribute("name", "Information");
         for (const char *name : {"NUMFRAMES", "FPS", "H-FRAME-SIZE", "V-FRAME-SIZE"}) {
-            m_xml.writeStartElement(QStringLiteral("attribute"));
-            attribute("dynamic", QStringLiteral("false"));
-            attribute("type", QStringLiteral("dvalue"));
-            attribute("name", QLatin1String(name));
-            m_xml.writeEndElement();
+            m_xml.startElement("attribute");
+            m_xml.attribute("dynamic", "false");
+            m_xml.attribute("type", "dvalue");
+            m_xml.attribute("name", name);
+            m_xml.endElement();
         }
-        m_xml.writeEndElement();
+        m_xml.endElement();
     }
 
     // Declares the bounding box in both variants.
     void writeObjectDescriptor(const TrackedObject &object)
     {
-        m_xml.writeStartElement(QStringLiteral("descriptor"));
-        attribute("type", QStringLiteral("OBJECT"));
-        attribute("name", withoutBlanks(object.name));
-        m_xml.writeStartElement(QStringLiteral("attribute"));
-        attribute("dynamic", isHiddenThroughout(object) ? QStringLiteral("false") : QStringLiteral("true"));
-        attribute("type", QStringLiteral("bbox"));
-        attribute("name", QStringLiteral("BoundingBox"));
-        m_xml.writeEndElement();
-        m_xml.writeEndElement();
+        m_xml.startElement("descriptor");
+        m_xml.attribute("type", "OBJECT");
+        m_xml.textAttribute("name", withoutBlanks(object.name));
+        m_xml.startElement("attribute");
+        m_xml.attribute("dynamic", isHiddenThroughout(object) ? "false" : "true");
+        m_xml.attribute("type", "bbox");
+        m_xml.attribute("name", "BoundingBox");
+        m_xml.endElement();
+        m_xml.endElement();
     }
 
     void writeData()
     {
-        m_xml.writeStartElement(QStringLiteral("data"));
-        m_xml.writeStartElement(QStringLiteral("sourcefile"));
-        attribute("filename", m_state.video->fileName());
+        m_xml.startElement("data");
+        m_xml.startElement("sourcefile");
+        m_xml.textAttribute("filename", m_state.video->fileName());
         writeInformation();
         for (const TrackedObject *object : m_state.objects)
             writeObject(*object);
-        m_xml.writeEndElement();
-        m_xml.writeEndElement();
+        m_xml.endElement();
+        m_xml.endElement();
     }
 
     void writeInformation()
     {
         const VideoContainer &video = *m_state.video;
-        m_xml.writeStartElement(QStringLiteral("file"));
-        attribute("id", QStringLiteral("0"));
-        attribute("name", QStringLiteral("Information"));
-        writeInformationValue("NUMFRAMES", QString::number(video.frameCount));
-        writeInformationValue("FPS", QString::number(video.fps, 'g', 6));
+        m_xml.startElement("file");
+        m_xml.attribute("id", "0");
+        m_xml.attribute("name", "Information");
+        writeInformationValue("NUMFRAMES", video.frameCount);
+        writeInformationValue("FPS", video.fps);
         // Height and width stand under each other's name; readers of these files expect them so.
-        writeInformationValue("H-FRAME-SIZE", QString::number(video.height));
-        writeInformationValue("V-FRAME-SIZE", QString::number(video.width));
-        m_xml.writeEndElement();
+        writeInformationValue("H-FRAME-SIZE", video.height);
+        writeInformationValue("V-FRAME-SIZE", video.width);
+        m_xml.endElement();
     }
 
-    void writeInformationValue(const char *name, const QString &value)
+    template <typename Number>
+    void writeInformationValue(const char *name, Number value)
     {
-        m_xml.writeStartElement(QStringLiteral("attribute"));
-        attribute("name", QLatin1String(name));
-        m_xml.writeStartElement(QStringLiteral("data:dvalue"));
-        attribute("value", value);
-        m_xml.writeEndElement();
-        m_xml.writeEndElement();
+        m_xml.startElement("attribute");
+        m_xml.attribute("name", name);
+        m_xml.startElement("data:dvalue");
+        m_xml.attribute("value", value);
+        m_xml.endElement();
+        m_xml.endElement();
     }
 
     void writeObject(const TrackedObject &object)
@@ -187,49 +177,48 @@ private:
         if (annotated.isEmpty())
             return;
         const QString name = withoutBlanks(object.name);
-        m_xml.writeStartElement(QStringLiteral("object"));
-        attribute("id", QString::number(object.id));
-        attribute("framespan", frameSpanText(annotated.first()->frame, annotated.last()->frame));
-        attribute("name", name);
-        m_xml.writeStartElement(QStringLiteral("attribute"));
-        attribute("name", name); // the object's own name, not the declared "BoundingBox"
+        m_xml.startElement("object");
+        m_xml.attribute("id", object.id);
+        m_xml.attribute("framespan", frameSpanText(annotated.first()->frame, annotated.last()->frame));
+        m_xml.textAttribute("name", name);
+        m_xml.startElement("attribute");
+        m_xml.textAttribute("name", name); // the object's own name, not the declared "BoundingBox"
         for (const KeyFrame *keyFrame : qAsConst(annotated))
             writeKeyFrame(*keyFrame);
-        m_xml.writeEndElement();
-        m_xml.writeEndElement();
+        m_xml.endElement();
+        m_xml.endElement();
     }
 
     void writeKeyFrame(const KeyFrame &keyFrame)
     {
-        m_xml.writeStartElement(m_boundingBoxes ? QStringLiteral("data:bbox")
-                                                : QStringLiteral("data:polygone"));
+        m_xml.startElement(m_boundingBoxes ? "data:bbox" : "data:polygone");
         const QRectF box = keyFrame.polygon.boundingRect();
-        attribute("x", rounded(box.left()));
-        attribute("y", rounded(box.top()));
-        attribute("width", rounded(box.width()));
-        attribute("height", rounded(box.height()));
+        m_xml.attribute("x", std::round(box.left()));
+        m_xml.attribute("y", std::round(box.top()));
+        m_xml.attribute("width", std::round(box.width()));
+        m_xml.attribute("height", std::round(box.height()));
         if (!m_boundingBoxes) {
-            attribute("zorder", QString::number(keyFrame.zOrder));
-            attribute("annotationmode", annotationMode(keyFrame.type));
-            attribute("objectmode", objectMode(keyFrame));
+            m_xml.attribute("zorder", keyFrame.zOrder);
+            m_xml.attribute("annotationmode", annotationMode(keyFrame.type));
+            m_xml.attribute("objectmode", objectMode(keyFrame));
         }
-        attribute("framespan", frameSpanText(keyFrame.frame, keyFrame.frame));
+        m_xml.attribute("framespan", frameSpanText(keyFrame.frame, keyFrame.frame));
         if (!m_boundingBoxes)
             writePoints(keyFrame.polygon);
-        m_xml.writeEndElement();
+        m_xml.endElement();
     }
 
     void writePoints(const QPolygonF &polygon)
     {
         for (const QPointF &point : polygon) {
-            m_xml.writeStartElement(QStringLiteral("data:point"));
-            attribute("x", rounded(point.x()));
-            attribute("y", rounded(point.y()));
-            m_xml.writeEndElement();
+            m_xml.startElement("data:point");
+            m_xml.attribute("x", std::round(point.x()));
+            m_xml.attribute("y", std::round(point.y()));
+            m_xml.endElement();
         }
     }
 
-    QXmlStreamWriter m_xml;
+    XmlFileWriter m_xml;
     const DataState &m_state;
     bool m_boundingBoxes;
 };

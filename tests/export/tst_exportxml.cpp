@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "export/exportxml.h"
+#include "tests/export/plainexport.h"
+#include "tests/support/failingdisk.h"
 #include "tests/support/testproject.h"
 
 #include <QDir>
@@ -9,6 +11,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <QXmlStreamReader>
+
+#include <limits>
+#include <random>
 
 namespace
 {
@@ -155,7 +160,156 @@ const char goldenTail[] = R"(        </sourcefile>
 </viper>
 )";
 
+using Random = std::mt19937;
+
+int below(Random &random, int end)
+{
+    return static_cast<int>(random() % static_cast<unsigned>(end));
+}
+
+/// What a random project is made of.
+struct Mixture {
+    int projects;
+    int mostFrames;
+    int mostVertices;
+    bool oddNumbers;  // as damaged projects hold them
+    bool oddNames;    // all kinds of characters
+    bool brokenNames; // half surrogate pairs
+};
+
+double oddNumber(Random &random)
+{
+    using Limits = std::numeric_limits<double>;
+    static const QVector<double> numbers{-0.0,
+                                         -0.3,
+                                         -0.5,
+                                         0.49999999999999994,
+                                         999999.4,
+                                         999999.5,
+                                         -999999.5,
+                                         -999999.4,
+                                         1e6,
+                                         -1e6,
+                                         2147483647.0,
+                                         -2147483648.0,
+                                         9.3e18,
+                                         1e300,
+                                         Limits::max(),
+                                         Limits::lowest(),
+                                         Limits::denorm_min(),
+                                         Limits::infinity(),
+                                         -Limits::infinity(),
+                                         Limits::quiet_NaN(),
+                                         1234565.0};
+    return numbers.at(below(random, numbers.size()));
+}
+
+double coordinate(Random &random, const Mixture &mixture)
+{
+    if (mixture.oddNumbers && below(random, 2) == 0)
+        return oddNumber(random);
+    return (below(random, 300000) - 50000) / 100.0;
+}
+
+int wholeNumber(Random &random, const Mixture &mixture)
+{
+    return mixture.oddNumbers ? static_cast<int>(random()) : below(random, 5000);
+}
+
+QString oddCharacter(Random &random)
+{
+    switch (below(random, 5)) {
+    case 0:
+        return QChar(below(random, 0x80)); // control characters, blanks, marks of XML
+    case 1:
+        return QChar(0x80 + below(random, 0xd800 - 0x80));
+    case 2:
+        return QChar(0xe000 + below(random, 0x2000));
+    case 3:
+        return QChar(0xffff - below(random, 4)); // among them two that are no characters
+    default:
+        const uint character = 0x10000 + random() % 0x100000;
+        return QString::fromUcs4(&character, 1);
+    }
+}
+
+QString randomName(Random &random, const Mixture &mixture)
+{
+    QString name;
+    for (int left = below(random, 10); left > 0; --left)
+        name += mixture.oddNames ? oddCharacter(random) : QString(QLatin1Char("a b_"[below(random, 4)]));
+    if (mixture.brokenNames && below(random, 3) == 0)
+        name.insert(below(random, name.size() + 1), QChar(0xd800 + below(random, 0x800)));
+    return name;
+}
+
+QPolygonF randomOutline(Random &random, const Mixture &mixture)
+{
+    QPolygonF outline;
+    for (int left = below(random, mixture.mostVertices + 1); left > 0; --left) {
+        const double x = coordinate(random, mixture);
+        outline.append(QPointF(x, coordinate(random, mixture)));
+    }
+    return outline;
+}
+
+void randomizeSpans(Random &random, TrackedObject *object)
+{
+    for (int left = below(random, 4); left > 0; --left)
+        object->keyFrames.at(below(random, object->keyFrames.size()))->setType(KeyFrame::Visible);
+    for (FrameSpan *span : qAsConst(object->frameSpans))
+        span->type = static_cast<FrameSpan::Type>(below(random, 3));
+}
+
+void addRandomObject(Random &random, const Mixture &mixture, TestProject &project)
+{
+    TrackedObject *object = project.addObject();
+    object->name = randomName(random, mixture);
+    object->id = wholeNumber(random, mixture);
+    randomizeSpans(random, object);
+    for (KeyFrame *keyFrame : qAsConst(object->keyFrames)) {
+        keyFrame->polygon = randomOutline(random, mixture);
+        keyFrame->type = static_cast<KeyFrame::Type>(below(random, 4));
+        keyFrame->zOrder = wholeNumber(random, mixture);
+    }
+}
+
+void fillRandomly(Random &random, const Mixture &mixture, TestProject &project)
+{
+    project->video->videoPath = QStringLiteral("/videos/") + randomName(random, mixture);
+    project->video->width = wholeNumber(random, mixture);
+    project->video->height = wholeNumber(random, mixture);
+    project->video->fps = mixture.oddNumbers ? oddNumber(random) : below(random, 60000) / 1001.0;
+    for (int left = below(random, 5); left > 0; --left)
+        addRandomObject(random, mixture, project);
+}
+
+/// A project whose document fills many of the pieces in which it is written.
+void annotateAtLength(TestProject &project)
+{
+    TrackedObject *object = project.addObject();
+    for (KeyFrame *keyFrame : qAsConst(object->keyFrames))
+        keyFrame->polygon = rectangle(keyFrame->frame, 0, 5, 5);
+}
+
+/// A file whose second write fails, and that one alone.
+class StumblingFile : public QFile
+{
+public:
+    using QFile::QFile;
+
+    int writes = 0;
+
+protected:
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        return ++writes == 2 ? -1 : QFile::writeData(data, size);
+    }
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Mixture)
 
 class TestExportXml : public QObject
 {
@@ -195,6 +349,11 @@ private slots:
     void fileThatCannotBeOpenedIsLeftAlone();
     void fileThatIsOpenAlreadyIsLeftAlone();
     void exportChangesNothing();
+    void documentsAreThoseOfAPlainWriter_data();
+    void documentsAreThoseOfAPlainWriter();
+    void fullDiskIsToldAndToldAgain_data();
+    void fullDiskIsToldAndToldAgain();
+    void nothingFollowsAFailedWrite();
 
 private:
     QByteArray exported(DataState *state, bool boundingBoxes)
@@ -681,6 +840,84 @@ void TestExportXml::exportChangesNothing()
     QCOMPARE(exported(project.state(), false), first);
     QCOMPARE(changes, 0);
     QCOMPARE(project->objects.first()->name, QStringLiteral("my car"));
+}
+
+void TestExportXml::documentsAreThoseOfAPlainWriter_data()
+{
+    QTest::addColumn<Mixture>("mixture");
+    QTest::newRow("sound projects") << Mixture{100, 40, 6, false, false, false};
+    QTest::newRow("long documents") << Mixture{8, 400, 30, false, true, false};
+    QTest::newRow("odd numbers") << Mixture{100, 40, 6, true, false, false};
+    QTest::newRow("odd names") << Mixture{300, 4, 3, false, true, false};
+    QTest::newRow("names with half surrogate pairs") << Mixture{200, 4, 3, false, true, true};
+}
+
+void TestExportXml::documentsAreThoseOfAPlainWriter()
+{
+    QFETCH(Mixture, mixture);
+    for (int seed = 0; seed < mixture.projects; ++seed) {
+        Random random(static_cast<unsigned>(seed));
+        TestProject project(1 + below(random, mixture.mostFrames));
+        fillRandomly(random, mixture, project);
+        for (const bool boundingBoxes : {false, true}) {
+            const QByteArray expected = plainExport(*project, boundingBoxes);
+            const QByteArray document = exported(project.state(), boundingBoxes);
+            const QList<QByteArray> lines = document.split('\n');
+            const QList<QByteArray> expectedLines = expected.split('\n');
+            for (int i = 0; i < qMin(lines.size(), expectedLines.size()); ++i)
+                QVERIFY2(lines.at(i) == expectedLines.at(i),
+                         QStringLiteral("project %1, line %2: %3 instead of %4")
+                             .arg(QString::number(seed), QString::number(i + 1),
+                                  QString::fromUtf8(lines.at(i)), QString::fromUtf8(expectedLines.at(i)))
+                             .toUtf8());
+            QCOMPARE(document.size(), expected.size());
+        }
+    }
+}
+
+void TestExportXml::fullDiskIsToldAndToldAgain_data()
+{
+    QTest::addColumn<int>("room"); // bytes, from the end where negative
+    QTest::newRow("no room") << 0;
+    QTest::newRow("room for a part of the first piece") << 1000;
+    QTest::newRow("room for a few pieces") << 65536;
+    QTest::newRow("room for a few pieces and a part") << 100000;
+    QTest::newRow("one byte too little") << -1;
+}
+
+void TestExportXml::fullDiskIsToldAndToldAgain()
+{
+    QFETCH(int, room);
+    TestProject project(1000);
+    annotateAtLength(project);
+    const QByteArray document = exported(project.state(), false);
+    QVERIFY(document.size() > 200000);
+    const int written = room < 0 ? document.size() + room : room;
+    QFile file(m_folder.filePath(QStringLiteral("full.xml")));
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(written));
+        QVERIFY(ExportXML(project.state(), &file, false).saveXML());
+        QCOMPARE(file.error(), QFile::WriteError);
+        file.close();
+        QCOMPARE(file.error(), QFile::WriteError);
+    }
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll() == document.left(written));
+}
+
+void TestExportXml::nothingFollowsAFailedWrite()
+{
+    TestProject project(1000);
+    annotateAtLength(project);
+    const QByteArray document = exported(project.state(), false);
+    StumblingFile file(m_folder.filePath(QStringLiteral("stumbling.xml")));
+    QVERIFY(ExportXML(project.state(), &file, false).saveXML());
+    QCOMPARE(file.writes, 2);
+    file.close();
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray start = file.readAll();
+    QVERIFY(!start.isEmpty());
+    QVERIFY(document.startsWith(start));
 }
 
 QTEST_APPLESS_MAIN(TestExportXml)
