@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "processing/outlineedit.h"
 
+#include "tests/support/outlinerows.h"
+
 #include <QRandomGenerator>
 #include <QtTest>
 
@@ -12,11 +14,6 @@ namespace
 {
 
 constexpr double pi = 3.141592653589793;
-
-QPolygonF polygonOf(std::initializer_list<QPointF> points)
-{
-    return QPolygonF(QVector<QPointF>(points));
-}
 
 const QPointF p0(50, 50);
 const QPointF p1(150, 150);
@@ -180,12 +177,7 @@ void TestOutlineEdit::theChoiceAgreesWithTheRuleOnRandomPolygons()
 
 void TestOutlineEdit::aVertexOnAVertexIsPlacedByTheAngles_data()
 {
-    QTest::addColumn<int>("vertex");
-    QTest::addColumn<int>("index");
-    QTest::newRow("second vertex: the later edge") << 1 << 2;
-    QTest::newRow("third vertex: the later edge") << 2 << 3;
-    QTest::newRow("fourth vertex: the earlier edge") << 3 << 3;
-    QTest::newRow("first vertex: the closing edge") << 0 << 4;
+    addVertexOnVertexRows();
 }
 
 void TestOutlineEdit::aVertexOnAVertexIsPlacedByTheAngles()

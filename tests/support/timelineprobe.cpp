@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QLayout>
 #include <QScrollArea>
+#include <QtTest>
 
 QList<TrackedObjectLabel *> labelsOf(const TimeLine *timeLine)
 {
@@ -71,4 +72,18 @@ bool chooseAt(const TimeLine *timeLine, QPointF scenePoint, const QStringList &p
     bool chosen = false;
     return withMenu(timeLine, scenePoint, [&](QMenu *menu) { chosen = MenuDriver::choose(menu, path); }) &&
            chosen;
+}
+
+void addPositionRows()
+{
+    QTest::addColumn<int>("position");
+    QTest::addColumn<int>("frame");
+    QTest::newRow("left edge") << 0 << 0;
+    QTest::newRow("end of the first column") << 39 << 0;
+    QTest::newRow("start of the second column") << 40 << 1;
+    QTest::newRow("end of the second column") << 79 << 1;
+    QTest::newRow("far to the right") << 4000 << 100;
+    QTest::newRow("just left of the video") << -1 << -1;
+    QTest::newRow("a column left of the video") << -40 << -1;
+    QTest::newRow("more than a column left of the video") << -41 << -2;
 }

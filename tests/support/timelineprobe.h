@@ -31,3 +31,6 @@ QList<double> rowsOf(const TimeLine *timeLine, const TrackedObject *object);
 bool withMenu(const TimeLine *timeLine, QPointF scenePoint, const std::function<void(QMenu *)> &handle);
 /// Chooses an entry of the context menu at a point.
 bool chooseAt(const TimeLine *timeLine, QPointF scenePoint, const QStringList &path);
+
+/// Rows with a `position`, in pixels from the left edge of the video, and the `frame` it belongs to.
+void addPositionRows();

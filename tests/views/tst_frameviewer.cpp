@@ -3,6 +3,7 @@
 #include "tests/support/framestage.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
+#include "tests/support/outlinerows.h"
 #include "tests/support/sceneprobe.h"
 #include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
@@ -19,11 +20,6 @@
 
 namespace
 {
-
-QPolygonF polygonOf(std::initializer_list<QPointF> points)
-{
-    return QPolygonF(QVector<QPointF>(points));
-}
 
 const QPolygonF square = rectangle(100, 100, 100, 100); // (100,100) (100,200) (200,200) (200,100)
 
@@ -457,12 +453,7 @@ void TestFrameViewer::aLaterVertexGoesIntoTheNearestEdgeWithoutTurningAnything()
 
 void TestFrameViewer::aVertexOnAVertexIsPlacedByTheAngles_data()
 {
-    QTest::addColumn<int>("vertex");
-    QTest::addColumn<int>("index");
-    QTest::newRow("second vertex: the later edge") << 1 << 2;
-    QTest::newRow("third vertex: the later edge") << 2 << 3;
-    QTest::newRow("fourth vertex: the earlier edge") << 3 << 3;
-    QTest::newRow("first vertex: the closing edge") << 0 << 4;
+    addVertexOnVertexRows();
 }
 
 void TestFrameViewer::aVertexOnAVertexIsPlacedByTheAngles()

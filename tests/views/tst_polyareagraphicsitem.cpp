@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "tests/support/dragrows.h"
 #include "tests/support/framestage.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/mousedriver.h"
@@ -18,8 +19,6 @@
 
 #include <algorithm>
 #include <cmath>
-
-Q_DECLARE_METATYPE(Qt::MouseButton)
 
 namespace
 {
@@ -63,24 +62,6 @@ int visibleHandles(const PolyAreaGraphicsItem *item)
     return static_cast<int>(
         std::count_if(item->polyPoints.cbegin(), item->polyPoints.cend(),
                       [](const PolyPointGraphicsItem *handle) { return handle->isVisible(); }));
-}
-
-QVector<QPointF> handlePoints(const PolyAreaGraphicsItem *item)
-{
-    QVector<QPointF> points;
-    for (const PolyPointGraphicsItem *handle : item->polyPoints)
-        points.append(handle->point);
-    return points;
-}
-
-void addTypeRows()
-{
-    QTest::addColumn<KeyFrame::Type>("before");
-    QTest::addColumn<KeyFrame::Type>("after");
-    QTest::newRow("visible") << KeyFrame::Visible << KeyFrame::Visible;
-    QTest::newRow("occluded") << KeyFrame::Occluded << KeyFrame::Occluded;
-    QTest::newRow("automatic") << KeyFrame::Automatic << KeyFrame::Visible;
-    QTest::newRow("none") << KeyFrame::None << KeyFrame::None;
 }
 
 } // namespace
@@ -394,7 +375,7 @@ void TestPolyAreaGraphicsItem::theMouseComingBackTakesThePolygonAlongAtOnce()
 
 void TestPolyAreaGraphicsItem::draggingThePolygonMakesAutomaticVisible_data()
 {
-    addTypeRows();
+    addDragTypeRows();
 }
 
 void TestPolyAreaGraphicsItem::draggingThePolygonMakesAutomaticVisible()
@@ -591,9 +572,7 @@ void TestPolyAreaGraphicsItem::leavingTheFrameDuringADragIsHarmless()
 
 void TestPolyAreaGraphicsItem::otherButtonsDoNotDragThePolygon_data()
 {
-    QTest::addColumn<Qt::MouseButton>("button");
-    QTest::newRow("right") << Qt::RightButton;
-    QTest::newRow("middle") << Qt::MiddleButton;
+    addOtherButtonRows();
 }
 
 void TestPolyAreaGraphicsItem::otherButtonsDoNotDragThePolygon()
@@ -682,7 +661,7 @@ void TestPolyAreaGraphicsItem::theSmallestMovementCounts()
 
 void TestPolyAreaGraphicsItem::movePolygonMovesTheKeyFrameAndResetsNothing_data()
 {
-    addTypeRows();
+    addDragTypeRows();
 }
 
 void TestPolyAreaGraphicsItem::movePolygonMovesTheKeyFrameAndResetsNothing()

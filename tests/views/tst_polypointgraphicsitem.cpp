@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "tests/support/dragrows.h"
 #include "tests/support/framestage.h"
 #include "tests/support/mousedriver.h"
 #include "tests/support/signalprobe.h"
@@ -13,30 +14,10 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-Q_DECLARE_METATYPE(Qt::MouseButton)
-
 namespace
 {
 
 const QPolygonF square = rectangle(100, 100, 60, 40); // (100,100) (100,140) (160,140) (160,100)
-
-QVector<QPointF> handlePoints(const PolyAreaGraphicsItem *item)
-{
-    QVector<QPointF> points;
-    for (const PolyPointGraphicsItem *handle : item->polyPoints)
-        points.append(handle->point);
-    return points;
-}
-
-void addTypeRows()
-{
-    QTest::addColumn<KeyFrame::Type>("before");
-    QTest::addColumn<KeyFrame::Type>("after");
-    QTest::newRow("visible") << KeyFrame::Visible << KeyFrame::Visible;
-    QTest::newRow("occluded") << KeyFrame::Occluded << KeyFrame::Occluded;
-    QTest::newRow("automatic") << KeyFrame::Automatic << KeyFrame::Visible;
-    QTest::newRow("none") << KeyFrame::None << KeyFrame::None;
-}
 
 } // namespace
 
@@ -217,7 +198,7 @@ void TestPolyPointGraphicsItem::draggingAVertexIsLimitedByWidthAndHeight()
 
 void TestPolyPointGraphicsItem::draggingAVertexMakesAutomaticVisible_data()
 {
-    addTypeRows();
+    addDragTypeRows();
 }
 
 void TestPolyPointGraphicsItem::draggingAVertexMakesAutomaticVisible()
@@ -295,9 +276,7 @@ void TestPolyPointGraphicsItem::withShiftAHandleTakesNoPress()
 
 void TestPolyPointGraphicsItem::otherButtonsDoNotDragAVertex_data()
 {
-    QTest::addColumn<Qt::MouseButton>("button");
-    QTest::newRow("right") << Qt::RightButton;
-    QTest::newRow("middle") << Qt::MiddleButton;
+    addOtherButtonRows();
 }
 
 void TestPolyPointGraphicsItem::otherButtonsDoNotDragAVertex()

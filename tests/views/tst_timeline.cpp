@@ -810,16 +810,7 @@ void TestTimeLine::anyObjectChangeReloads()
 
 void TestTimeLine::aPositionBecomesAFrame_data()
 {
-    QTest::addColumn<int>("position");
-    QTest::addColumn<int>("frame");
-    QTest::newRow("left edge") << 0 << 0;
-    QTest::newRow("end of the first column") << 39 << 0;
-    QTest::newRow("start of the second column") << 40 << 1;
-    QTest::newRow("end of the second column") << 79 << 1;
-    QTest::newRow("far to the right") << 4000 << 100;
-    QTest::newRow("just left of the video") << -1 << -1;
-    QTest::newRow("a column left of the video") << -40 << -1;
-    QTest::newRow("more than a column left of the video") << -41 << -2;
+    addPositionRows();
 }
 
 void TestTimeLine::aPositionBecomesAFrame()

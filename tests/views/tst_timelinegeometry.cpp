@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "views/timelinegeometry.h"
 
+#include "tests/support/timelineprobe.h"
+
 #include <QtTest>
 
 class TestTimeLineGeometry : public QObject
@@ -56,22 +58,13 @@ void TestTimeLineGeometry::columnsLieSideBySide()
 
 void TestTimeLineGeometry::aPositionBecomesAFrame_data()
 {
-    QTest::addColumn<int>("x");
-    QTest::addColumn<int>("frame");
-    QTest::newRow("left edge") << 0 << 0;
-    QTest::newRow("end of the first column") << 39 << 0;
-    QTest::newRow("start of the second column") << 40 << 1;
-    QTest::newRow("end of the second column") << 79 << 1;
-    QTest::newRow("far to the right") << 4000 << 100;
-    QTest::newRow("just left of the video") << -1 << -1;
-    QTest::newRow("a column left of the video") << -40 << -1;
-    QTest::newRow("more than a column left of the video") << -41 << -2;
+    addPositionRows();
 }
 
 void TestTimeLineGeometry::aPositionBecomesAFrame()
 {
-    QFETCH(int, x);
-    QTEST(TimeLineGeometry().xToFrame(x), "frame");
+    QFETCH(int, position);
+    QTEST(TimeLineGeometry().xToFrame(position), "frame");
 }
 
 void TestTimeLineGeometry::rowsLieBelowEachOther_data()
