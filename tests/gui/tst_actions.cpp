@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/testproject.h"
@@ -14,17 +14,11 @@
 #include <QTimer>
 #include <QtTest>
 
-class TestActions : public QObject
+class TestActions : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
-
     void frameActionsStopAtTheEnds();
     void frameActionsDoNothingWithoutVideo();
     void morphFillsTheFramesBetween();
@@ -33,9 +27,6 @@ private slots:
     void everyActionSurvivesANullCurrentObject();
     void closeWarnsWhenAVideoIsLoaded();
     void closeWithoutVideoIsSilent();
-
-private:
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestActions::frameActionsStopAtTheEnds()

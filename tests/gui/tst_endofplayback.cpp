@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "views/framenav.h"
@@ -53,17 +53,12 @@ private:
 
 } // namespace
 
-class TestEndOfPlayback : public QObject
+class TestEndOfPlayback : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
     void initTestCase();
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
 
     void newWhilePlayingEndsThePlayback();
     void openWhilePlayingEndsThePlayback();
@@ -79,7 +74,6 @@ private:
     QTemporaryDir m_clips;
     QString m_clip;
     QString m_slowClip;
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestEndOfPlayback::initTestCase()

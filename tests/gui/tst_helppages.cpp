@@ -1,30 +1,21 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "tests/support/dialogdriver.h"
 
 #include <QAction>
 #include <QTextDocument>
 #include <QtTest>
 
-class TestHelpPages : public QObject
+class TestHelpPages : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
-
     void licensePageNamesLicensesAndVersion();
     void aboutPageAsksForCitation();
     void aboutPageNamesTheProjectPageAndEndsWithACredit();
-
-private:
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestHelpPages::licensePageNamesLicensesAndVersion()

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "views/framenav.h"
 #include "views/trackedobjectlabel.h"
 
@@ -37,17 +37,11 @@ QList<QWidget *> focusableWidgets(const ProgramFixture &program)
 
 } // namespace
 
-class TestKeyboard : public QObject
+class TestKeyboard : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
-
     void arrowKeysStepFramesWhereverTheFocusIs();
     void textFieldsKeepTheirCursorKeys();
     void spacePlaysWhereverTheFocusIs();
@@ -57,9 +51,6 @@ private slots:
     void toolShortcutsTriggerTheirActions();
     void closeShortcutsCloseTheWindow_data();
     void closeShortcutsCloseTheWindow();
-
-private:
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestKeyboard::arrowKeysStepFramesWhereverTheFocusIs()

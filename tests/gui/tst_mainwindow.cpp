@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/testproject.h"
@@ -45,17 +45,12 @@ QStringList textsOf(const QList<QAction *> &actions)
 
 } // namespace
 
-class TestMainWindow : public QObject
+class TestMainWindow : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
     void initTestCase();
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
 
     void windowStartsInItsSizeWithoutTitle();
     void menusStandInOrder();
@@ -90,7 +85,6 @@ private slots:
 private:
     QTemporaryDir m_folder;
     QString m_clip;
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestMainWindow::initTestCase()

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
-#include "tests/gui/programfixture.h"
+#include "tests/gui/programtest.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/progresswatch.h"
@@ -41,17 +41,12 @@ public:
 
 } // namespace
 
-class TestNewProject : public QObject
+class TestNewProject : public ProgramTest
 {
     Q_OBJECT
 
-public:
-    static void initMain() { useTemporaryHome(); }
-
 private slots:
     void initTestCase();
-    void init() { m_program = std::make_unique<ProgramFixture>(); }
-    void cleanup() { m_program.reset(); }
 
     void newAsksForAVideo();
     void newTextsAreTranslatable();
@@ -72,7 +67,6 @@ private slots:
 private:
     QTemporaryDir m_folder;
     QString m_clip;
-    std::unique_ptr<ProgramFixture> m_program;
 };
 
 void TestNewProject::initTestCase()
