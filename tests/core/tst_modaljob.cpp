@@ -120,8 +120,11 @@ void TestModalJob::workRunsOnPoolThreads()
 {
     std::atomic<int> onGuiThread{0};
     QList<int> items = itemList(20);
-    QCOMPARE(run(items, [&onGuiThread](
-                            int &) { onGuiThread += QThread::currentThread() == qApp->thread() ? 1 : 0; }),
+    QCOMPARE(run(items,
+                 [&onGuiThread](int &) {
+                     onGuiThread +=
+                         QThread::currentThread() == QCoreApplication::instance()->thread() ? 1 : 0;
+                 }),
              Outcome::Finished);
     QCOMPARE(onGuiThread.load(), 0);
 }
