@@ -6,6 +6,7 @@
 #include "core/mainwindow.h"
 #include "processing/functions.h"
 #include "processing/outlineedit.h"
+#include "views/framecache.h"
 #include "views/framegraphicsview.h"
 #include "views/polyareagraphicsitem.h"
 
@@ -13,15 +14,19 @@
 #include <QGraphicsScene>
 #include <QHBoxLayout>
 
+#include <cstdlib>
+
 namespace
 {
 
 const QColor surround(64, 66, 70); // around the frame
+constexpr int framesAhead = 4;     // prepared in the direction of the last move
 
 } // namespace
 
 FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
     : QWidget(parent, flags)
+    , m_images(std::make_unique<FrameCache>())
 {
     view = new FrameGraphicsView(this);
     view->setObjectName(QStringLiteral("frameView"));
@@ -46,10 +51,13 @@ FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
     setDisabled(true);
 }
 
+FrameViewer::~FrameViewer() = default;
+
 void FrameViewer::connectToState()
 {
     disconnect(g_state, nullptr, this, nullptr);
     connect(g_state, &DataState::hasChanged, this, &FrameViewer::filterStateChange);
+    connect(g_state, &QObject::destroyed, this, &FrameViewer::forgetImages);
 }
 
 void FrameViewer::filterStateChange(int flags)
@@ -66,13 +74,42 @@ void FrameViewer::reload()
     }
     setDisabled(false);
     scene->clear();
-    const QImage image(g_state->video->getFramePath(g_state->currentFrame));
+    const QImage image = m_images->image(g_state->video->getFramePath(g_state->currentFrame));
     frameItem = scene->addPixmap(QPixmap::fromImage(image));
     for (const TrackedObject *object : qAsConst(g_state->objects)) {
         if (KeyFrame *keyFrame = object->getCurrentKeyFrame())
             new PolyAreaGraphicsItem(scene, keyFrame); // the scene owns it
     }
     resize();
+    prepareNextImages();
+}
+
+void FrameViewer::forgetImages()
+{
+    m_images->clear();
+    m_lastFrame = 0;
+    m_onward = true;
+}
+
+/// Those that the user will most likely want next: whoever steps goes on, or back by one. After a jump, which
+/// can be one of many while the slider is dragged, only the neighbours.
+void FrameViewer::prepareNextImages()
+{
+    const int frame = g_state->currentFrame;
+    const int distance = std::abs(frame - m_lastFrame);
+    if (distance > 0)
+        m_onward = frame > m_lastFrame;
+    m_lastFrame = frame;
+    const int direction = m_onward ? 1 : -1;
+    QStringList paths;
+    const auto add = [&](int next) {
+        if (next >= 0 && next < g_state->video->frameCount)
+            paths.append(g_state->video->getFramePath(next));
+    };
+    for (int i = 1; i <= (distance > framesAhead ? 1 : framesAhead); ++i)
+        add(frame + i * direction);
+    add(frame - direction);
+    m_images->prepare(paths);
 }
 
 void FrameViewer::resize()

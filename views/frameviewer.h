@@ -5,6 +5,9 @@
 #include <QPointF>
 #include <QWidget>
 
+#include <memory>
+
+class FrameCache;
 class FrameGraphicsView;
 class QGraphicsPixmapItem;
 class QGraphicsScene;
@@ -16,6 +19,7 @@ class FrameViewer : public QWidget
 
 public:
     explicit FrameViewer(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+    ~FrameViewer() override;
 
     /// Fills the widget and shows `scene`.
     FrameGraphicsView *view = nullptr;
@@ -25,6 +29,9 @@ public:
     QGraphicsPixmapItem *frameItem = nullptr;
 
     using QWidget::resize;
+
+    /// The images at hand, those of the frames that the user will most likely want next among them.
+    const FrameCache &images() const { return *m_images; }
 
 public slots:
     /// Listens to the project state in use.
@@ -40,6 +47,12 @@ public slots:
     void doubleClicked(int x, int y, bool shift);
 
 private:
+    void prepareNextImages();
+    void forgetImages();
     void removeNearestVertex(QPointF point);
     void addVertex(QPointF point);
+
+    std::unique_ptr<FrameCache> m_images;
+    int m_lastFrame = 0;  // whose image was shown before
+    bool m_onward = true; // the direction of the last move
 };

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/projectwindow.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
@@ -11,6 +12,15 @@ namespace
 {
 
 constexpr int bestQuality = 100; // of the JPEG coder
+
+/// As if the file had been written a while ago: images of files just written are not kept in memory.
+void setOld(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) ||
+        !file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime))
+        qFatal("cannot set the time of a frame image");
+}
 
 } // namespace
 
@@ -72,6 +82,7 @@ VideoContainer *ProjectWindow::makeVideo(int frameCount, QSize frameSize, double
         image.fill(frameColor(frame));
         if (!image.save(video->getFramePath(frame), "jpg", bestQuality))
             qFatal("cannot write a frame image");
+        setOld(video->getFramePath(frame));
     }
     return video;
 }

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "core/modaljob.h"
 #include "tests/support/framestage.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/mousedriver.h"
@@ -7,6 +8,7 @@
 #include "tests/support/sceneprobe.h"
 #include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
+#include "views/framecache.h"
 #include "views/framegraphicsview.h"
 #include "views/polyareagraphicsitem.h"
 
@@ -15,7 +17,10 @@
 #include <QGraphicsScene>
 #include <QHBoxLayout>
 #include <QPointer>
+#include <QSemaphore>
 #include <QSignalSpy>
+#include <QThread>
+#include <QTimer>
 #include <QtTest>
 
 namespace
@@ -46,6 +51,13 @@ private slots:
     void reloadMakesAllItemsAnew();
     void fitsTheFrameIntoTheViewKeepingItsShape();
     void resizeWithoutAFrameDoesNothing();
+
+    void preparesTheFramesInTheDirectionOfTheLastMove_data();
+    void preparesTheFramesInTheDirectionOfTheLastMove();
+    void whatKeepsTheImageDecodesNothing();
+    void aChangedImageIsShown();
+    void imagesGoWithTheirProject();
+    void preparesNothingWhileAJobRuns();
 
     void clicksOutsideTheFrameLandOnItsBorder_data();
     void clicksOutsideTheFrameLandOnItsBorder();
@@ -308,6 +320,116 @@ void TestFrameViewer::resizeWithoutAFrameDoesNothing()
     viewer.resize();
     QCOMPARE(viewer.view->sceneRect(), QRectF(1, 2, 3, 4));
     QCOMPARE(viewer.view->transform(), QTransform::fromScale(2, 2));
+}
+
+namespace
+{
+
+/// The frames whose images are at hand.
+QList<int> framesAtHand(const FrameViewer *viewer)
+{
+    QList<int> frames;
+    for (int frame = 0; frame < g_state->video->frameCount; ++frame) {
+        if (viewer->images().holds(g_state->video->getFramePath(frame)))
+            frames.append(frame);
+    }
+    return frames;
+}
+
+} // namespace
+
+void TestFrameViewer::preparesTheFramesInTheDirectionOfTheLastMove_data()
+{
+    QTest::addColumn<QList<int>>("way");
+    QTest::addColumn<QList<int>>("atHand");
+    QTest::newRow("at the start") << QList<int>() << QList<int>({0, 1, 2, 3, 4});
+    QTest::newRow("onwards") << QList<int>({1, 2}) << QList<int>({0, 1, 2, 3, 4, 5, 6});
+    QTest::newRow("onwards with frames left out")
+        << QList<int>({4}) << QList<int>({0, 1, 2, 3, 4, 5, 6, 7, 8});
+    QTest::newRow("far") << QList<int>({20}) << QList<int>({0, 1, 2, 3, 4, 19, 20, 21});
+    QTest::newRow("far, then back") << QList<int>({20, 19})
+                                    << QList<int>({0, 1, 2, 3, 4, 15, 16, 17, 18, 19, 20, 21});
+    QTest::newRow("far, then onwards")
+        << QList<int>({20, 21}) << QList<int>({0, 1, 2, 3, 4, 19, 20, 21, 22, 23, 24, 25});
+    QTest::newRow("to the end") << QList<int>({29}) << QList<int>({0, 1, 2, 3, 4, 28, 29});
+}
+
+void TestFrameViewer::preparesTheFramesInTheDirectionOfTheLastMove()
+{
+    QFETCH(QList<int>, way);
+    ProjectWindow project(30, QSize(32, 24));
+    QTRY_VERIFY(project.viewer()->images().isIdle());
+    for (const int frame : qAsConst(way)) {
+        g_state->setFrame(frame);
+        const QColor shown = project.viewer()->frameItem->pixmap().toImage().pixelColor(5, 5);
+        QVERIFY(ProjectWindow::similar(shown, ProjectWindow::frameColor(frame)));
+        QTRY_VERIFY(project.viewer()->images().isIdle());
+    }
+    QTEST(framesAtHand(project.viewer()), "atHand");
+}
+
+void TestFrameViewer::whatKeepsTheImageDecodesNothing()
+{
+    ProjectWindow project(3);
+    const FrameViewer *viewer = project.viewer();
+    const qint64 key = viewer->frameItem->pixmap().cacheKey();
+    project.addObject();
+    QCOMPARE(viewer->frameItem->pixmap().cacheKey(), key);
+    project.window().reload();
+    QCOMPARE(viewer->frameItem->pixmap().cacheKey(), key);
+    g_state->deleteObject(0);
+    QCOMPARE(viewer->frameItem->pixmap().cacheKey(), key);
+    g_state->setFrame(1);
+    QVERIFY(viewer->frameItem->pixmap().cacheKey() != key);
+    g_state->setFrame(0);
+    QCOMPARE(viewer->frameItem->pixmap().cacheKey(), key);
+}
+
+void TestFrameViewer::aChangedImageIsShown()
+{
+    ProjectWindow project(3, QSize(32, 24));
+    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QCOMPARE(framesAtHand(project.viewer()), QList<int>({0, 1, 2}));
+    QImage image(32, 24, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QVERIFY(image.save(g_state->video->getFramePath(1), "jpg", 100));
+    g_state->setFrame(1);
+    QCOMPARE(project.viewer()->frameItem->pixmap().toImage().pixelColor(5, 5), QColor(Qt::white));
+}
+
+void TestFrameViewer::imagesGoWithTheirProject()
+{
+    ProjectWindow project(10);
+    g_state->setFrame(2);
+    QVERIFY(project.viewer()->images().bytes() > 0);
+    project.window().recreateDataState();
+    QCOMPARE(project.viewer()->images().bytes(), 0);
+    QVERIFY(project.viewer()->images().isIdle());
+    g_state->video = ProjectWindow::makeVideo(4, QSize(32, 24), 25);
+    g_state->videoLoaded = true;
+    project.window().reload();
+    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QCOMPARE(framesAtHand(project.viewer()), QList<int>({0, 1, 2, 3}));
+}
+
+void TestFrameViewer::preparesNothingWhileAJobRuns()
+{
+    ProjectWindow project(30, QSize(32, 24));
+    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QSemaphore end;
+    QList<int> atHand;
+    QTimer::singleShot(0, &project.window(), [&] {
+        g_state->setFrame(20);
+        while (!project.viewer()->images().isIdle())
+            QThread::yieldCurrentThread();
+        atHand = framesAtHand(project.viewer());
+        end.release();
+    });
+    QList<int> items = {0};
+    ModalJob::run(QStringLiteral("Working"), items, [&end](int &) { end.acquire(); });
+    QCOMPARE(atHand, QList<int>({0, 1, 2, 3, 4, 20}));
+    g_state->setFrame(21);
+    QTRY_VERIFY(framesAtHand(project.viewer()).contains(25));
 }
 
 void TestFrameViewer::clicksOutsideTheFrameLandOnItsBorder_data()
