@@ -20,6 +20,8 @@
 #include <QSpinBox>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace
 {
@@ -64,6 +66,16 @@ QIcon playIcon()
 QIcon pauseIcon()
 {
     return QIcon(QStringLiteral(":icons/pause.ico"));
+}
+
+/// Nothing but events can end the playback, and none are processed between two frames: nothing is missed
+/// here.
+void sleepUntil(const QElapsedTimer &timer, qint64 milliseconds)
+{
+    const std::chrono::nanoseconds left =
+        std::chrono::milliseconds(milliseconds) - std::chrono::nanoseconds(timer.nsecsElapsed());
+    if (left.count() > 0)
+        std::this_thread::sleep_for(left);
 }
 
 void setFrameViewerEnabled(bool enabled)
@@ -303,6 +315,8 @@ void FrameNav::play()
             g_state->setFrame(clock.frameCount - 1);
             break;
         }
+        if (!paused)
+            sleepUntil(timer, clock.dueAt(frame + 1));
     }
 }
 

@@ -26,6 +26,11 @@ qint64 PlaybackClock::frameAt(qint64 elapsed) const
     return (elapsed + startFrame * msEach) / msEach;
 }
 
+qint64 PlaybackClock::dueAt(qint64 frame) const
+{
+    return (frame - startFrame) * msEach;
+}
+
 bool PlaybackClock::isBehindTheEnd(qint64 frame) const
 {
     return frame >= frameCount;

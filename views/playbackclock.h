@@ -16,6 +16,8 @@ struct PlaybackClock {
 
     /// The frame due so long after the start, which may lie behind the end of the video.
     qint64 frameAt(qint64 elapsed) const;
+    /// How long after the start a frame is due first; not positive for those up to the first one.
+    qint64 dueAt(qint64 frame) const;
     /// Whether a frame lies behind the last one.
     bool isBehindTheEnd(qint64 frame) const;
 };

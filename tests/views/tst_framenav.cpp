@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 namespace
@@ -194,6 +195,7 @@ private slots:
     void playingBehindTheLastFrameDoesNotStart();
     void whilePlayingOnlyPauseIsOffered();
     void eventsAreProcessedOncePerFrame();
+    void betweenTwoFramesNothingIsComputed();
     void aClickPauses();
     void spacePausesWhereverTheFocusIs_data();
     void spacePausesWhereverTheFocusIs();
@@ -634,6 +636,19 @@ void TestFrameNav::eventsAreProcessedOncePerFrame()
     project.nav()->onButtonPlayClicked();
     QVERIFY(turns.count >= recorder.frames.size());
     QVERIFY2(turns.count <= 8 + 1, qPrintable(QString::number(turns.count))); // frames 0 to 7 and the end
+}
+
+void TestFrameNav::betweenTwoFramesNothingIsComputed()
+{
+    ProjectWindow project(5, smallFrame, 10);
+    QVERIFY(project.show());
+    const FrameRecorder recorder;
+    const std::clock_t before = std::clock(); // processor time of all threads
+    project.nav()->onButtonPlayClicked();
+    const double computed = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
+    const double passed = static_cast<double>(recorder.elapsed()) / 1000;
+    QCOMPARE(recorder.frames.last(), 4);
+    QVERIFY2(computed < passed / 2, qPrintable(QString::number(computed)));
 }
 
 void TestFrameNav::aClickPauses()

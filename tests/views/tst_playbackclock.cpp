@@ -16,6 +16,8 @@ private slots:
     void aFrameLastsWholeMilliseconds();
     void theFrameFollowsTheTime_data();
     void theFrameFollowsTheTime();
+    void aFrameIsDueWhenItsTimeBegins_data();
+    void aFrameIsDueWhenItsTimeBegins();
     void theEndIsBehindTheLastFrame();
 };
 
@@ -74,6 +76,28 @@ void TestPlaybackClock::theFrameFollowsTheTime()
     QFETCH(qint64, elapsed);
     const PlaybackClock clock{msEach, start, 100};
     QTEST(clock.frameAt(elapsed), "frame");
+}
+
+void TestPlaybackClock::aFrameIsDueWhenItsTimeBegins_data()
+{
+    QTest::addColumn<qint64>("msEach");
+    QTest::addColumn<int>("start");
+    QTest::newRow("from the first frame") << qint64(40) << 0;
+    QTest::newRow("from the middle of the video") << qint64(83) << 9;
+    QTest::newRow("frames of a millisecond") << qint64(1) << 3;
+    QTest::newRow("very long frames") << qint64(std::numeric_limits<int>::max()) << 1000000;
+}
+
+void TestPlaybackClock::aFrameIsDueWhenItsTimeBegins()
+{
+    QFETCH(qint64, msEach);
+    QFETCH(int, start);
+    const PlaybackClock clock{msEach, start, 100};
+    QCOMPARE(clock.dueAt(start), 0);
+    for (const qint64 frame : {start + 1, start + 2, start + 77}) {
+        QCOMPARE(clock.frameAt(clock.dueAt(frame)), frame);
+        QCOMPARE(clock.frameAt(clock.dueAt(frame) - 1), frame - 1);
+    }
 }
 
 void TestPlaybackClock::theEndIsBehindTheLastFrame()
