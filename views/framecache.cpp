@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QThreadPool>
 
 #include <algorithm>
@@ -59,9 +60,7 @@ QImage FrameCache::image(const QString &path)
         touch(path);
         found = m_entries.front().image;
     } else {
-        lock.unlock();
-        const Entry entry = decode(path);
-        lock.lock();
+        const Entry entry = decode(path, lock);
         keep(entry);
         found = entry.image;
     }
@@ -71,9 +70,10 @@ QImage FrameCache::image(const QString &path)
 
 void FrameCache::prepare(const QStringList &paths)
 {
-    const QStringList fitting = paths.mid(0, placesBesideLastImage());
+    QStringList fitting;
     {
         const Lock lock(m_mutex);
+        fitting = paths.mid(0, placesBesideLastImage());
         m_queue.assign(fitting.cbegin(), fitting.cend());
         // What is there already must not make room for the rest.
         std::for_each(fitting.crbegin(), fitting.crend(), [this](const QString &path) { touch(path); });
@@ -113,10 +113,11 @@ bool FrameCache::isIdle() const
     return m_queue.empty() && m_decoding.isEmpty();
 }
 
-QImage FrameCache::decodeFile(const QString &path)
+QImage FrameCache::decodeFile(const QString &path, QImage spare)
 {
-    const QImage image(path);
-    return image.hasAlphaChannel() ? image : image.convertToFormat(QImage::Format_RGB32);
+    if (!QImageReader(path).read(&spare))
+        return QImage();
+    return spare.hasAlphaChannel() ? spare : std::move(spare).convertToFormat(QImage::Format_RGB32);
 }
 
 bool FrameCache::longJobRuns()
@@ -125,10 +126,30 @@ bool FrameCache::longJobRuns()
 }
 
 // The stamp is older than the image: a file that changes between the two is read again.
-FrameCache::Entry FrameCache::decode(const QString &path) const
+FrameCache::Entry FrameCache::decode(const QString &path, Lock &lock)
 {
-    const Stamp stamp = Stamp::of(path);
-    return {path, stamp, stamp.size < 0 ? QImage() : m_decode(path)};
+    Entry entry{path, Stamp::of(path), QImage()};
+    if (entry.stamp.size < 0)
+        return entry;
+    QImage spare = makeRoom();
+    lock.unlock();
+    entry.image = m_decode(path, std::move(spare));
+    lock.lock();
+    return entry;
+}
+
+/// Gives up images until there is room for one like the last. Returns one of them that nobody shows: memory
+/// that is in use already takes new pixels a good deal faster than memory fresh from the system.
+QImage FrameCache::makeRoom()
+{
+    QImage spare;
+    while (m_lastSize <= m_budget && m_bytes + m_lastSize > m_budget) {
+        Entry &last = m_entries.back();
+        m_bytes -= last.image.sizeInBytes();
+        spare = std::move(last.image);
+        m_entries.pop_back();
+    }
+    return spare.isDetached() ? std::move(spare) : QImage();
 }
 
 bool FrameCache::holdsFresh(const QString &path)
@@ -200,10 +221,7 @@ void FrameCache::decodeNext(Lock &lock)
     if (holdsFresh(path))
         return;
     m_decoding = path;
-    lock.unlock();
-    const Entry entry = decode(path);
-    lock.lock();
-    keep(entry);
+    keep(decode(path, lock));
     m_decoding.clear();
     m_changed.notify_all();
 }

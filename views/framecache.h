@@ -20,9 +20,9 @@
 class FrameCache
 {
 public:
-    /// Reads an image file; a null image if that is impossible. Called by the owner and by the cache's
-    /// thread.
-    using Decode = std::function<QImage(const QString &path)>;
+    /// Reads an image file; a null image if that is impossible. The pixels of `spare`, an image of no further
+    /// use or none, may be overwritten with the new ones. Called by the owner and by the cache's thread.
+    using Decode = std::function<QImage(const QString &path, QImage spare)>;
     /// Whether the processors are needed for something else. Called by the cache's thread.
     using Busy = std::function<bool()>;
 
@@ -54,7 +54,7 @@ public:
     bool isIdle() const;
 
     /// The pixels that QImage reads from a file, in the format that is painted fastest.
-    static QImage decodeFile(const QString &path);
+    static QImage decodeFile(const QString &path, QImage spare = QImage());
     /// Whether work items of a long job run, all of which do so on the global thread pool.
     static bool longJobRuns();
 
@@ -75,7 +75,8 @@ private:
     };
     using Lock = std::unique_lock<std::mutex>;
 
-    Entry decode(const QString &path) const;
+    Entry decode(const QString &path, Lock &lock);
+    QImage makeRoom();
     bool holdsFresh(const QString &path);
     void keep(const Entry &entry);
     void remove(const QString &path);
@@ -87,13 +88,13 @@ private:
     const qint64 m_budget;
     const Decode m_decode;
     const Busy m_busy;
-    std::thread m_thread;  // started when first needed
-    qint64 m_lastSize = 0; // bytes of the image last asked for; the owner's alone
+    std::thread m_thread; // started when first needed
 
     mutable std::mutex m_mutex;        // guards all below
     std::condition_variable m_changed; // whenever something below has changed that somebody may wait for
     std::list<Entry> m_entries;        // most recently used first
     qint64 m_bytes = 0;                // of m_entries
+    qint64 m_lastSize = 0;             // bytes of the image last asked for
     std::deque<QString> m_queue;
     QString m_decoding; // by the cache's thread; empty if nothing
     bool m_ending = false;

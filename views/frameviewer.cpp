@@ -13,6 +13,7 @@
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
 #include <QHBoxLayout>
+#include <QTimer>
 
 #include <cstdlib>
 
@@ -81,7 +82,7 @@ void FrameViewer::reload()
             new PolyAreaGraphicsItem(scene, keyFrame); // the scene owns it
     }
     resize();
-    prepareNextImages();
+    QTimer::singleShot(0, this, &FrameViewer::prepareNextImages); // this one is to be painted first
 }
 
 void FrameViewer::forgetImages()
@@ -95,6 +96,8 @@ void FrameViewer::forgetImages()
 /// can be one of many while the slider is dragged, only the neighbours.
 void FrameViewer::prepareNextImages()
 {
+    if (!g_state || !g_state->videoLoaded)
+        return;
     const int frame = g_state->currentFrame;
     const int distance = std::abs(frame - m_lastFrame);
     if (distance > 0)

@@ -73,7 +73,7 @@ class Decoder
 public:
     FrameCache::Decode function()
     {
-        return [this](const QString &path) { return decode(path); };
+        return [this](const QString &path, QImage spare) { return decode(path, std::move(spare)); };
     }
 
     /// How often a file was decoded, or all of them together.
@@ -88,22 +88,31 @@ public:
         return m_decoded.size();
     }
 
+    /// How often there was an image whose memory could be used again.
+    int spares() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_spares;
+    }
+
     /// Called before decoding on the thread that does it.
     std::function<void(const QString &path)> before = [](const QString &) {};
 
 private:
-    QImage decode(const QString &path)
+    QImage decode(const QString &path, QImage spare)
     {
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_decoded.append(path);
+            m_spares += spare.isNull() ? 0 : 1;
         }
         before(path);
-        return FrameCache::decodeFile(path);
+        return FrameCache::decodeFile(path, std::move(spare));
     }
 
-    mutable std::mutex m_mutex; // guards m_decoded
+    mutable std::mutex m_mutex; // guards the rest
     QStringList m_decoded;
+    int m_spares = 0;
 };
 
 bool isOwner()
@@ -179,6 +188,7 @@ private slots:
     void noMoreThanTheBudgetIsHeld();
     void theLeastRecentlyUsedImageGoesFirst_data();
     void theLeastRecentlyUsedImageGoesFirst();
+    void memoryIsUsedAgainUnlessItsImageIsShown();
     void anImageLargerThanTheBudgetIsReadAllTheSame();
 
     void aChangedFileIsReadAgain_data();
@@ -285,6 +295,24 @@ void TestFrameCache::theLeastRecentlyUsedImageGoesFirst()
     Stage stage(3);
     stage.ask(asked);
     QTEST(stage.held(), "held");
+}
+
+void TestFrameCache::memoryIsUsedAgainUnlessItsImageIsShown()
+{
+    Stage stage(2);
+    stage.ask({0, 1});
+    QCOMPARE(stage.decoder.spares(), 0);
+    const QImage shown = stage.cache.image(stage.images.path(2)); // in the memory of the first one
+    QCOMPARE(stage.decoder.spares(), 1);
+    stage.ask({3});
+    QCOMPARE(stage.decoder.spares(), 2);
+    stage.ask({4}); // the one shown goes
+    QCOMPARE(stage.decoder.spares(), 2);
+    QCOMPARE(stage.held(), QList<int>({3, 4}));
+    QCOMPARE(shown, FrameCache::decodeFile(stage.images.path(2)));
+    for (const int number : {3, 4, 5, 6})
+        QCOMPARE(stage.cache.image(stage.images.path(number)),
+                 FrameCache::decodeFile(stage.images.path(number)));
 }
 
 void TestFrameCache::anImageLargerThanTheBudgetIsReadAllTheSame()

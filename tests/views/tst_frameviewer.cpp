@@ -19,7 +19,6 @@
 #include <QPointer>
 #include <QSemaphore>
 #include <QSignalSpy>
-#include <QThread>
 #include <QTimer>
 #include <QtTest>
 
@@ -325,6 +324,13 @@ void TestFrameViewer::resizeWithoutAFrameDoesNothing()
 namespace
 {
 
+/// Waits until everything is prepared that the viewer wants for the frame it shows.
+bool isPrepared(const FrameViewer *viewer)
+{
+    QCoreApplication::processEvents();
+    return QTest::qWaitFor([viewer] { return viewer->images().isIdle(); }, 30000);
+}
+
 /// The frames whose images are at hand.
 QList<int> framesAtHand(const FrameViewer *viewer)
 {
@@ -358,12 +364,12 @@ void TestFrameViewer::preparesTheFramesInTheDirectionOfTheLastMove()
 {
     QFETCH(QList<int>, way);
     ProjectWindow project(30, QSize(32, 24));
-    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QVERIFY(isPrepared(project.viewer()));
     for (const int frame : qAsConst(way)) {
         g_state->setFrame(frame);
         const QColor shown = project.viewer()->frameItem->pixmap().toImage().pixelColor(5, 5);
         QVERIFY(ProjectWindow::similar(shown, ProjectWindow::frameColor(frame)));
-        QTRY_VERIFY(project.viewer()->images().isIdle());
+        QVERIFY(isPrepared(project.viewer()));
     }
     QTEST(framesAtHand(project.viewer()), "atHand");
 }
@@ -388,7 +394,7 @@ void TestFrameViewer::whatKeepsTheImageDecodesNothing()
 void TestFrameViewer::aChangedImageIsShown()
 {
     ProjectWindow project(3, QSize(32, 24));
-    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QVERIFY(isPrepared(project.viewer()));
     QCOMPARE(framesAtHand(project.viewer()), QList<int>({0, 1, 2}));
     QImage image(32, 24, QImage::Format_RGB32);
     image.fill(Qt::white);
@@ -408,20 +414,19 @@ void TestFrameViewer::imagesGoWithTheirProject()
     g_state->video = ProjectWindow::makeVideo(4, QSize(32, 24), 25);
     g_state->videoLoaded = true;
     project.window().reload();
-    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QVERIFY(isPrepared(project.viewer()));
     QCOMPARE(framesAtHand(project.viewer()), QList<int>({0, 1, 2, 3}));
 }
 
 void TestFrameViewer::preparesNothingWhileAJobRuns()
 {
     ProjectWindow project(30, QSize(32, 24));
-    QTRY_VERIFY(project.viewer()->images().isIdle());
+    QVERIFY(isPrepared(project.viewer()));
     QSemaphore end;
     QList<int> atHand;
     QTimer::singleShot(0, &project.window(), [&] {
         g_state->setFrame(20);
-        while (!project.viewer()->images().isIdle())
-            QThread::yieldCurrentThread();
+        isPrepared(project.viewer());
         atHand = framesAtHand(project.viewer());
         end.release();
     });
