@@ -21,7 +21,8 @@ namespace
 {
 
 const QColor surround(64, 66, 70); // around the frame
-constexpr int framesAhead = 4;     // prepared in the direction of the last move
+constexpr int mostIndexedHandles = 500;
+constexpr int framesAhead = 4; // prepared in the direction of the last move
 
 } // namespace
 
@@ -54,6 +55,19 @@ FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
 
 FrameViewer::~FrameViewer() = default;
 
+/// Before every painting the scene's index compares each handle with all others, since handles keep their
+/// size on the screen. With many of them it is faster to do without: all items are looked at then.
+void FrameViewer::chooseIndex()
+{
+    int handles = 0;
+    for (const TrackedObject *object : qAsConst(g_state->objects)) {
+        if (const KeyFrame *keyFrame = object->getCurrentKeyFrame())
+            handles += keyFrame->polygonSnapshot().size();
+    }
+    scene->setItemIndexMethod(handles > mostIndexedHandles ? QGraphicsScene::NoIndex
+                                                           : QGraphicsScene::BspTreeIndex);
+}
+
 void FrameViewer::connectToState()
 {
     disconnect(g_state, nullptr, this, nullptr);
@@ -75,6 +89,7 @@ void FrameViewer::reload()
     }
     setDisabled(false);
     scene->clear();
+    chooseIndex();
     const QImage image = m_images->image(g_state->video->getFramePath(g_state->currentFrame));
     frameItem = scene->addPixmap(QPixmap::fromImage(image));
     for (const TrackedObject *object : qAsConst(g_state->objects)) {

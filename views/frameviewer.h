@@ -47,6 +47,7 @@ public slots:
     void doubleClicked(int x, int y, bool shift);
 
 private:
+    void chooseIndex();
     void prepareNextImages();
     void forgetImages();
     void removeNearestVertex(QPointF point);

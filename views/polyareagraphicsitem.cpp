@@ -42,6 +42,15 @@ PolyAreaGraphicsItem::PolyAreaGraphicsItem(QGraphicsScene *scene, KeyFrame *show
     updateStyle();
 }
 
+QRectF PolyAreaGraphicsItem::boundingRect() const
+{
+    const QPolygonF outline = polygon();
+    if (outline.isEmpty())
+        return QRectF();
+    const double reach = pen().widthF(); // the corners of the line's square ends among it
+    return outline.boundingRect().adjusted(-reach, -reach, reach, reach);
+}
+
 void PolyAreaGraphicsItem::redrawFromPolyPoints()
 {
     QPolygonF outline;

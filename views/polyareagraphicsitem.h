@@ -18,6 +18,9 @@ public:
     /// Adds itself to `scene`, which owns it, and listens to the key frame and to the project state in use.
     PolyAreaGraphicsItem(QGraphicsScene *scene, KeyFrame *keyFrame);
 
+    /// What the outline covers, found without stroking it.
+    QRectF boundingRect() const override;
+
     /// Not owned.
     KeyFrame *keyFrame;
     /// Displacement of the drag in progress.

@@ -10,6 +10,7 @@
 #include <QGraphicsRectItem>
 #include <QGraphicsScene>
 #include <QGraphicsSceneMouseEvent>
+#include <QPen>
 
 namespace
 {
@@ -21,15 +22,22 @@ constexpr double anchorZ = 2.0; // above all polygons
 PolyPointGraphicsItem::PolyPointGraphicsItem(QGraphicsScene *scene, QPointF vertex)
     : point(vertex)
 {
-    auto *anchor = new QGraphicsRectItem;
-    anchor->setPos(point);
-    anchor->setZValue(anchorZ);
-    scene->addItem(anchor);
-    setParentItem(anchor);
-    setFlag(ItemIsMovable);
-    setFlag(ItemIgnoresTransformations);
+    // All of this before the scene knows the handle, which would take every change by itself.
+    setFlags(ItemIsMovable | ItemIgnoresTransformations);
     setBrush(QBrush(Qt::green));
     setRect(discRect(radius));
+    auto *anchor = new QGraphicsRectItem;
+    anchor->setFlag(ItemHasNoContents);
+    anchor->setPos(point);
+    anchor->setZValue(anchorZ);
+    setParentItem(anchor);
+    scene->addItem(anchor);
+}
+
+QRectF PolyPointGraphicsItem::boundingRect() const
+{
+    const double rim = pen().widthF() / 2;
+    return rect().adjusted(-rim, -rim, rim, rim);
 }
 
 void PolyPointGraphicsItem::discard()

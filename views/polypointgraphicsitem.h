@@ -15,6 +15,9 @@ public:
     /// Adds its anchor, and with it itself, to `scene`, which owns both; `point` in frame pixels.
     PolyPointGraphicsItem(QGraphicsScene *scene, QPointF point);
 
+    /// The disc with its rim, found without stroking it.
+    QRectF boundingRect() const override;
+
     /// Takes the handle and its anchor out of the scene; the handle itself is deleted once control is back in
     /// the event loop, since it may be handling an event.
     void discard();

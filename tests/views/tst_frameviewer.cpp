@@ -22,6 +22,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <cmath>
+
 namespace
 {
 
@@ -51,6 +53,8 @@ private slots:
     void fitsTheFrameIntoTheViewKeepingItsShape();
     void resizeWithoutAFrameDoesNothing();
 
+    void manyHandlesGoWithoutAnIndex_data();
+    void manyHandlesGoWithoutAnIndex();
     void preparesTheFramesInTheDirectionOfTheLastMove_data();
     void preparesTheFramesInTheDirectionOfTheLastMove();
     void whatKeepsTheImageDecodesNothing();
@@ -343,6 +347,40 @@ QList<int> framesAtHand(const FrameViewer *viewer)
 }
 
 } // namespace
+
+void TestFrameViewer::manyHandlesGoWithoutAnIndex_data()
+{
+    QTest::addColumn<int>("vertices");
+    QTest::addColumn<bool>("indexed");
+    QTest::newRow("few") << 4 << true;
+    QTest::newRow("as many as an index helps with") << 250 << true;
+    QTest::newRow("one more each") << 251 << false;
+}
+
+void TestFrameViewer::manyHandlesGoWithoutAnIndex()
+{
+    QFETCH(int, vertices);
+    QFETCH(bool, indexed);
+    FrameStage stage;
+    QPolygonF circle;
+    for (int i = 0; i < vertices; ++i) {
+        const double angle = -2 * M_PI * i / vertices;
+        circle.append(QPointF(160, 120) + 80 * QPointF(std::cos(angle), std::sin(angle)));
+    }
+    stage.addObject(circle);
+    stage.addObject(circle.translated(15, 5));
+    stage.project().viewer()->reload();
+    stage.unscale();
+    QCOMPARE(stage.scene()->itemIndexMethod() == QGraphicsScene::BspTreeIndex, indexed);
+
+    // Either way the same is seen, and found by the mouse.
+    const QImage seen = stage.viewport()->grab().toImage();
+    stage.drag({circle.first() + QPointF(15, 5), QPointF(290, 100)});
+    QVERIFY(stage.polygon().contains(QPointF(290, 100)));
+    stage.currentKeyFrame()->setNewPolygon(circle.translated(15, 5));
+    stage.scene()->setItemIndexMethod(indexed ? QGraphicsScene::NoIndex : QGraphicsScene::BspTreeIndex);
+    QCOMPARE(stage.viewport()->grab().toImage(), seen);
+}
 
 void TestFrameViewer::preparesTheFramesInTheDirectionOfTheLastMove_data()
 {

@@ -4,6 +4,7 @@
 #include "tests/support/framestage.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/mousedriver.h"
+#include "tests/support/outlinerows.h"
 #include "tests/support/signalprobe.h"
 #include "tests/support/testproject.h"
 #include "views/framegraphicsview.h"
@@ -74,6 +75,8 @@ private slots:
     void declaresItsSlotsAndSignals();
     void isMovableAndInTheScene();
     void showsTheOutlineInTheObjectsColour();
+    void theBoundsHoldAllThatIsDrawn_data();
+    void theBoundsHoldAllThatIsDrawn();
     void theCurrentObjectLiesAboveAndShowsItsHandles();
     void newHandlesAreVisibleUntilTheNextStyleUpdate();
     void updatePolygonReplacesAllHandles();
@@ -150,6 +153,33 @@ void TestPolyAreaGraphicsItem::showsTheOutlineInTheObjectsColour()
     QCOMPARE(item->pen().widthF(), 2.0);
     QVERIFY(item->pen().isCosmetic());
     QCOMPARE(item->brush().style(), Qt::NoBrush);
+}
+
+void TestPolyAreaGraphicsItem::theBoundsHoldAllThatIsDrawn_data()
+{
+    QTest::addColumn<QPolygonF>("outline");
+    QTest::newRow("nothing") << QPolygonF();
+    QTest::newRow("a vertex") << polygonOf({QPointF(20, 30)});
+    QTest::newRow("a line") << polygonOf({QPointF(20, 30), QPointF(60, 90)});
+    QTest::newRow("a triangle") << polygonOf({QPointF(20, 30), QPointF(60, 32), QPointF(50, 90)});
+    QTest::newRow("a needle") << polygonOf({QPointF(20, 30), QPointF(120, 31), QPointF(20, 32)});
+    QTest::newRow("a square") << square;
+}
+
+void TestPolyAreaGraphicsItem::theBoundsHoldAllThatIsDrawn()
+{
+    QFETCH(QPolygonF, outline);
+    FrameStage stage;
+    const PolyAreaGraphicsItem *item = stage.itemOf(stage.addObject(outline));
+    const QRectF line = item->shape().boundingRect();
+    QCOMPARE(item->boundingRect().isEmpty(), outline.isEmpty());
+    QVERIFY(line.isEmpty() || item->boundingRect().contains(line));
+    QVERIFY(line.isEmpty() || item->boundingRect().width() < line.width() + 5);
+    for (const PolyPointGraphicsItem *handle : item->polyPoints) {
+        QVERIFY(handle->boundingRect().contains(handle->rect()));
+        QVERIFY(
+            handle->boundingRect().adjusted(-0.1, -0.1, 0.1, 0.1).contains(handle->shape().boundingRect()));
+    }
 }
 
 void TestPolyAreaGraphicsItem::theCurrentObjectLiesAboveAndShowsItsHandles()
