@@ -40,6 +40,28 @@ double vertexCost(const QPolygonF &polygon, int i)
 
 } // namespace
 
+// Watchers come and go on the GUI thread. Pool threads only ask whether there is one.
+KeyFrameWatcher::KeyFrameWatcher(KeyFrame *keyFrame)
+    : m_watched(keyFrame)
+    , m_next(keyFrame->m_watchers.load(std::memory_order_relaxed))
+{
+    keyFrame->m_watchers.store(this, std::memory_order_relaxed);
+}
+
+KeyFrameWatcher::~KeyFrameWatcher()
+{
+    if (!m_watched)
+        return;
+    KeyFrameWatcher *first = m_watched->m_watchers.load(std::memory_order_relaxed);
+    if (first == this) {
+        m_watched->m_watchers.store(m_next, std::memory_order_relaxed);
+        return;
+    }
+    while (first->m_next != this)
+        first = first->m_next;
+    first->m_next = m_next;
+}
+
 KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameType)
     : QObject(owner)
     , object(owner)
@@ -47,6 +69,13 @@ KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameTy
     , type(frameType)
     , zOrder(owner->id)
 {
+}
+
+KeyFrame::~KeyFrame()
+{
+    for (KeyFrameWatcher *watcher = m_watchers.load(std::memory_order_relaxed); watcher;
+         watcher = watcher->m_next)
+        watcher->m_watched = nullptr;
 }
 
 void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)
@@ -59,6 +88,8 @@ void KeyFrame::hasChanged(int flags)
 {
     if (signalsBlocked() || !tellObject(flags))
         return;
+    if (m_watchers.load(std::memory_order_relaxed))
+        tellWatchers(flags);
     constexpr int signalIndex = 0; // the only signal of this class
     void *arguments[] = {nullptr, &flags};
     QMetaObject::activate(this, &staticMetaObject, signalIndex, arguments);
@@ -91,6 +122,18 @@ bool KeyFrame::tellObject(int flags)
     const QPointer<KeyFrame> self(this); // takes memory for good: only here, where receivers may run
     listener->rebuildSpans(*this);
     return self;
+}
+
+void KeyFrame::tellWatchers(int flags)
+{
+    if (QThread::currentThread() != thread()) {
+        QMetaObject::invokeMethod(
+            this, [this, flags] { tellWatchers(flags); }, Qt::QueuedConnection);
+        return;
+    }
+    for (KeyFrameWatcher *watcher = m_watchers.load(std::memory_order_relaxed); watcher;
+         watcher = watcher->m_next)
+        watcher->keyFrameChanged(flags);
 }
 
 QPolygonF KeyFrame::polygonSnapshot() const

@@ -96,6 +96,26 @@ QPolygonF outlineWithShortChord(double height)
                  QPointF(0, 0), QPointF(0.75, height / 2)});
 }
 
+/// Notes down what it hears.
+class Watcher : private KeyFrameWatcher
+{
+public:
+    explicit Watcher(KeyFrame *keyFrame)
+        : KeyFrameWatcher(keyFrame)
+    {
+    }
+
+    std::function<void()> onChange = [] {};
+    QList<int> heard;
+
+private:
+    void keyFrameChanged(int flags) override
+    {
+        heard.append(flags);
+        onChange();
+    }
+};
+
 } // namespace
 
 class TestKeyFrame : public QObject
@@ -114,6 +134,10 @@ private slots:
     void annotatingSetsThePolygonThenTheType_data();
     void annotatingSetsThePolygonThenTheType();
 
+    void watchersHearWhatIsAnnounced();
+    void watchersHearOfChangesAfterTheObject();
+    void watchersHearPoolThreadsOnTheirOwn();
+    void watchersAndKeyFramesEndInAnyOrder();
     void snapshotsAreWholeWhileOtherThreadsWrite();
     void reductionRemovesVerticesOfCostOneOrLess_data();
     void reductionRemovesVerticesOfCostOneOrLess();
@@ -367,6 +391,65 @@ void TestKeyFrame::annotatingSetsThePolygonThenTheType()
                  .arg(int(KeyFrame::PolygonChanged))
                  .arg(int(KeyFrame::Occluded)),
              QStringLiteral("%1: new outline, type %2").arg(int(KeyFrame::TypeChanged)).arg(int(type))}));
+}
+
+void TestKeyFrame::watchersHearWhatIsAnnounced()
+{
+    const Watcher first(keyFrame());
+    const Watcher second(keyFrame());
+    const Watcher elsewhere(m_object->keyFrames.at(2));
+    keyFrame()->annotate(QPolygonF({QPointF(1, 2)}), KeyFrame::Automatic);
+    emit keyFrame()->hasChanged(0);
+    {
+        const QSignalBlocker blocker(keyFrame());
+        keyFrame()->setType(KeyFrame::None);
+    }
+    QCOMPARE(first.heard, QList<int>({KeyFrame::PolygonChanged, KeyFrame::TypeChanged, 0}));
+    QCOMPARE(second.heard, first.heard);
+    QCOMPARE(elsewhere.heard, QList<int>());
+}
+
+void TestKeyFrame::watchersHearOfChangesAfterTheObject()
+{
+    QStringList order;
+    Watcher watcher(keyFrame());
+    watcher.onChange = [&order] { order.append(QStringLiteral("watcher")); };
+    const QObject context;
+    connect(m_object, &TrackedObject::hasChanged, &context,
+            [&order] { order.append(QStringLiteral("object")); });
+    connect(keyFrame(), &KeyFrame::hasChanged, &context,
+            [&order] { order.append(QStringLiteral("receiver")); });
+    keyFrame()->setType(KeyFrame::Visible);
+    QCOMPARE(order, QStringList({"object", "watcher", "receiver"}));
+}
+
+void TestKeyFrame::watchersHearPoolThreadsOnTheirOwn()
+{
+    Watcher watcher(keyFrame());
+    const QThread *heardOn = nullptr;
+    watcher.onChange = [&heardOn] { heardOn = QThread::currentThread(); };
+    std::thread([this] { keyFrame()->setNewPolygon(QPolygonF({QPointF(1, 2)})); }).join();
+    QCOMPARE(watcher.heard, QList<int>());
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(watcher.heard, QList<int>({KeyFrame::PolygonChanged}));
+    QCOMPARE(heardOn, QThread::currentThread());
+}
+
+void TestKeyFrame::watchersAndKeyFramesEndInAnyOrder()
+{
+    auto other = std::make_unique<KeyFrame>(m_object, 1, KeyFrame::None);
+    QList<std::shared_ptr<Watcher>> watchers;
+    for (int i = 0; i < 3; ++i)
+        watchers.append(std::make_shared<Watcher>(other.get()));
+    for (const int ended : {1, 1, 0}) { // the one in the middle, at the front, the last
+        watchers.removeAt(ended);
+        emit other->hasChanged(KeyFrame::TypeChanged);
+        for (const auto &watcher : qAsConst(watchers))
+            QCOMPARE(watcher->heard.size(), 3 - watchers.size());
+    }
+    const Watcher lonely(other.get());
+    other.reset();
+    QCOMPARE(lonely.heard, QList<int>());
 }
 
 void TestKeyFrame::snapshotsAreWholeWhileOtherThreadsWrite()
@@ -756,5 +839,5 @@ void TestKeyFrame::transformOfAnOutlineWithBrokenCoordinates()
     QVERIFY2(std::abs(actual.bottom() - box.bottom()) < tolerance, text(result));
 }
 
-QTEST_APPLESS_MAIN(TestKeyFrame)
+QTEST_GUILESS_MAIN(TestKeyFrame)
 #include "tst_keyframe.moc"
