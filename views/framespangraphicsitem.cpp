@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "views/framespangraphicsitem.h"
 
-#include "Models/framespan.h"
 #include "Models/trackedobject.h"
 
 #include <QActionGroup>
@@ -36,12 +35,24 @@ QPainterPath curve(QPointF start, QPointF end)
 
 FrameSpanGraphicsItem::FrameSpanGraphicsItem(QGraphicsScene *scene, QPointF start, QPointF end,
                                              FrameSpan *shownSpan)
+    : FrameSpanGraphicsItem(static_cast<QGraphicsItem *>(nullptr), start, end, shownSpan)
+{
+    scene->addItem(this);
+}
+
+FrameSpanGraphicsItem::FrameSpanGraphicsItem(QGraphicsItem *parent, QPointF start, QPointF end,
+                                             FrameSpan *shownSpan)
     : frameSpan(shownSpan)
 {
-    setPath(curve(start, end));
+    place(start, end);
     loadStyle();
-    scene->addItem(this);
+    setParentItem(parent);
     connect(frameSpan, &FrameSpan::hasChanged, this, &FrameSpanGraphicsItem::reload);
+}
+
+void FrameSpanGraphicsItem::place(QPointF start, QPointF end)
+{
+    setPath(curve(start, end));
 }
 
 void FrameSpanGraphicsItem::loadStyle()
@@ -60,11 +71,14 @@ void FrameSpanGraphicsItem::loadStyle()
         break;
     }
     setPen(QPen(QBrush(frameSpan->object->color), width, style, Qt::SquareCap, Qt::BevelJoin));
+    m_shownColor = frameSpan->object->color.rgba();
+    m_shownType = frameSpan->type;
 }
 
 void FrameSpanGraphicsItem::reload()
 {
-    loadStyle();
+    if (m_shownType != frameSpan->type || m_shownColor != frameSpan->object->color.rgba())
+        loadStyle();
 }
 
 QRectF FrameSpanGraphicsItem::boundingRect() const

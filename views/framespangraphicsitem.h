@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Models/framespan.h"
+
 #include <QGraphicsPathItem>
 #include <QObject>
-
-class FrameSpan;
 
 /// Curve of one frame span on the time line.
 class FrameSpanGraphicsItem : public QObject, public QGraphicsPathItem
@@ -15,10 +15,14 @@ class FrameSpanGraphicsItem : public QObject, public QGraphicsPathItem
 public:
     /// Adds itself to `scene`, which owns it, as a curve from `start` to `end` in scene pixels.
     FrameSpanGraphicsItem(QGraphicsScene *scene, QPointF start, QPointF end, FrameSpan *frameSpan);
+    /// The same below `parent`, and with it in its scene, if any.
+    FrameSpanGraphicsItem(QGraphicsItem *parent, QPointF start, QPointF end, FrameSpan *frameSpan);
 
     /// Not owned.
     FrameSpan *frameSpan;
 
+    /// Leads the curve from `start` to `end`.
+    void place(QPointF start, QPointF end);
     /// Sets the pen after the span's type.
     void loadStyle();
 
@@ -27,9 +31,14 @@ public:
     QPainterPath shape() const override;
 
 public slots:
-    /// Takes the style over from the span again.
+    /// Takes the style over from the span again, if it is another one.
     void reload();
 
 protected:
     void contextMenuEvent(QGraphicsSceneContextMenuEvent *event) override;
+
+private:
+    // What the style was made for.
+    QRgb m_shownColor = 0;
+    FrameSpan::Type m_shownType = FrameSpan::Hidden;
 };

@@ -2,20 +2,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Models/keyframe.h"
+
 #include <QGraphicsEllipseItem>
 #include <QObject>
 
-class KeyFrame;
-class QMenu;
-
 /// Marker of one key frame on the time line.
-class KeyFrameGraphicsItem : public QObject, public QGraphicsEllipseItem
+class KeyFrameGraphicsItem : public QObject, public QGraphicsEllipseItem, private KeyFrameWatcher
 {
     Q_OBJECT
 
 public:
     /// Adds itself to `scene`, which owns it, at `pos` in scene pixels.
     KeyFrameGraphicsItem(QGraphicsScene *scene, QPointF pos, KeyFrame *keyFrame);
+    /// The same below `parent`, and with it in its scene, if any.
+    KeyFrameGraphicsItem(QGraphicsItem *parent, QPointF pos, KeyFrame *keyFrame);
 
     /// Not owned.
     KeyFrame *keyFrame;
@@ -23,13 +24,22 @@ public:
     /// Without the base class's stroking of the outline, which is slow for the many items of a long video.
     QRectF boundingRect() const override;
 
+    /// Has the processor fetch what moving the item looks at.
+    void prefetchPlace() const;
     /// Sets pen, brush, size and visibility after the key frame's type.
     void loadStyle();
 
 public slots:
-    /// Takes the style over from the key frame again.
+    /// Takes the style over from the key frame again, if it is another one.
     void reload();
 
 protected:
     void contextMenuEvent(QGraphicsSceneContextMenuEvent *event) override;
+
+private:
+    void keyFrameChanged(int flags) override;
+
+    // What the style was made for.
+    QRgb m_shownColor = 0;
+    KeyFrame::Type m_shownType = KeyFrame::None;
 };
