@@ -5,20 +5,20 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "views/clickablegraphicsview.h"
-#include "views/framespangraphicsitem.h"
-#include "views/keyframegraphicsitem.h"
+#include "views/timelinecolumns.h"
+#include "views/timelinerows.h"
 #include "views/trackedobjectlabel.h"
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QGraphicsLineItem>
 #include <QGraphicsRectItem>
 #include <QGraphicsScene>
-#include <QGraphicsSimpleTextItem>
 #include <QGridLayout>
-#include <QHash>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -26,11 +26,12 @@
 namespace
 {
 
-constexpr int headerHeight = 30;  // pixels
-constexpr int labelWidth = 200;   // pixels
-constexpr int addIconExtent = 20; // pixels
-constexpr int markerMargin = 50;  // pixels kept visible around the current frame
-constexpr double markerZ = -1.0;  // below everything else
+constexpr int headerHeight = 30;   // pixels
+constexpr int labelWidth = 200;    // pixels
+constexpr int addIconExtent = 20;  // pixels
+constexpr int markerMargin = 50;   // pixels kept visible around the current frame
+constexpr double markerZ = -1.0;   // below everything else
+constexpr int sceneTreeDepth = 12; // of the index, which holds blocks of items
 const QColor markerColor(255, 127, 127, 255);
 const QColor transparent(0, 0, 0, 0);
 // Numbers, lines and discs are drawn for a light ground, whatever the palette.
@@ -41,6 +42,13 @@ void linkScrollBars(QScrollBar *a, QScrollBar *b)
 {
     QObject::connect(a, &QScrollBar::valueChanged, b, &QScrollBar::setValue);
     QObject::connect(b, &QScrollBar::valueChanged, a, &QScrollBar::setValue);
+}
+
+QGraphicsScene *createScene(QObject *parent)
+{
+    auto *scene = new QGraphicsScene(parent);
+    scene->setBspTreeDepth(sceneTreeDepth);
+    return scene;
 }
 
 ClickableGraphicsView *createView(QGraphicsScene *scene)
@@ -76,25 +84,17 @@ QScrollArea *createLabelArea()
     return area;
 }
 
-/// Stacking rank of every object on one frame.
-QHash<const TrackedObject *, int> ranksOn(int frame)
+TrackedObjectLabel *labelAt(QLayout *list, int index)
 {
-    QHash<const TrackedObject *, int> ranks;
-    const QList<TrackedObject *> sorted = g_state->getZOrderSortedList(frame);
-    for (int rank = 0; rank < sorted.size(); ++rank)
-        ranks.insert(sorted.at(rank), rank);
-    return ranks;
+    return static_cast<TrackedObjectLabel *>(list->itemAt(index)->widget());
 }
 
-// Backwards: the scene takes its last item out at once, but searches all of them for an earlier one.
-template <class Item>
-void discardItems(QGraphicsScene *scene, QList<Item *> &items)
+/// Takes a label out of the list. It is deleted later, since it may be handling a click of its own.
+void discardLabel(QLayout *list, int index)
 {
-    while (!items.isEmpty()) {
-        Item *item = items.takeLast();
-        scene->removeItem(item);
-        item->deleteLater();
-    }
+    const std::unique_ptr<QLayoutItem> item(list->takeAt(index));
+    item->widget()->hide();
+    item->widget()->deleteLater();
 }
 
 } // namespace
@@ -105,6 +105,8 @@ TimeLine::TimeLine(const QString &title, QWidget *parent, Qt::WindowFlags flags)
     Init();
 }
 
+TimeLine::~TimeLine() = default;
+
 void TimeLine::Init()
 {
     addButton = new QPushButton(QIcon(QStringLiteral(":icons/add.ico")), tr("ADD Object"));
@@ -112,11 +114,14 @@ void TimeLine::Init()
     addButton->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
     labelArea = createLabelArea();
     labelArea->setAccessibleName(tr("Objects"));
-    headerScene = new QGraphicsScene(this);
+    headerScene = createScene(this);
+    m_numbers = std::make_unique<TimeLineNumbers>(headerScene);
     headerView = createView(headerScene);
     headerView->setFixedHeight(headerHeight);
     headerView->setAccessibleName(tr("Frame numbers"));
-    bodyScene = new QGraphicsScene(this);
+    bodyScene = createScene(this);
+    m_grid = std::make_unique<TimeLineGrid>(bodyScene);
+    m_rows = std::make_unique<TimeLineRows>(bodyScene);
     bodyView = createView(bodyScene);
     bodyView->setAccessibleName(tr("Key frames and spans"));
 
@@ -158,19 +163,20 @@ void TimeLine::reload()
     showCurrentRow();
 }
 
+// What differs is made anew, the rest stays. A video of ten thousand frames and ten objects has a hundred
+// thousand items.
 void TimeLine::reloadHeader()
 {
     const int frameCount = g_state->video->frameCount;
-    const TimeLineGeometry columns = raster();
-    headerScene->clear();
-    headerScene->setSceneRect(0, 0, columns.width(frameCount), headerHeight);
-    headerScene->addLine(0, 0, columns.width(frameCount), 0, QPen(transparent));
-    for (int frame = 0; frame < frameCount; ++frame) {
-        QGraphicsSimpleTextItem *number = headerScene->addSimpleText(QString::number(frame + 1));
-        const double left = columns.columnCentre(frame) - number->boundingRect().width() / 2;
-        number->setPos(static_cast<int>(left), 0);
+    const int width = raster().width(frameCount);
+    headerScene->setSceneRect(0, 0, width, headerHeight);
+    if (!headerMarker) {
+        m_headerWidth = headerScene->addLine(QLineF(), QPen(transparent));
+        headerMarker = addMarker(headerScene);
     }
-    headerMarker = addMarker(headerScene, headerHeight);
+    m_headerWidth->setLine(0, 0, width, 0);
+    headerMarker->setRect(0, 0, raster().width(1), headerHeight);
+    m_numbers->update(raster(), frameCount);
 }
 
 void TimeLine::reloadBody()
@@ -178,75 +184,65 @@ void TimeLine::reloadBody()
     const int frameCount = g_state->video->frameCount;
     const int width = raster().width(frameCount);
     const int height = raster().height(g_state->objects.size());
-    discardItems(bodyScene, keyFrameItems);
-    discardItems(bodyScene, spanItems);
-    bodyScene->clear();
+    // The views repaint themselves whole anyway; a scene that knows this keeps no account of what has
+    // changed.
+    bodyScene->update();
+    if (!bodyMarker) {
+        m_bodyWidth = bodyScene->addLine(QLineF(), QPen(transparent));
+        bodyMarker = addMarker(bodyScene);
+    }
+    m_bodyWidth->setLine(0, 0, width, 0);
+    bodyMarker->setRect(0, 0, raster().width(1), height);
+    setBodySize(width, height);
+    if (g_state->hasObjects())
+        m_grid->update(raster(), frameCount, height - 1);
+    else
+        m_grid->clear();
+    m_rows->update(raster());
+    spanItems = m_rows->curves();
+    keyFrameItems = m_rows->markers();
+}
+
+/// For another width, the scene's index is laid out anew while there are no rows in it. Another height alone
+/// is not told to the index, which would sort in all its items anew: it finds them as well above and below
+/// the rectangle that it was laid out for.
+void TimeLine::setBodySize(int width, int height)
+{
+    const bool widthStays = width == bodyScene->width();
+    if (!widthStays) {
+        m_rows->clear();
+        m_grid->clear();
+    }
+    const QSignalBlocker blocker(widthStays ? bodyScene : nullptr);
     bodyScene->setSceneRect(0, 0, width, height);
-    bodyScene->addLine(0, 0, width, 0, QPen(transparent));
-    if (g_state->hasObjects()) {
-        for (int frame = 0; frame < frameCount; ++frame)
-            bodyScene->addLine(raster().frameToX(frame), 0, raster().frameToX(frame), height - 1);
-    }
-    bodyMarker = addMarker(bodyScene, height);
-    addRows();
+    bodyView->updateSceneRect(bodyScene->sceneRect());
 }
 
-void TimeLine::addRows()
+QGraphicsRectItem *TimeLine::addMarker(QGraphicsScene *scene)
 {
-    const int frameCount = g_state->video->frameCount;
-    // An object's row changes with its stacking order, so every frame has its own y.
-    QHash<const TrackedObject *, QVector<int>> rows;
-    for (int frame = 0; frame < frameCount; ++frame) {
-        const QHash<const TrackedObject *, int> ranks = ranksOn(frame);
-        for (auto it = ranks.cbegin(); it != ranks.cend(); ++it)
-            rows[it.key()].append(raster().rankToY(it.value()));
-    }
-    const QList<TrackedObject *> sorted = g_state->getZOrderSortedList(0);
-    for (const TrackedObject *object : sorted)
-        addSpans(object, rows.value(object));
-    for (const TrackedObject *object : sorted)
-        addKeyFrames(object, rows.value(object));
-}
-
-void TimeLine::addSpans(const TrackedObject *object, const QVector<int> &rows)
-{
-    const int lastFrame = g_state->video->frameCount - 1;
-    for (int frame = 0; frame < lastFrame;) {
-        FrameSpan *span = object->frameSpans.at(frame);
-        const QPointF start(raster().frameToX(frame), rows.at(frame));
-        const QPointF end(raster().frameToX(span->end), rows.at(span->end));
-        spanItems.append(new FrameSpanGraphicsItem(bodyScene, start, end, span));
-        frame = span->end;
-    }
-}
-
-void TimeLine::addKeyFrames(const TrackedObject *object, const QVector<int> &rows)
-{
-    for (KeyFrame *keyFrame : object->keyFrames) {
-        const QPointF position(raster().frameToX(keyFrame->frame), rows.at(keyFrame->frame));
-        keyFrameItems.append(new KeyFrameGraphicsItem(bodyScene, position, keyFrame));
-    }
-}
-
-QGraphicsRectItem *TimeLine::addMarker(QGraphicsScene *scene, double height)
-{
-    QGraphicsRectItem *marker =
-        scene->addRect(0, 0, raster().width(1), height, QPen(Qt::NoPen), QBrush(markerColor));
+    QGraphicsRectItem *marker = scene->addRect(QRectF(), QPen(Qt::NoPen), QBrush(markerColor));
     marker->setZValue(markerZ);
     return marker;
 }
 
-// By the stacking order of frame 0, whereas the rows of the body follow every frame's own order.
+// By the stacking order of frame 0, whereas the rows of the body follow every frame's own order. Labels of
+// objects that are still there in the old order stay.
 void TimeLine::reloadList()
 {
     QLayout *list = labelArea->widget()->layout();
-    while (QLayoutItem *item = list->takeAt(0)) {
-        item->widget()->hide();
-        item->widget()->deleteLater(); // it may be handling a click of its own
-        delete item;
+    // A name being edited is taken over, which reloads everything before this goes on.
+    for (int i = 0; i < list->count(); ++i)
+        labelAt(list, i)->reload();
+    const QList<TrackedObject *> objects = g_state->getZOrderSortedList(0);
+    int kept = 0;
+    while (kept < list->count()) {
+        if (kept < objects.size() && labelAt(list, kept)->isOf(*objects.at(kept)))
+            ++kept;
+        else
+            discardLabel(list, kept);
     }
-    for (const TrackedObject *object : g_state->getZOrderSortedList(0))
-        list->addWidget(new TrackedObjectLabel(object->id));
+    for (; kept < objects.size(); ++kept)
+        list->addWidget(new TrackedObjectLabel(objects.at(kept)->id));
     // The area would learn of its new height from events still to come, and pull the linked bar of the body
     // back to its old range until then.
     labelArea->widget()->setMinimumHeight(raster().height(list->count()));

@@ -8,15 +8,20 @@
 #include <QList>
 #include <QMetaObject>
 #include <QPointer>
-#include <QVector>
+
+#include <memory>
 
 class ClickableGraphicsView;
 class FrameSpanGraphicsItem;
 class KeyFrameGraphicsItem;
+class QGraphicsLineItem;
 class QGraphicsRectItem;
 class QGraphicsScene;
 class QPushButton;
 class QScrollArea;
+class TimeLineGrid;
+class TimeLineNumbers;
+class TimeLineRows;
 class TrackedObject;
 
 /// Dock that shows every object as a row over all frames of the video.
@@ -27,6 +32,7 @@ class TimeLine : public QDockWidget
 public:
     explicit TimeLine(const QString &title, QWidget *parent = nullptr,
                       Qt::WindowFlags flags = Qt::WindowFlags());
+    ~TimeLine() override;
 
     /// Builds the parts and connects them; called once, by the constructor.
     void Init();
@@ -50,14 +56,15 @@ public:
     int rowHeight = 40;
     /// To the hasChanged() of every object.
     QList<QMetaObject::Connection> objectConnections;
-    /// The curves and markers in the body, owned by its scene.
+    /// The curves and markers in the body, owned by its scene: object by object in the stacking order of
+    /// frame 0, frame by frame.
     QList<FrameSpanGraphicsItem *> spanItems;
     QList<KeyFrameGraphicsItem *> keyFrameItems;
 
 public slots:
     /// Shows list, header, body and markers as the project is now; disabled without a video.
     void reload();
-    /// Makes the labels anew.
+    /// Shows the objects' labels as they are now.
     void reloadList();
     /// Moves the highlights to the current frame and scrolls it into sight, sideways only.
     void reloadMarkers();
@@ -80,13 +87,18 @@ public slots:
 private:
     void reloadHeader();
     void reloadBody();
-    void addRows();
-    void addSpans(const TrackedObject *object, const QVector<int> &rows);
-    void addKeyFrames(const TrackedObject *object, const QVector<int> &rows);
+    void setBodySize(int width, int height);
     void showCurrentRow();
-    QGraphicsRectItem *addMarker(QGraphicsScene *scene, double height);
+    QGraphicsRectItem *addMarker(QGraphicsScene *scene);
     /// Made from frameWidth and rowHeight.
     TimeLineGeometry raster() const { return {frameWidth, rowHeight}; }
+
+    // The parts of the scenes that stay from one reload to the next.
+    std::unique_ptr<TimeLineNumbers> m_numbers;
+    std::unique_ptr<TimeLineGrid> m_grid;
+    std::unique_ptr<TimeLineRows> m_rows;
+    QGraphicsLineItem *m_headerWidth = nullptr; // transparent, as wide as the video
+    QGraphicsLineItem *m_bodyWidth = nullptr;
 
     // What the rows were last moved for.
     QList<QPointer<TrackedObject>> m_shownObjects;

@@ -58,3 +58,8 @@ int TimeLineGeometry::height(int rowCount) const
 {
     return rowHeight * rowCount;
 }
+
+bool TimeLineGeometry::operator==(const TimeLineGeometry &other) const
+{
+    return frameWidth == other.frameWidth && rowHeight == other.rowHeight;
+}

@@ -26,4 +26,7 @@ struct TimeLineGeometry {
     /// Size of the scene of so many frames and rows.
     int width(int frameCount) const;
     int height(int rowCount) const;
+
+    bool operator==(const TimeLineGeometry &other) const;
+    bool operator!=(const TimeLineGeometry &other) const { return !(*this == other); }
 };

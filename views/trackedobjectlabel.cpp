@@ -44,15 +44,14 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     , nameEdit(new QLineEdit)
     , editButton(createButton(tr("Edit"), QStringLiteral(":icons/edit.ico"), tr("Edit the object's name")))
     , deleteButton(createButton(tr("Del"), QStringLiteral(":icons/del.ico"), tr("Delete the object")))
+    , m_state(g_state)
 {
     setFixedHeight(labelHeight);
     const TrackedObject *object = g_state->getObjectById(objectId);
     const QString name = object ? object->name : QString();
-    nameLabel->setText(name);
     nameLabel->setTextFormat(Qt::PlainText);
     nameLabel->setIndent(textIndent);
-    nameLabel->setToolTip(
-        QStringLiteral("<span>%1</span>").arg(name.toHtmlEscaped())); // no markup of its own
+    showName(name);
     // A long name is cut off instead of pushing the buttons out of sight.
     nameLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     nameEdit->setText(name);
@@ -75,6 +74,33 @@ TrackedObjectLabel::TrackedObjectLabel(int id, QWidget *parent)
     connect(nameEdit, &QLineEdit::returnPressed, this, &TrackedObjectLabel::toggleEdit);
     connect(editButton, &QToolButton::clicked, this, &TrackedObjectLabel::toggleEdit);
     connect(deleteButton, &QToolButton::clicked, this, &TrackedObjectLabel::deleteObj);
+}
+
+void TrackedObjectLabel::showName(const QString &name)
+{
+    nameLabel->setText(name);
+    nameLabel->setToolTip(
+        QStringLiteral("<span>%1</span>").arg(name.toHtmlEscaped())); // no markup of its own
+}
+
+bool TrackedObjectLabel::isOf(const TrackedObject &object) const
+{
+    return m_state == g_state && objectId == object.id;
+}
+
+void TrackedObjectLabel::reload()
+{
+    if (stack->currentWidget() == nameEdit) {
+        nameEdit->clearFocus();
+        stack->setCurrentWidget(nameLabel);
+    }
+    const TrackedObject *object = g_state->getObjectById(objectId);
+    const QString name = object ? object->name : QString();
+    if (nameLabel->text() != name)
+        showName(name);
+    if (nameEdit->text() != name)
+        nameEdit->setText(name);
+    updateStyle();
 }
 
 void TrackedObjectLabel::updateStyle()
@@ -110,7 +136,7 @@ void TrackedObjectLabel::changeName()
     const QString name = nameEdit->text();
     if (name == nameLabel->text())
         return;
-    nameLabel->setText(name); // losing the focus finishes the editing a second time
+    showName(name); // losing the focus finishes the editing a second time
     if (TrackedObject *object = g_state->getObjectById(objectId))
         object->changeName(name);
 }

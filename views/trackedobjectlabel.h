@@ -3,11 +3,14 @@
 #pragma once
 
 #include <QFrame>
+#include <QPointer>
 
+class DataState;
 class QLabel;
 class QLineEdit;
 class QStackedWidget;
 class QToolButton;
+class TrackedObject;
 
 /// An object's entry in the list beside the time line: its name and the buttons "Edit" and "Del".
 class TrackedObjectLabel : public QFrame
@@ -16,6 +19,11 @@ class TrackedObjectLabel : public QFrame
 
 public:
     explicit TrackedObjectLabel(int objectId, QWidget *parent = nullptr);
+
+    /// Whether it was made for this object of the project in use.
+    bool isOf(const TrackedObject &object) const;
+    /// Shows what a new label of the object would. A name that is being edited is taken over first.
+    void reload();
 
     /// Id of the object; it may be gone already.
     int objectId;
@@ -42,4 +50,9 @@ public slots:
 protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+
+private:
+    void showName(const QString &name);
+
+    const QPointer<const DataState> m_state; // the one it listens to
 };

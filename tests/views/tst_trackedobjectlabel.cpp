@@ -231,7 +231,7 @@ void TestTrackedObjectLabel::editingRenamesTheObject()
     QCOMPARE(namesOf(project.timeLine()), QStringList({"red ball", "new object 2"}));
     ModelChecks::flushDeferredDeletes();
     QCoreApplication::processEvents();
-    QVERIFY(!label); // replaced by a new one
+    QCOMPARE(label->nameLabel->toolTip(), QStringLiteral("<span>red ball</span>"));
     QCOMPARE(changes.size(), 1);
 }
 
@@ -277,7 +277,6 @@ void TestTrackedObjectLabel::returnClosesTheNameField()
     QCOMPARE(object->name, name);
     QCOMPARE(changes.size(), typed.isEmpty() ? 0 : 1);
     ModelChecks::flushDeferredDeletes();
-    QCOMPARE(label.isNull(), !typed.isEmpty());
     label = labelsOf(project.timeLine()).first();
     QCOMPARE(label->stack->currentWidget(), label->nameLabel);
     QCOMPARE(label->nameLabel->text(), name);
