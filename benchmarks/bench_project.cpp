@@ -3,12 +3,14 @@
 
 // Writing, reading and exporting a large project.
 #include "benchmarks/support/benchproject.h"
+#include "benchmarks/support/plainproject.h"
 #include "export/exportxml.h"
 #include "Models/projectfile.h"
 #include "tests/support/testproject.h"
 
 #include <benchmark/benchmark.h>
 
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
@@ -23,17 +25,21 @@
 #include <utility>
 #include <vector>
 
+#include <unistd.h>
+
 namespace
 {
 
-bool write(const QString &path, const DataState &state)
+/// Like ProjectFile::save(): the content is on the disk before the file takes its place.
+bool writePlainly(const QString &path, const PlainProject &project)
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
     QDataStream stream(&file);
-    ProjectFile::write(stream, state);
-    return stream.status() == QDataStream::Ok && file.commit();
+    project.write(stream);
+    return stream.status() == QDataStream::Ok && file.flush() && ::fdatasync(file.handle()) == 0 &&
+           file.commit();
 }
 
 bool read(const QString &path, DataState &state)
@@ -46,52 +52,98 @@ bool read(const QString &path, DataState &state)
     return ProjectFile::read(stream, state);
 }
 
-/// A large project and a file for it.
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+constexpr int vertices = 30; // of every outline
+
+/// A large project and a file for it, made once.
 struct Fixture {
-    explicit Fixture(int vertices = BenchProject::vertexCount)
-    {
-        BenchProject::addObjects(*project, vertices);
-    }
+    Fixture() { BenchProject::addObjects(*project, vertices); }
 
     TestProject project{BenchProject::frameCount};
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("project.palu"));
+    const QString xmlPath = dir.filePath(QStringLiteral("project.xml"));
+    const QString copy = dir.filePath(QStringLiteral("copy"));
 };
 
-void writeProject(benchmark::State &state)
+/// A large project, made once.
+Fixture &fixture()
 {
-    Fixture fixture;
-    for (auto _ : state) {
-        if (!write(fixture.path, *fixture.project)) {
-            state.SkipWithError("the project was not written");
-            return;
-        }
+    static std::unique_ptr<Fixture> instance;
+    if (!instance) {
+        instance = std::make_unique<Fixture>();
+        qAddPostRoutine([] { instance.reset(); });
     }
-    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture.path).size());
+    return *instance;
 }
 
-void readProject(benchmark::State &state)
+bool save()
 {
-    Fixture fixture;
-    bool good = write(fixture.path, *fixture.project);
+    QString error;
+    return ProjectFile::save(fixture().path, *fixture().project, &error);
+}
+
+void saveProject(benchmark::State &state)
+{
+    bool good = true;
+    fixture();
+    for (auto _ : state)
+        good = good && save();
+    if (!good)
+        state.SkipWithError("the project was not written");
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().path).size());
+}
+
+void savePlainly(benchmark::State &state)
+{
+    PlainProject project;
+    bool good = save() && project.load(fixture().path);
+    for (auto _ : state)
+        good = good && writePlainly(fixture().copy, project);
+    if (!good || contents(fixture().copy) != contents(fixture().path))
+        state.SkipWithError("the files differ");
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().path).size());
+}
+
+void openProject(benchmark::State &state)
+{
+    bool good = save();
     for (auto _ : state) {
         state.PauseTiming();
         auto target = std::make_unique<TestProject>(BenchProject::frameCount);
         state.ResumeTiming();
-        good = good && read(fixture.path, **target);
+        good = good && read(fixture().path, **target);
         state.PauseTiming();
         good = good && target->state()->objects.size() == BenchProject::objectCount;
         target.reset();
         state.ResumeTiming();
-        if (!good) {
-            state.SkipWithError("the project was not read");
-            return;
-        }
     }
-    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture.path).size());
+    if (!good)
+        state.SkipWithError("the project was not read");
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().path).size());
 }
 
-constexpr int exportedVertices = 30; // of every outline
+void openPlainly(benchmark::State &state)
+{
+    bool good = save();
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto target = std::make_unique<PlainProject>();
+        state.ResumeTiming();
+        good = good && target->load(fixture().path);
+        state.PauseTiming();
+        target.reset();
+        state.ResumeTiming();
+    }
+    if (!good)
+        state.SkipWithError("the file was not read");
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().path).size());
+}
 
 bool exportXml(const QString &path, DataState *state, bool boundingBoxes)
 {
@@ -163,59 +215,49 @@ private:
     std::vector<Token> m_tokens;
 };
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void exportWithPalu(benchmark::State &state, bool boundingBoxes)
 {
-    Fixture fixture(exportedVertices);
-    for (auto _ : state) {
-        if (!exportXml(fixture.path, fixture.project.state(), boundingBoxes)) {
-            state.SkipWithError("the project was not exported");
-            return;
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture.path).size());
+    bool good = true;
+    fixture();
+    for (auto _ : state)
+        good = good && exportXml(fixture().xmlPath, fixture().project.state(), boundingBoxes);
+    if (!good)
+        state.SkipWithError("the project was not exported");
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().xmlPath).size());
 }
 
 /// The least that an export takes which leaves the writing to Qt.
 void writeWithQt(benchmark::State &state, bool boundingBoxes)
 {
-    Fixture fixture(exportedVertices);
-    const QString copy = fixture.dir.filePath(QStringLiteral("copy.xml"));
-    bool good = exportXml(fixture.path, fixture.project.state(), boundingBoxes);
-    const Elements elements(fixture.path);
+    bool good = exportXml(fixture().xmlPath, fixture().project.state(), boundingBoxes);
+    const Elements elements(fixture().xmlPath);
     for (auto _ : state)
-        good = good && elements.write(copy);
-    if (!good || contents(copy) != contents(fixture.path))
+        good = good && elements.write(fixture().copy);
+    if (!good || contents(fixture().copy) != contents(fixture().xmlPath))
         state.SkipWithError("the documents differ");
-    state.SetBytesProcessed(state.iterations() * QFileInfo(copy).size());
+    state.SetBytesProcessed(state.iterations() * QFileInfo(fixture().xmlPath).size());
 }
 
-const bool exportsRegistered = [] {
+template <class... Arguments>
+void add(const std::string &name, Arguments &&...arguments)
+{
+    benchmark::RegisterBenchmark(name.c_str(), std::forward<Arguments>(arguments)...)
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+const bool registered = [] {
+    const std::string size = ", 10000 frames x 10 objects x 30 vertices/";
+    add("save a project" + size + "palu", saveProject);
+    add("save a project" + size + "plain stream", savePlainly);
+    add("open a project" + size + "palu", openProject);
+    add("open a project" + size + "plain stream", openPlainly);
     for (const bool boundingBoxes : {false, true}) {
-        const std::string title =
-            std::string("export ") + (boundingBoxes ? "boxes" : "polygons") + ", 10000 frames x 10 objects/";
-        for (const auto &[method, function] :
-             {std::pair("palu", exportWithPalu), std::pair("Qt's writer", writeWithQt)}) {
-            benchmark::RegisterBenchmark((title + method).c_str(), function, boundingBoxes)
-                ->UseRealTime()
-                ->Unit(benchmark::kMillisecond);
-        }
+        const std::string title = std::string("export ") + (boundingBoxes ? "boxes" : "polygons") + size;
+        add(title + "palu", exportWithPalu, boundingBoxes);
+        add(title + "Qt's writer", writeWithQt, boundingBoxes);
     }
     return true;
 }();
 
 } // namespace
-
-BENCHMARK(writeProject)
-    ->Name("write a project, 10000 frames x 10 objects")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(readProject)
-    ->Name("read a project, 10000 frames x 10 objects")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);

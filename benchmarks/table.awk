@@ -1,36 +1,8 @@
 # SPDX-FileCopyrightText: 2026 the Palu developers
 # SPDX-License-Identifier: MIT
 #
-# Makes one table of the CSV output of the benchmark programs. A benchmark is named "title", or "title/method" where
-# several methods do the same work: then the last column holds the time
-# that each other method takes divided by that of the method "palu".
-
-/^"/ {
-    # "name",iterations,real_time,cpu_time,time_unit,bytes_per_second,items_per_second,label,error_occurred,message
-    quote = index(substr($0, 2), "\"")
-    name = substr($0, 2, quote - 1)
-    split(substr($0, quote + 3), field, ",")
-    aggregate = ""
-    if (match(name, /_(mean|median|stddev|cv)$/)) {
-        aggregate = substr(name, RSTART + 1)
-        name = substr(name, 1, RSTART - 1)
-    }
-    gsub(/\/(iterations|repeats):[0-9]+|\/real_time|\/manual_time/, "", name)
-    if (!(name in seen)) {
-        seen[name] = 1
-        names[++count] = name
-    }
-    if (field[8] == "true")
-        failure[name] = field[9]
-    else if (aggregate == "median" || aggregate == "") { # "": a single repetition
-        time[name] = field[2] # milliseconds
-        bytes[name] = field[5]
-        items[name] = field[6]
-        label[name] = field[7]
-        gsub(/"/, "", label[name])
-    } else if (aggregate == "stddev")
-        deviation[name] = field[2]
-}
+# The table of all benchmarks; follows results.awk. A benchmark is named "title", or "title/method" where several methods
+# do the same work: then the last column holds the time that each other method takes divided by that of the method "palu".
 
 function speed(name) {
     if (label[name])
@@ -42,21 +14,22 @@ function speed(name) {
     return ""
 }
 
-function ratio(name, title) {
+function factor(name, title) {
     title = name
-    if (!sub(/\/[^\/]*$/, "", title) || name == title "/palu" || !time[title "/palu"])
+    if (!sub(/\/[^\/]*$/, "", title) || name == title "/palu" || !value[title "/palu", "wall"])
         return ""
-    return sprintf("%.2f x", time[name] / time[title "/palu"])
+    return sprintf("%.2f x", value[name, "wall"] / value[title "/palu", "wall"])
 }
 
 END {
-    format = "%-58s %12s %8s %17s  %s\n"
-    printf format, "benchmark", "median", "spread", "speed", "palu is faster by"
+    format = "%-76s %12s %12s %8s %17s  %s\n"
+    printf format, "benchmark", "wall", "cpu", "spread", "speed", "palu is faster by"
     for (i = 1; i <= count; ++i) {
         name = names[i]
         if (name in failure)
-            printf "%-58s skipped: %s\n", name, failure[name]
+            printf "%-76s skipped: %s\n", name, failure[name]
         else
-            printf format, name, sprintf("%.1f ms", time[name]), sprintf("%.0f %%", deviation[name] / time[name] * 100), speed(name), ratio(name)
+            printf format, name, sprintf("%.2f ms", value[name, "wall"]), sprintf("%.2f ms", value[name, "cpu"]),
+                   deviation[name] ? sprintf("%.0f %%", deviation[name] / value[name, "wall"] * 100) : "", speed(name), factor(name)
     }
 }

@@ -56,9 +56,9 @@ QPolygonF BenchProject::outline(QPointF centre, double radius, int vertices)
     return polygon;
 }
 
-void BenchProject::addObjects(DataState &state, int vertices)
+void BenchProject::addObjects(DataState &state, int vertices, int objects)
 {
-    for (int i = 0; i < objectCount; ++i) {
+    for (int i = 0; i < objects; ++i) {
         state.addObject();
         annotateAllFrames(*state.objects.last(), i, *state.video, vertices);
     }

@@ -21,6 +21,6 @@ QPolygonF outline(QPointF centre, double radius, int vertices = vertexCount);
 
 /// Adds the objects to a state whose video is loaded. Every frame carries an outline: each of
 /// keyFrameDistance frames one of the user, the others automatic ones.
-void addObjects(DataState &state, int vertices = vertexCount);
+void addObjects(DataState &state, int vertices = vertexCount, int objects = objectCount);
 
 } // namespace BenchProject
