@@ -29,10 +29,12 @@ constexpr int shortSpan = 11;    // frames
 constexpr int spanCount = 4;     // short spans, end to end
 constexpr int grabCutFrames = 6; // frames
 
+/// An object full of corners before a soft ground, whose images are as large as those of a camera.
 Clips::Clip trackingClip()
 {
     Clips::Clip clip;
     clip.size = QSize(1920, 1080);
+    clip.look = Clips::Look::Paint;
     Clips::Body body;
     body.outline = Clips::blockOutline(240, 200);
     body.path = [](int frame) {
@@ -58,6 +60,36 @@ struct Prepared {
     }
 };
 
+cv::Ptr<cv::ORB> orb()
+{
+    return cv::ORB::create(500, 1.2F, 8, 31, 0, 2, cv::ORB::HARRIS_SCORE, 31, 20);
+}
+
+std::vector<cv::KeyPoint> keyPointsInside(const cv::Mat &image, const QPolygonF &polygon)
+{
+    std::vector<cv::KeyPoint> inside;
+    std::vector<cv::KeyPoint> detected;
+    orb()->detect(image, detected);
+    const QPointF corner = polygon.boundingRect().topLeft();
+    for (const cv::KeyPoint &keyPoint : detected) {
+        if (polygon.containsPoint(corner + QPointF(keyPoint.pt.x, keyPoint.pt.y), Qt::OddEvenFill))
+            inside.push_back(keyPoint);
+    }
+    return inside;
+}
+
+/// Features and matches one after the other on this thread.
+void matchPlainly(FeatureMatching &matching)
+{
+    matching.keyPoints1 = keyPointsInside(matching.image1, matching.polygon1);
+    matching.keyPoints2 = keyPointsInside(matching.image2, matching.polygon2);
+    orb()->compute(matching.image1, matching.keyPoints1, matching.descriptors1);
+    orb()->compute(matching.image2, matching.keyPoints2, matching.descriptors2);
+    cv::FlannBasedMatcher(cv::makePtr<cv::flann::LshIndexParams>(20, 10, 2),
+                          cv::makePtr<cv::flann::SearchParams>(32, 0.0F, true))
+        .match(matching.descriptors1, matching.descriptors2, matching.matches);
+}
+
 /// One step as it is written down: both images loaded anew.
 void plainStep(TrackedObject &object, int from, int to)
 {
@@ -68,7 +100,7 @@ void plainStep(TrackedObject &object, int from, int to)
     FeatureMatching matching(first.crop(source.polygon), second.crop(target.polygon), source.polygon,
                              target.polygon);
     cv::setRNGSeed(to);
-    matching.matchORB();
+    matchPlainly(matching);
     matching.getGoodMatches(maxDistance);
     if (const auto offset = trackingTranslation(matching, first, second)) {
         Eigen::Affine2d shift = Eigen::Affine2d::Identity();
