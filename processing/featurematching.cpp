@@ -2,10 +2,37 @@
 // SPDX-License-Identifier: MIT
 #include "processing/featurematching.h"
 
+#include <QtConcurrentRun>
+
+#include <exception>
 #include <utility>
 
 namespace
 {
+
+/// What `work` throws, or null: the thread pool would lose the text of an exception.
+template <class Work>
+std::exception_ptr errorOf(Work work)
+{
+    try {
+        work();
+    } catch (...) {
+        return std::current_exception();
+    }
+    return nullptr;
+}
+
+/// Calls both, at the same time where a pool thread has nothing to do: waiting for what no thread has begun
+/// does it here.
+template <class First, class Second>
+void sideBySide(First first, Second second)
+{
+    QFuture<std::exception_ptr> other = QtConcurrent::run([&second] { return errorOf(second); });
+    const std::exception_ptr error = errorOf(first);
+    const std::exception_ptr otherError = other.result();
+    if (error || otherError)
+        std::rethrow_exception(error ? error : otherError);
+}
 
 cv::Ptr<cv::ORB> createORB()
 {
@@ -45,6 +72,17 @@ std::vector<cv::KeyPoint> keyPointsInside(const cv::Mat &image, const QPolygonF 
     return inside;
 }
 
+/// The nearest trained descriptor for each of the rows `first` to `end` (exclusive).
+std::vector<cv::DMatch> nearest(cv::FlannBasedMatcher &matcher, const cv::Mat &descriptors, int first,
+                                int end)
+{
+    std::vector<cv::DMatch> matches;
+    matcher.match(descriptors.rowRange(first, end), matches);
+    for (cv::DMatch &match : matches)
+        match.queryIdx += first;
+    return matches;
+}
+
 void append(std::vector<cv::KeyPoint> &keyPoints, const std::vector<cv::KeyPoint> &more)
 {
     keyPoints.insert(keyPoints.end(), more.begin(), more.end());
@@ -65,17 +103,16 @@ void FeatureMatching::getORBKeyPoints()
 {
     if (!hasData(image1) || !hasData(image2))
         return;
-    append(keyPoints1, keyPointsInside(image1, polygon1));
-    append(keyPoints2, keyPointsInside(image2, polygon2));
+    sideBySide([this] { append(keyPoints1, keyPointsInside(image1, polygon1)); },
+               [this] { append(keyPoints2, keyPointsInside(image2, polygon2)); });
 }
 
 void FeatureMatching::getORBDescriptors()
 {
     if (keyPoints1.empty() || keyPoints2.empty())
         return;
-    const cv::Ptr<cv::ORB> orb = createORB();
-    orb->compute(image1, keyPoints1, descriptors1);
-    orb->compute(image2, keyPoints2, descriptors2);
+    sideBySide([this] { createORB()->compute(image1, keyPoints1, descriptors1); },
+               [this] { createORB()->compute(image2, keyPoints2, descriptors2); });
 }
 
 void FeatureMatching::matchORB()
@@ -88,9 +125,17 @@ void FeatureMatching::matchORB()
     constexpr int keySize = 10; // bits
     constexpr int probeLevel = 2;
     constexpr int checks = 32;
-    const cv::FlannBasedMatcher matcher(cv::makePtr<cv::flann::LshIndexParams>(tables, keySize, probeLevel),
-                                        cv::makePtr<cv::flann::SearchParams>(checks, 0.0F, true));
-    matcher.match(descriptors1, descriptors2, matches);
+    cv::FlannBasedMatcher matcher(cv::makePtr<cv::flann::LshIndexParams>(tables, keySize, probeLevel),
+                                  cv::makePtr<cv::flann::SearchParams>(checks, 0.0F, true));
+    matcher.add(descriptors2);
+    matcher.train(); // draws from this thread's random generator; searching draws no more
+    const int half = descriptors1.rows / 2;
+    std::vector<cv::DMatch> upper;
+    std::vector<cv::DMatch> lower;
+    sideBySide([&] { upper = nearest(matcher, descriptors1, 0, half); },
+               [&] { lower = nearest(matcher, descriptors1, half, descriptors1.rows); });
+    matches = std::move(upper);
+    matches.insert(matches.end(), lower.begin(), lower.end());
 }
 
 void FeatureMatching::getGoodMatches(int maxDistance)

@@ -89,20 +89,38 @@ FrameImages::FrameImages(const DataState &state)
 
 std::shared_ptr<const ImageProcess> FrameImages::load(int frame)
 {
-    const QString path = m_state.video->getFramePath(frame);
-    auto image = std::make_shared<const ImageProcess>(path);
-    if (!image->image.empty())
+    if (std::shared_ptr<const ImageProcess> image = held(frame))
         return image;
+    auto image = std::make_shared<const ImageProcess>(m_state.video->getFramePath(frame));
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_unreadable.contains(frame))
-        qWarning("no tracking on frame %d: the image %s cannot be read", frame, qUtf8Printable(path));
+    if (image->image.empty()) {
+        warn(frame);
+        return nullptr;
+    }
+    m_images.insert(frame, image);
+    return image;
+}
+
+/// Null when nobody holds the image of `frame`.
+std::shared_ptr<const ImageProcess> FrameImages::held(int frame) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_images.value(frame).lock();
+}
+
+void FrameImages::warn(int frame)
+{
+    if (m_unreadable.contains(frame))
+        return;
+    qWarning("no tracking on frame %d: the image %s cannot be read", frame,
+             qUtf8Printable(m_state.video->getFramePath(frame)));
     m_unreadable.insert(frame);
-    return nullptr;
 }
 
 void FrameImages::startRun()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_images.clear();
     m_unreadable.clear();
 }
 
@@ -185,7 +203,8 @@ void TrackingPass::move(int frame, QPointF offset)
 }
 
 BackwardPass::BackwardPass(const TrackingSetup &setup, int last, int middle)
-    : m_pass(setup, TrackingPass::Writing::OnTakeOver)
+    : m_images(setup.images)
+    , m_pass(setup, TrackingPass::Writing::OnTakeOver)
     , m_next(last)
     , m_middle(middle)
 {
@@ -215,7 +234,16 @@ void BackwardPass::workAhead(int from, int to)
 {
     try {
         m_askedFrame = m_pass.walk(from, to, [this] { return !m_abandoned.load(std::memory_order_relaxed); });
+        if (m_askedFrame == -1)
+            loadMiddle();
     } catch (...) {
         m_error = std::current_exception();
     }
+}
+
+// The thread ahead has two steps less to make than the forward pass, so that it has the time.
+void BackwardPass::loadMiddle()
+{
+    for (int i = 0; i < 2 && !m_abandoned.load(std::memory_order_relaxed); ++i)
+        m_middleImages.at(i) = m_images.load(m_middle + i);
 }

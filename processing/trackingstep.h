@@ -3,11 +3,13 @@
 #pragma once
 
 #include <QFuture>
+#include <QHash>
 #include <QMap>
 #include <QPointF>
 #include <QPolygonF>
 #include <QSet>
 
+#include <array>
 #include <atomic>
 #include <exception>
 #include <functional>
@@ -27,15 +29,20 @@ class FrameImages
 public:
     explicit FrameImages(const DataState &state);
 
-    /// Null when the image of `frame` cannot be read; a warning says so once per frame.
+    /// Null when the image of `frame` cannot be read; a warning says so once per frame. An image that
+    /// somebody still holds is not read again.
     std::shared_ptr<const ImageProcess> load(int frame);
     /// Forgets which frames have been warned about.
     void startRun();
 
 private:
+    std::shared_ptr<const ImageProcess> held(int frame) const;
+    void warn(int frame);
+
     const DataState &m_state;
-    std::mutex m_mutex;     // guards m_unreadable
-    QSet<int> m_unreadable; // frames that have been warned about
+    mutable std::mutex m_mutex;                             // guards what follows
+    QHash<int, std::weak_ptr<const ImageProcess>> m_images; // by frame
+    QSet<int> m_unreadable;                                 // frames that have been warned about
 };
 
 /// What the steps of one run have in common. Outlives the passes made with it.
@@ -90,7 +97,8 @@ private:
 };
 
 /// The backward pass of a span. In a long span another thread works ahead on the frames that the forward pass
-/// does not touch; the outcome is that of a pass that starts when the forward pass is through.
+/// does not touch, and then loads the images of the two that are left, which the forward pass comes to last;
+/// the outcome is that of a pass that starts when the forward pass is through.
 class BackwardPass
 {
 public:
@@ -105,12 +113,16 @@ public:
 
 private:
     void workAhead(int from, int to);
+    void loadMiddle();
 
+    FrameImages &m_images;
     TrackingPass m_pass;
     int m_next; // frame from which finish() goes on
     int m_middle;
-    int m_askedFrame = -1;                // written by the steps ahead, read when they have ended
-    std::exception_ptr m_error;           // likewise
+    int m_askedFrame = -1;      // written by the steps ahead, read when they have ended
+    std::exception_ptr m_error; // likewise
+    /// The images of the frames that both passes move; written by the thread ahead, held to the end.
+    std::array<std::shared_ptr<const ImageProcess>, 2> m_middleImages;
     std::atomic<bool> m_abandoned{false}; // set by the owner, read before each step ahead
     QFuture<void> m_ahead;
 };

@@ -116,6 +116,8 @@ private slots:
     void shiftedTextureIsFound();
     void matchingNothingMatchesNothing_data();
     void matchingNothingMatchesNothing();
+    void whatCannotBeMatchedThrowsTheLibrarysError_data();
+    void whatCannotBeMatchedThrowsTheLibrarysError();
     void goodMatchesAreStrictlyBelowTheDistance();
     void goodMatchesKeepOrderAndRepetition();
     void goodMatchesAreAppendedOnEveryCall();
@@ -392,6 +394,23 @@ void TestFeatureMatching::matchingNothingMatchesNothing()
     QVERIFY(matching.matches.empty());
     QVERIFY(matching.goodMatches.empty());
     QVERIFY(log.messages().isEmpty());
+}
+
+void TestFeatureMatching::whatCannotBeMatchedThrowsTheLibrarysError_data()
+{
+    QTest::addColumn<bool>("firstCrop");
+    QTest::newRow("first crop") << true;
+    QTest::newRow("second crop") << false;
+}
+
+// Whichever thread works on the crop.
+void TestFeatureMatching::whatCannotBeMatchedThrowsTheLibrarysError()
+{
+    QFETCH(bool, firstCrop);
+    const cv::Mat good = texturedFrame().crop(lShape());
+    const cv::Mat bad(good.size(), CV_64FC2);
+    FeatureMatching matching(firstCrop ? bad : good, firstCrop ? good : bad, lShape(), lShape());
+    QVERIFY_EXCEPTION_THROWN(matching.matchORB(), cv::Exception);
 }
 
 void TestFeatureMatching::goodMatchesAreStrictlyBelowTheDistance()

@@ -14,6 +14,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -105,6 +106,7 @@ private slots:
     void stepFailsWithSevenGoodMatches();
     void stepWithoutPolygonFails();
     void anUnreadableImageIsToldOncePerRun();
+    void anImageThatIsHeldIsNotReadAgain();
     void aWalkMovesEveryFrameButItsFirst_data();
     void aWalkMovesEveryFrameButItsFirst();
     void aWalkEndsWhenItMayNotGoOn();
@@ -226,6 +228,18 @@ void TestTrackingStep::anUnreadableImageIsToldOncePerRun()
     const LogCapture log;
     QVERIFY(project.images.load(3));
     QCOMPARE(log.warnings(), QStringList());
+}
+
+void TestTrackingStep::anImageThatIsHeldIsNotReadAgain()
+{
+    StepProject project(5);
+    std::shared_ptr<const ImageProcess> image = project.images.load(2);
+    spoilImage(project.video(), 2, QByteArray("no image at all"));
+    QVERIFY(image && project.images.load(2) == image);
+    image.reset();
+    const LogCapture log;
+    QVERIFY(!project.images.load(2));
+    QCOMPARE(log.warnings().size(), 1);
 }
 
 void TestTrackingStep::aWalkMovesEveryFrameButItsFirst_data()
