@@ -9,8 +9,10 @@
 #include <QIODevice>
 #include <QSaveFile>
 #include <QSize>
+#include <QtEndian>
 
 #include <cerrno>
+#include <limits>
 
 #include <unistd.h>
 
@@ -57,23 +59,39 @@ QString readString(QDataStream &stream)
     return text;
 }
 
+/// Whether a polygon of `count` points can be in the rest of the data. Asking for the rest costs more than
+/// reading an outline; few points are read without it.
+bool canHold(const QDataStream &stream, quint32 count)
+{
+    constexpr quint32 fewPoints = 4096;
+    constexpr quint32 mostPoints = std::numeric_limits<int>::max() / pointSize;
+    return count <= fewPoints || (count <= mostPoints && count <= bytesLeft(stream) / pointSize);
+}
+
+/// Reads the points as they lie in memory, but for the order of the bytes.
+bool readPoints(QDataStream &stream, QPolygonF &polygon)
+{
+    static_assert(sizeof(QPointF) == pointSize);
+    const int size = polygon.size() * static_cast<int>(pointSize);
+    if (stream.readRawData(reinterpret_cast<char *>(polygon.data()), size) != size)
+        return false;
+    qFromBigEndian<quint64>(polygon.data(), 2 * polygon.size(), polygon.data());
+    return true;
+}
+
 QPolygonF readPolygon(QDataStream &stream)
 {
     quint32 count = 0;
     stream >> count;
-    QPolygonF polygon;
-    if (count > bytesLeft(stream) / pointSize) {
+    if (!canHold(stream, count)) {
         setCorrupt(stream);
+        return QPolygonF();
+    }
+    QPolygonF polygon(static_cast<int>(count));
+    if (count == 0 || readPoints(stream, polygon))
         return polygon;
-    }
-    polygon.reserve(static_cast<int>(count));
-    for (quint32 i = 0; i < count; ++i) {
-        double x = 0;
-        double y = 0;
-        stream >> x >> y;
-        polygon.append(QPointF(x, y));
-    }
-    return polygon;
+    setCorrupt(stream);
+    return QPolygonF();
 }
 
 template <class Type>

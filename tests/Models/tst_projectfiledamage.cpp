@@ -265,6 +265,8 @@ class TestProjectFileDamage : public QObject
 private slots:
     void theSoundFileIsAccepted();
     void filesCutOffAnywhere();
+    void anOutlineThatEndsEarlyRejectsTheFile_data();
+    void anOutlineThatEndsEarlyRejectsTheFile();
     void fieldsWithExtremeValues();
     void flippedBits();
     void randomDamage();
@@ -300,6 +302,29 @@ void TestProjectFileDamage::filesCutOffAnywhere()
     QCOMPARE(reader.files, sound.size() + 1);
     QVERIFY(reader.accepted > 0);
     QVERIFY(reader.accepted < reader.files);
+}
+
+void TestProjectFileDamage::anOutlineThatEndsEarlyRejectsTheFile_data()
+{
+    QTest::addColumn<int>("points");
+    QTest::newRow("few points") << 4;
+    QTest::newRow("more than are read unasked") << 5000;
+}
+
+// In a video of one frame nothing behind the outline would give it away.
+void TestProjectFileDamage::anOutlineThatEndsEarlyRejectsTheFile()
+{
+    QFETCH(int, points);
+    constexpr int behind = 8; // bytes: the stacking value and the next id
+    ProjectImage image(1);
+    image.addObject(QStringLiteral("a"), 0).keyFrames[0].polygon = QPolygonF(points);
+    for (const int missing : {0, behind + 1}) {
+        TestProject project(1);
+        const QByteArray bytes = image.bytes().chopped(missing);
+        QDataStream stream(bytes);
+        ProjectFile::readVideoName(stream);
+        QCOMPARE(ProjectFile::read(stream, *project), missing == 0);
+    }
 }
 
 void TestProjectFileDamage::fieldsWithExtremeValues()
