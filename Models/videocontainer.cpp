@@ -15,7 +15,9 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <future>
 #include <limits>
+#include <vector>
 
 namespace
 {
@@ -47,6 +49,25 @@ int workerCount()
 
 } // namespace
 
+/// A capture for each worker of an extraction, opened all at the same time: opening one takes as long as
+/// decoding several frames, and reading the properties of the video would hold up the workers as long again.
+/// Not on the thread pool, which gives a job no more threads than are idle as it starts.
+class VideoContainer::OpenedAhead
+{
+public:
+    OpenedAhead(const QString &path, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            m_captures.push_back(std::async(std::launch::async, VideoFile::open, path).share());
+    }
+
+    /// Waits until it is open. One thread at a time may use it.
+    cv::VideoCapture at(int index) const { return m_captures.at(std::size_t(index)).get(); }
+
+private:
+    std::vector<std::shared_future<cv::VideoCapture>> m_captures;
+};
+
 VideoContainer::VideoContainer(QObject *parent)
     : QObject(parent)
 {
@@ -77,7 +98,9 @@ bool VideoContainer::loadFile(QString path)
         return false;
     }
 
-    cv::VideoCapture capture = VideoFile::open(videoPath);
+    const int workers = workerCount();
+    const OpenedAhead ahead(videoPath, workers);
+    const cv::VideoCapture capture = ahead.at(0);
     fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0)) {
         qWarning("invalid fps");
@@ -91,9 +114,17 @@ bool VideoContainer::loadFile(QString path)
     length = frameCount / fps;
     height = wholeProperty(capture, cv::CAP_PROP_FRAME_HEIGHT);
     width = wholeProperty(capture, cv::CAP_PROP_FRAME_WIDTH);
-    capture.release();
 
-    chunkEnds.append(splitIntoChunks(frameCount, workerCount()));
+    chunkEnds.append(splitIntoChunks(frameCount, workers));
+    m_openedAhead = &ahead;
+    const bool extracted = extract();
+    m_openedAhead = nullptr;
+    return extracted;
+}
+
+/// Behind a progress dialog; false when it failed or was aborted.
+bool VideoContainer::extract()
+{
     const ModalJob::Result extraction =
         ModalJob::run(tr("Extracting %1 frames. Please wait.").arg(frameCount), chunkEnds,
                       videoToFramesWrapper(this), [this] { setCancel(); });
@@ -112,8 +143,11 @@ QString VideoContainer::getFramePath(int frame) const
 
 void VideoContainer::videoToFrames(int &chunkEnd)
 {
-    cv::VideoCapture capture = VideoFile::open(videoPath);
     const int start = chunkStart(chunkEnd);
+    if (start >= chunkEnd)
+        return;
+    cv::VideoCapture capture =
+        m_openedAhead ? m_openedAhead->at(chunkEnds.indexOf(chunkEnd)) : VideoFile::open(videoPath);
     // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
     // starts with a repeat of the frame before it.
     capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);

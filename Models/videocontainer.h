@@ -70,6 +70,11 @@ public slots:
     void setCancel();
 
 private:
+    class OpenedAhead;
+
+    bool extract();
+
     QTemporaryDir m_temporaryDir;
+    const OpenedAhead *m_openedAhead = nullptr; // during the extraction; each worker takes another capture
     std::atomic<bool> m_cancel{false}; // written by the GUI thread, read by the workers before each frame
 };
