@@ -218,7 +218,7 @@ std::size_t heapBytes()
 }
 
 /// What a window has on the heap for a project, beyond what it has for one of two frames.
-void memory(benchmark::State &state)
+void memory(benchmark::State &state, bool annotated)
 {
     Session &session = Session::with(2, 0);
     std::size_t bytes = 0;
@@ -227,7 +227,10 @@ void memory(benchmark::State &state)
         {
             const QSignalBlocker blocker(g_state);
             g_state->video->frameCount = frameCount;
-            BenchProject::addObjects(*g_state);
+            if (annotated)
+                BenchProject::addObjects(*g_state);
+            for (int i = 0; i < objectCount && !annotated; ++i)
+                g_state->addObject();
         }
         session.timeLine()->connectToObjects();
         session.startWatching();
@@ -259,7 +262,12 @@ const bool registered = [] {
         ->Iterations(1);
     add("morph action, 10000 frames, 50 vertices/palu", morphInWindow)->Iterations(5);
     add("morph action, 10000 frames, 50 vertices/plain loop", interpolateInLoop)->Iterations(20);
-    add("memory of the window with a project of 10000 x 10", memory)->Iterations(1)->Repetitions(1);
+    for (const bool annotated : {true, false}) {
+        add(std::string("memory of a window with 10000 x 10 ") + (annotated ? "outlines" : "empty frames"),
+            [annotated](benchmark::State &state) { memory(state, annotated); })
+            ->Iterations(1)
+            ->Repetitions(1);
+    }
     return true;
 }();
 
