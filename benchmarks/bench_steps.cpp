@@ -3,6 +3,7 @@
 
 // Moving through a video of 1920 x 1080 and dragging on a frame of it: what the user waits for until it is
 // painted, by the clock, since the decoding may go on beside it.
+#include "benchmarks/support/benchclip.h"
 #include "benchmarks/support/benchproject.h"
 #include "core/datastate.h"
 #include "core/mainwindow.h"
@@ -39,21 +40,6 @@ constexpr qint64 stepTime = 40;   // milliseconds from one step to the next
 constexpr qint64 longWait = 5000; // milliseconds, more than any of this takes
 const QSize fullHdSize(1920, 1080);
 
-/// A soft landscape with a moving body and the grain of a camera.
-Clips::Clip landscape()
-{
-    Clips::Clip clip;
-    clip.size = fullHdSize;
-    clip.look = Clips::Look::Paint;
-    clip.noise = 4;
-    Clips::Body body;
-    body.outline = Clips::blockOutline(400, 300);
-    body.path = Clips::straight(QPointF(500, 500), QPointF(12, 5));
-    body.look = Clips::Look::Paint;
-    clip.bodies = {body};
-    return clip;
-}
-
 /// As an import leaves it: images of the coder's default quality, written a while ago.
 VideoContainer *makeVideo()
 {
@@ -62,7 +48,7 @@ VideoContainer *makeVideo()
     video->width = fullHdSize.width();
     video->height = fullHdSize.height();
     video->fps = fps;
-    const Clips::Clip clip = landscape();
+    const Clips::Clip clip = cameraClip();
     Clips::writeFrame(*video, 0, cv::Mat(1, 1, CV_8UC3)); // makes the folder
     for (int i = 0; i < images; ++i) {
         std::vector<uchar> bytes;

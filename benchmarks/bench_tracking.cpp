@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "benchmarks/support/benchclip.h"
 #include "processing/aoicutsegmentation.h"
 #include "processing/aoitracking.h"
 #include "processing/featurematching.h"
@@ -28,23 +29,6 @@ constexpr int longSpan = 60;     // frames
 constexpr int shortSpan = 11;    // frames
 constexpr int spanCount = 4;     // short spans, end to end
 constexpr int grabCutFrames = 6; // frames
-
-/// An object full of corners before a soft ground, whose images are as large as those of a camera.
-Clips::Clip trackingClip()
-{
-    Clips::Clip clip;
-    clip.size = QSize(1920, 1080);
-    clip.look = Clips::Look::Paint;
-    Clips::Body body;
-    body.outline = Clips::blockOutline(240, 200);
-    body.path = [](int frame) {
-        Clips::Pose pose;
-        pose.position = QPointF(400 + 18 * frame, 500 + std::round(60 * std::sin(frame / 8.0)));
-        return pose;
-    };
-    clip.bodies.append(body);
-    return clip;
-}
 
 /// A filled project on a rendered clip, made once.
 struct Prepared {
@@ -135,7 +119,7 @@ struct TrackedClip {
     QList<QPolygonF> tracked;
 
     explicit TrackedClip(const QList<int> &keyFrames)
-        : prepared(trackingClip(), keyFrames.last() + 1, keyFrames)
+        : prepared(cameraClip(), keyFrames.last() + 1, keyFrames)
     {
         trackPlainly(*prepared.project.object);
         tracked = prepared.project.polygons();

@@ -12,16 +12,19 @@
 #include <benchmark/benchmark.h>
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QFile>
 #include <QGraphicsEllipseItem>
 #include <QGraphicsScene>
+#include <QHash>
 #include <QSignalBlocker>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <malloc.h>
 
@@ -32,14 +35,25 @@ constexpr int frameCount = BenchProject::frameCount;
 constexpr int objectCount = BenchProject::objectCount;
 constexpr int morphedVertices = 50;
 
-void stepFrame(benchmark::State &state, int frames, int objects)
+/// Steps through the frames that have an image. Only the first objects have outlines there, as many as
+/// `outlines`.
+void stepFrame(benchmark::State &state, int frames, int objects, int outlines)
 {
     Session &session = Session::with(frames, objects);
-    bool good = true;
+    QHash<KeyFrame *, QPolygonF> hidden;
+    for (int i = outlines; i < objects; ++i) {
+        for (int frame = 0; frame < Session::images; ++frame) {
+            KeyFrame *keyFrame = g_state->objects.at(i)->keyFrames.at(frame);
+            hidden.insert(keyFrame, std::exchange(keyFrame->polygon, QPolygonF()));
+        }
+    }
+    bool good = session.goTo((g_state->currentFrame + 1) % Session::images);
     for (auto _ : state)
         good = good && session.goTo((g_state->currentFrame + 1) % Session::images);
     if (!good)
         state.SkipWithError("the frame was not painted");
+    for (auto it = hidden.cbegin(); it != hidden.cend(); ++it)
+        it.key()->polygon = it.value();
 }
 
 /// A project file of the session's project.
@@ -121,6 +135,7 @@ void readAndAddPlainItems(benchmark::State &state)
         auto scene = plainItems();
         state.PauseTiming();
         project.reset();
+        QCoreApplication::processEvents(); // items that it has not seen yet take long to go
         scene.reset();
         state.ResumeTiming();
         if (!good)
@@ -247,16 +262,18 @@ benchmark::internal::Benchmark *add(const std::string &name, Function function)
     return benchmark::RegisterBenchmark(name.c_str(), function)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
-void addFrameSteps(int frames, int objects)
+void addFrameSteps(int frames, int objects, int outlines = objectCount)
 {
-    add("frame step/" + std::to_string(frames) + " x " + std::to_string(objects),
-        [frames, objects](benchmark::State &state) { stepFrame(state, frames, objects); });
+    const std::string name = "frame step/" + std::to_string(frames) + " x " + std::to_string(objects);
+    add(outlines == objectCount ? name : name + " with all outlines",
+        [=](benchmark::State &state) { stepFrame(state, frames, objects, outlines); });
 }
 
 const bool registered = [] {
     addFrameSteps(100, objectCount);
     addFrameSteps(50000, objectCount);
     addFrameSteps(frameCount, 50);
+    addFrameSteps(frameCount, 50, 50);
     add("open a project of 10000 x 10 in the window/palu", openInWindow)->Iterations(1);
     add("open a project of 10000 x 10 in the window/plain reading and items", readAndAddPlainItems)
         ->Iterations(1);

@@ -214,7 +214,8 @@ void FrameNav::reload()
     const int frameCount = g_state->video->frameCount;
     // The value before the maximum: beyond the old maximum it is cut to that one until the next reload.
     spinBox->setValue(g_state->currentFrame + 1);
-    spinBox->setMaximum(frameCount);
+    if (spinBox->maximum() != frameCount) // every setting lays the window out anew
+        spinBox->setMaximum(frameCount);
     {
         // The old value may lie outside the new range; cutting it off must not change the frame.
         const QSignalBlocker blocker(slider);
