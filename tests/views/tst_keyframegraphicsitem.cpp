@@ -398,7 +398,7 @@ void TestKeyFrameGraphicsItem::aMenuOutlivesARebuildOfTheRows()
     bool gone = false;
     bool chosen = false;
     QVERIFY(withMenu(timeLine, point, [&](QMenu *menu) {
-        timeLine->rowHeight += 2; // all items are made anew
+        timeLine->frameWidth += 2; // all items are made anew
         timeLine->reload();
         ModelChecks::flushDeferredDeletes();
         gone = !marker && !curve;
