@@ -134,7 +134,13 @@ Session &sessionWith(int objects, int vertices)
     return *session;
 }
 
+/// What most frames of most projects look like: the outline of one object.
 Session &plainSession()
+{
+    return sessionWith(1, BenchProject::vertexCount);
+}
+
+Session &crowdedSession()
 {
     return sessionWith(10, BenchProject::vertexCount);
 }
@@ -174,9 +180,8 @@ private:
 };
 
 /// Goes to one frame after the other, `stepTime` apart.
-void goTo(benchmark::State &state, int distance)
+void goTo(benchmark::State &state, Session &session, int distance)
 {
-    Session &session = plainSession();
     session.state().setFrame(0);
     Session::settle(stepTime);
     PaintTime paintTime(session);
@@ -192,17 +197,26 @@ void goTo(benchmark::State &state, int distance)
 
 void step(benchmark::State &state)
 {
-    goTo(state, 1);
+    goTo(state, plainSession(), 1);
+}
+
+void crowdedStep(benchmark::State &state)
+{
+    goTo(state, crowdedSession(), 1);
+}
+
+void crowdedJump(benchmark::State &state)
+{
+    goTo(state, crowdedSession(), 31);
 }
 
 void jump(benchmark::State &state)
 {
-    goTo(state, 31);
+    goTo(state, plainSession(), 31);
 }
 
-void decodeOnce(benchmark::State &state)
+void decodeOnce(benchmark::State &state, Session &session)
 {
-    Session &session = plainSession();
     int frame = 0;
     for (auto _ : state) {
         const QString path = session.state().video->getFramePath(frame++ % frameCount);
@@ -214,6 +228,16 @@ void decodeOnce(benchmark::State &state)
             state.SkipWithError("the image was not read");
         Session::settle(stepTime / 2);
     }
+}
+
+void plainDecode(benchmark::State &state)
+{
+    decodeOnce(state, plainSession());
+}
+
+void crowdedDecode(benchmark::State &state)
+{
+    decodeOnce(state, crowdedSession());
 }
 
 /// What one playback of the whole video took.
@@ -259,7 +283,7 @@ private:
 
 Playback play()
 {
-    Session &session = plainSession();
+    Session &session = crowdedSession();
     session.state().setFrame(0);
     Session::settle(stepTime);
     ShownFrames shown(session);
@@ -326,9 +350,13 @@ void add(const char *name, void (*function)(benchmark::State &), int iterations)
 
 const bool registered = [] {
     add("step to the next frame, 1080p/palu", step, 40);
-    add("step to the next frame, 1080p/decode with QImage", decodeOnce, 40);
+    add("step to the next frame, 1080p/decode with QImage", plainDecode, 40);
     add("jump, 1080p/palu", jump, 40);
-    add("jump, 1080p/decode with QImage", decodeOnce, 40);
+    add("jump, 1080p/decode with QImage", plainDecode, 40);
+    add("step among 10 objects, 1080p/palu", crowdedStep, 40);
+    add("step among 10 objects, 1080p/decode with QImage", crowdedDecode, 40);
+    add("jump among 10 objects, 1080p/palu", crowdedJump, 40);
+    add("jump among 10 objects, 1080p/decode with QImage", crowdedDecode, 40);
     add("playback, 1080p 25 frames/s", playback, 1);
     add("drag of a vertex, 20 x 200", dragVertex, 200);
     return true;

@@ -24,7 +24,8 @@ PolyPointGraphicsItem::PolyPointGraphicsItem(QGraphicsScene *scene, QPointF vert
 {
     // All of this before the scene knows the handle, which would take every change by itself.
     setFlags(ItemIsMovable | ItemIgnoresTransformations);
-    setBrush(QBrush(Qt::green));
+    static const QBrush green(Qt::green); // shared by all handles
+    setBrush(green);
     setRect(discRect(radius));
     auto *anchor = new QGraphicsRectItem;
     anchor->setFlag(ItemHasNoContents);
