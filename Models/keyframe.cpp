@@ -3,6 +3,7 @@
 #include "Models/keyframe.h"
 
 #include "core/framebounds.h"
+#include "Models/keyframewatcher.h"
 #include "Models/trackedobject.h"
 #include "processing/functions.h"
 
@@ -39,28 +40,6 @@ double vertexCost(const QPolygonF &polygon, int i)
 }
 
 } // namespace
-
-// Watchers come and go on the GUI thread. Pool threads only ask whether there is one.
-KeyFrameWatcher::KeyFrameWatcher(KeyFrame *keyFrame)
-    : m_watched(keyFrame)
-    , m_next(keyFrame->m_watchers.load(std::memory_order_relaxed))
-{
-    keyFrame->m_watchers.store(this, std::memory_order_relaxed);
-}
-
-KeyFrameWatcher::~KeyFrameWatcher()
-{
-    if (!m_watched)
-        return;
-    KeyFrameWatcher *first = m_watched->m_watchers.load(std::memory_order_relaxed);
-    if (first == this) {
-        m_watched->m_watchers.store(m_next, std::memory_order_relaxed);
-        return;
-    }
-    while (first->m_next != this)
-        first = first->m_next;
-    first->m_next = m_next;
-}
 
 KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameType)
     : QObject(owner)

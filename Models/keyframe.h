@@ -9,31 +9,8 @@
 
 #include <atomic>
 
-class KeyFrame;
+class KeyFrameWatcher;
 class TrackedObject;
-
-/// Hears of the changes of one key frame as if connected to its hasChanged(), for 24 bytes instead of some
-/// 300: the time line has one for every frame of every object.
-class KeyFrameWatcher
-{
-public:
-    KeyFrameWatcher(const KeyFrameWatcher &) = delete;
-    KeyFrameWatcher &operator=(const KeyFrameWatcher &) = delete;
-
-protected:
-    /// Watches `keyFrame` until one of both ends.
-    explicit KeyFrameWatcher(KeyFrame *keyFrame);
-    virtual ~KeyFrameWatcher();
-
-private:
-    friend class KeyFrame;
-
-    /// On the key frame's thread, with the bits of KeyFrame::Change. Must not end any watcher.
-    virtual void keyFrameChanged(int flags) = 0;
-
-    KeyFrame *m_watched; // null once it is gone
-    KeyFrameWatcher *m_next;
-};
 
 /// What is annotated for one object on one video frame.
 ///

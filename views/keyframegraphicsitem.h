@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Models/keyframe.h"
+#include "Models/keyframewatcher.h"
 
 #include <QGraphicsEllipseItem>
 #include <QObject>

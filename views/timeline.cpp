@@ -5,7 +5,8 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "views/clickablegraphicsview.h"
-#include "views/timelinecolumns.h"
+#include "views/timelinegrid.h"
+#include "views/timelinenumbers.h"
 #include "views/timelinerows.h"
 #include "views/trackedobjectlabel.h"
 

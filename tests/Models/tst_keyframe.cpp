@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "Models/keyframe.h"
+#include "Models/keyframewatcher.h"
 #include "processing/functions.h"
 #include "tests/support/testproject.h"
 
