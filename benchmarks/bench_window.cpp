@@ -200,13 +200,13 @@ void morphInWindow(benchmark::State &state)
         state.SkipWithError("the span was not filled");
 }
 
+/// As one would write it down, point by point. With memory reserved beforehand it takes less than half.
 QList<QPolygonF> interpolate(const QPolygonF &from, const QPolygonF &to, int count)
 {
     QList<QPolygonF> polygons;
     for (int k = 1; k <= count; ++k) {
         const double weight = double(k) / (count + 1);
         QPolygonF polygon;
-        polygon.reserve(from.size());
         for (int i = 0; i < from.size(); ++i)
             polygon.append(from.at(i) + (to.at(i) - from.at(i)) * weight);
         polygons.append(polygon);
