@@ -227,13 +227,17 @@ QGraphicsRectItem *TimeLine::addMarker(QGraphicsScene *scene)
 }
 
 // By the stacking order of frame 0, whereas the rows of the body follow every frame's own order. Labels of
-// objects that are still there in the old order stay.
+// objects that are still there in the old order stay, but for those in which a name is being edited: what
+// takes the focus away may be a press on the label's own button, which must not open it again.
 void TimeLine::reloadList()
 {
     QLayout *list = labelArea->widget()->layout();
-    // A name being edited is taken over, which reloads everything before this goes on.
-    for (int i = 0; i < list->count(); ++i)
-        labelAt(list, i)->reload();
+    for (int i = 0; i < list->count();) {
+        if (labelAt(list, i)->isEditing())
+            discardLabel(list, i); // takes the name over, which reloads everything before this goes on
+        else
+            labelAt(list, i++)->reload();
+    }
     const QList<TrackedObject *> objects = g_state->getZOrderSortedList(0);
     int kept = 0;
     while (kept < list->count()) {

@@ -88,12 +88,13 @@ bool TrackedObjectLabel::isOf(const TrackedObject &object) const
     return m_state == g_state && objectId == object.id;
 }
 
+bool TrackedObjectLabel::isEditing() const
+{
+    return stack->currentWidget() == nameEdit;
+}
+
 void TrackedObjectLabel::reload()
 {
-    if (stack->currentWidget() == nameEdit) {
-        nameEdit->clearFocus();
-        stack->setCurrentWidget(nameLabel);
-    }
     const TrackedObject *object = g_state->getObjectById(objectId);
     const QString name = object ? object->name : QString();
     if (nameLabel->text() != name)

@@ -22,7 +22,9 @@ public:
 
     /// Whether it was made for this object of the project in use.
     bool isOf(const TrackedObject &object) const;
-    /// Shows what a new label of the object would. A name that is being edited is taken over first.
+    /// Whether the name is being edited.
+    bool isEditing() const;
+    /// Shows what a new label of the object would.
     void reload();
 
     /// Id of the object; it may be gone already.
