@@ -17,6 +17,9 @@ protected:
     explicit KeyFrameWatcher(KeyFrame *keyFrame);
     virtual ~KeyFrameWatcher();
 
+    /// Whether it is this key frame that is watched. Another one may come to lie where one has ended.
+    bool watches(const KeyFrame *keyFrame) const { return m_watched == keyFrame; }
+
 private:
     friend class KeyFrame;
 

@@ -77,6 +77,11 @@ void FrameSpanGraphicsItem::loadStyle()
 
 void FrameSpanGraphicsItem::reload()
 {
+    loadStyle();
+}
+
+void FrameSpanGraphicsItem::updateStyle()
+{
     if (m_shownType != frameSpan->type || m_shownColor != frameSpan->object->color.rgba())
         loadStyle();
 }

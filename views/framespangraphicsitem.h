@@ -23,6 +23,8 @@ public:
 
     /// Leads the curve from `start` to `end`.
     void place(QPointF start, QPointF end);
+    /// Sets the pen if the span has another type or colour than when it was set.
+    void updateStyle();
     /// Sets the pen after the span's type.
     void loadStyle();
 
@@ -31,7 +33,7 @@ public:
     QPainterPath shape() const override;
 
 public slots:
-    /// Takes the style over from the span again, if it is another one.
+    /// Takes the style over from the span again.
     void reload();
 
 protected:

@@ -167,13 +167,18 @@ void KeyFrameGraphicsItem::prefetchPlace() const
 
 void KeyFrameGraphicsItem::reload()
 {
+    loadStyle();
+}
+
+void KeyFrameGraphicsItem::updateStyle()
+{
     if (m_shownType != keyFrame->type || m_shownColor != keyFrame->object->color.rgba())
         loadStyle();
 }
 
 void KeyFrameGraphicsItem::keyFrameChanged(int /*flags*/)
 {
-    reload();
+    updateStyle();
 }
 
 void KeyFrameGraphicsItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)

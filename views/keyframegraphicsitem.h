@@ -25,13 +25,18 @@ public:
     /// Without the base class's stroking of the outline, which is slow for the many items of a long video.
     QRectF boundingRect() const override;
 
+    /// Whether it is the marker of this very key frame, not of one gone that lay in the same place.
+    bool isOf(const KeyFrame *other) const { return watches(other); }
+    /// Sets pen, brush, size and visibility if the key frame has another type or colour than when they were
+    /// set.
+    void updateStyle();
     /// Has the processor fetch what moving the item looks at.
     void prefetchPlace() const;
     /// Sets pen, brush, size and visibility after the key frame's type.
     void loadStyle();
 
 public slots:
-    /// Takes the style over from the key frame again, if it is another one.
+    /// Takes the style over from the key frame again.
     void reload();
 
 protected:

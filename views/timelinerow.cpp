@@ -121,8 +121,8 @@ void TimeLineRow::makeMarkers(int block, const int *heights)
 /// Styles a marker. Returns whether it had to give way to another one, since its key frame did.
 bool TimeLineRow::updateMarker(KeyFrameGraphicsItem *marker, KeyFrame *keyFrame)
 {
-    if (marker->keyFrame == keyFrame) {
-        marker->reload();
+    if (marker->isOf(keyFrame)) {
+        marker->updateStyle();
         return false;
     }
     auto *other = new KeyFrameGraphicsItem(marker->parentItem(), marker->pos(), keyFrame);
@@ -192,7 +192,7 @@ bool TimeLineRow::updateCurves()
     if (first + behind < std::max(wanted.size(), m_curves.size()))
         others = replaceCurves(std::move(wanted), first, behind);
     for (const Curve &curve : m_curves)
-        curve.item->reload();
+        curve.item->updateStyle();
     return others;
 }
 
@@ -202,39 +202,39 @@ bool TimeLineRow::replaceCurves(std::vector<Curve> wanted, size_t first, size_t 
 {
     const size_t oldEnd = m_curves.size() - behind;
     const size_t wantedEnd = wanted.size() - behind;
-    size_t old = first;
-    bool others = false;
-    if (m_curves.empty() && !m_curveBlocks.first())
+    if (m_curves.empty())
         makeCurveBlocks();
     for (size_t i = 0; i < first; ++i)
         wanted[i].item = m_curves[i].item;
-    for (size_t i = first; i < wantedEnd; ++i) {
-        if (old < oldEnd && wanted[i].startsLike(m_curves[old])) {
-            wanted[i].item = m_curves[old++].item;
-            wanted[i].item->place(wanted[i].start, wanted[i].end);
-        } else {
-            makeCurve(wanted[i], old < m_curves.size() ? &m_curves[old] : nullptr);
-            others = true;
-        }
-    }
-    for (; old < oldEnd; ++old) {
-        ItemBlock::discard(m_curves[old].item);
-        others = true;
-    }
     for (size_t i = 0; i < behind; ++i)
         wanted[wantedEnd + i].item = m_curves[oldEnd + i].item;
+    size_t old = first;
+    for (size_t i = first; i < wantedEnd && old < oldEnd; ++i) {
+        if (wanted[i].startsLike(m_curves[old])) {
+            wanted[i].item = m_curves[old++].item;
+            wanted[i].item->place(wanted[i].start, wanted[i].end);
+        }
+    }
+    const bool others = old < oldEnd || wanted.size() > m_curves.size();
+    for (; old < oldEnd; ++old)
+        ItemBlock::discard(m_curves[old].item);
     m_curves = std::move(wanted);
+    for (size_t i = wantedEnd; i > first; --i) { // from behind: each is stacked below the next one
+        if (!m_curves[i - 1].item)
+            makeCurve(i - 1);
+    }
     fitCurves();
     return others;
 }
 
-/// `next` is the curve to come in front of it, if there is one.
-void TimeLineRow::makeCurve(Curve &curve, const Curve *next)
+/// The curve in front of it, if there is one in its block, has its item already.
+void TimeLineRow::makeCurve(size_t index)
 {
+    Curve &curve = m_curves[index];
     curve.item =
         new FrameSpanGraphicsItem(m_curveBlocks.at(curve.block()), curve.start, curve.end, curve.span);
-    if (next && next->block() == curve.block())
-        curve.item->stackBefore(next->item);
+    if (index + 1 < m_curves.size() && m_curves[index + 1].block() == curve.block())
+        curve.item->stackBefore(m_curves[index + 1].item);
 }
 
 void TimeLineRow::makeCurveBlocks()

@@ -66,7 +66,7 @@ private:
     std::vector<Curve> wantedCurves() const;
     bool replaceCurves(std::vector<Curve> wanted, size_t first, size_t behind);
     void makeCurveBlocks();
-    void makeCurve(Curve &curve, const Curve *next);
+    void makeCurve(size_t index);
     void fitCurves();
 
     QGraphicsScene *m_scene;

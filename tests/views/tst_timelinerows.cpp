@@ -25,6 +25,7 @@
 #include <QStackedWidget>
 #include <QtTest>
 
+#include <new>
 #include <random>
 
 namespace
@@ -151,6 +152,8 @@ public:
             object()->frameSpans.at(keyFrame()->frame)->setType(static_cast<FrameSpan::Type>(below(3)));
         else if (kind < 36)
             changeUnannounced(timeLine);
+        else if (kind < 40)
+            changeChainUnannounced(timeLine);
         else
             keyFrame()->annotate(outline, static_cast<KeyFrame::Type>(below(4)));
     }
@@ -181,6 +184,19 @@ private:
         timeLine.reload();
     }
 
+    void changeChainUnannounced(TimeLine &timeLine)
+    {
+        {
+            TrackedObject *changed = object();
+            const QSignalBlocker blocker(changed);
+            for (int i = below(6); i >= 0; --i) {
+                KeyFrame *edited = changed->keyFrames.at(below(g_state->video->frameCount));
+                edited->annotate(outline, below(2) == 0 ? KeyFrame::Visible : KeyFrame::None);
+            }
+        }
+        timeLine.reload();
+    }
+
     std::mt19937 m_random;
 };
 
@@ -199,6 +215,7 @@ private slots:
     void anotherVideoIsShownWhole();
     void anotherRasterIsShownWhole();
     void anotherFontMakesNewNumbers();
+    void anotherKeyFrameGetsAMarker_data();
     void anotherKeyFrameGetsAMarker();
     void aSpanAtAnOldAddressGetsACurve();
     void markersAreFoundUnderTheMouse();
@@ -211,7 +228,8 @@ void TestTimeLineRows::showsWhatANewTimeLineShows_data()
     QTest::newRow("one frame") << 1 << 200;
     QTest::newRow("two frames") << 2 << 500;
     QTest::newRow("ten frames") << 10 << 1500;
-    QTest::newRow("more frames than a block holds") << 300 << 150;
+    QTest::newRow("more frames than a block holds") << 300 << 100;
+    QTest::newRow("three blocks") << 600 << 40;
 }
 
 void TestTimeLineRows::showsWhatANewTimeLineShows()
@@ -235,10 +253,10 @@ void TestTimeLineRows::paintsWhatANewTimeLinePaints()
     TestProject project(600, 32, 24);
     TimeLine timeLine(QStringLiteral("Time Line"));
     timeLine.resize(900, 150); // about one row
-    for (int i = 0; i < 5; ++i)
-        annotate(project.addObject(), 300, outline);
     Chance chance(3);
-    for (int i = 0; i < 80; ++i) {
+    for (int i = 0; i < 60; ++i) {
+        while (project->objects.size() < 3)
+            annotate(project.addObject(), 300, outline);
         TrackedObject *object = project->objects.at(chance.below(project->objects.size()));
         object->switchOrderWith(project->objects.first(), chance.below(600));
         for (int j = 0; j < 3; ++j)
@@ -348,16 +366,31 @@ void TestTimeLineRows::anotherFontMakesNewNumbers()
     QCOMPARE(used.pointSize(), larger.pointSize());
 }
 
+void TestTimeLineRows::anotherKeyFrameGetsAMarker_data()
+{
+    QTest::addColumn<bool>("inTheSamePlace");
+    QTest::newRow("elsewhere in memory") << false;
+    QTest::newRow("in the place of the old one") << true;
+}
+
 void TestTimeLineRows::anotherKeyFrameGetsAMarker()
 {
+    QFETCH(bool, inTheSamePlace);
     TestProject project(5, 32, 24);
     TimeLine timeLine(QStringLiteral("Time Line"));
     TrackedObject *object = project.addObject();
-    KeyFrame *old = object->keyFrames.at(2);
-    object->keyFrames[2] = new KeyFrame(object, 2, KeyFrame::Visible);
+    KeyFrame *&shown = object->keyFrames[2];
+    KeyFrame *old = shown;
+    if (inTheSamePlace) {
+        old->~KeyFrame();
+        shown = new (old) KeyFrame(object, 2, KeyFrame::Visible);
+    } else {
+        shown = new KeyFrame(object, 2, KeyFrame::Visible);
+    }
     timeLine.reload();
     QCOMPARE(differenceFromNewOne(timeLine), QString());
-    delete old;
+    if (!inTheSamePlace)
+        delete old;
     ModelChecks::flushDeferredDeletes();
     object->keyFrames.at(2)->setType(KeyFrame::Occluded);
     QCOMPARE(differenceFromNewOne(timeLine), QString());
