@@ -64,7 +64,8 @@ QImage FrameCache::image(const QString &path)
         keep(entry);
         found = entry.image;
     }
-    m_lastSize = found.sizeInBytes();
+    if (!found.isNull())
+        m_lastSize = found.sizeInBytes();
     return found;
 }
 
@@ -131,19 +132,23 @@ FrameCache::Entry FrameCache::decode(const QString &path, Lock &lock)
     Entry entry{path, Stamp::of(path), QImage()};
     if (entry.stamp.size < 0)
         return entry;
+    const qint64 expected = m_lastSize;
+    m_inWork += expected;
     QImage spare = makeRoom();
     lock.unlock();
     entry.image = m_decode(path, std::move(spare));
     lock.lock();
+    m_inWork -= expected;
     return entry;
 }
 
-/// Gives up images until there is room for one like the last. Returns one of them that nobody shows: memory
-/// that is in use already takes new pixels a good deal faster than memory fresh from the system.
+/// Gives up images until there is room for those being decoded, which are as large as the last. Returns one
+/// of them that nobody shows: memory that is in use already takes new pixels a good deal faster than memory
+/// fresh from the system.
 QImage FrameCache::makeRoom()
 {
     QImage spare;
-    while (m_lastSize <= m_budget && m_bytes + m_lastSize > m_budget) {
+    while (!m_entries.empty() && m_lastSize <= m_budget && m_bytes + m_inWork > m_budget) {
         Entry &last = m_entries.back();
         m_bytes -= last.image.sizeInBytes();
         spare = std::move(last.image);

@@ -94,7 +94,8 @@ private:
     std::condition_variable m_changed; // whenever something below has changed that somebody may wait for
     std::list<Entry> m_entries;        // most recently used first
     qint64 m_bytes = 0;                // of m_entries
-    qint64 m_lastSize = 0;             // bytes of the image last asked for
+    qint64 m_lastSize = 0;             // bytes of the last image asked for and found
+    qint64 m_inWork = 0;               // bytes of the images being decoded, by both threads
     std::deque<QString> m_queue;
     QString m_decoding; // by the cache's thread; empty if nothing
     bool m_ending = false;

@@ -49,6 +49,10 @@ FrameViewer::FrameViewer(QWidget *parent, Qt::WindowFlags flags)
     box->setContentsMargins(0, 0, 0, 0);
     box->addWidget(view);
 
+    m_preparation = new QTimer(this);
+    m_preparation->setSingleShot(true);
+    connect(m_preparation, &QTimer::timeout, this, &FrameViewer::prepareNextImages);
+
     connectToState();
     setDisabled(true);
 }
@@ -97,7 +101,7 @@ void FrameViewer::reload()
             new PolyAreaGraphicsItem(scene, keyFrame); // the scene owns it
     }
     resize();
-    QTimer::singleShot(0, this, &FrameViewer::prepareNextImages); // this one is to be painted first
+    m_preparation->start(); // this one is to be painted first
 }
 
 void FrameViewer::forgetImages()

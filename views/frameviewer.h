@@ -11,6 +11,7 @@ class FrameCache;
 class FrameGraphicsView;
 class QGraphicsPixmapItem;
 class QGraphicsScene;
+class QTimer;
 
 /// Shows the current frame with the polygon of every object on it and takes the user's edits of them.
 class FrameViewer : public QWidget
@@ -54,6 +55,7 @@ private:
     void addVertex(QPointF point);
 
     std::unique_ptr<FrameCache> m_images;
-    int m_lastFrame = 0;  // whose image was shown before
-    bool m_onward = true; // the direction of the last move
+    QTimer *m_preparation = nullptr; // once for all reloads of a turn
+    int m_lastFrame = 0;             // whose image was shown before
+    bool m_onward = true;            // the direction of the last move
 };

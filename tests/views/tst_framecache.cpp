@@ -412,6 +412,8 @@ void TestFrameCache::aFileThatCannotBeReadIsTriedAgain()
         QVERIFY(stage.cache.image(path).isNull());
     QCOMPARE(stage.held(), QList<int>({0, 2}));
     QCOMPARE(log.warnings(), QStringList());
+    stage.cache.prepare(stage.images.paths({3})); // goes on behind it
+    QTRY_VERIFY(stage.cache.holds(stage.images.path(3)));
     stage.images.write(1, Qt::green);
     QCOMPARE(stage.cache.image(path).size(), imageSize);
     QVERIFY(stage.cache.holds(path));
