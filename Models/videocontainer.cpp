@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <future>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -58,14 +59,21 @@ public:
     OpenedAhead(const QString &path, int count)
     {
         for (int i = 0; i < count; ++i)
-            m_captures.push_back(std::async(std::launch::async, VideoFile::open, path).share());
+            m_captures.push_back(std::async(std::launch::async, VideoFile::open, path));
+        m_first = m_captures.front().get();
     }
 
-    /// Waits until it is open. One thread at a time may use it.
-    cv::VideoCapture at(int index) const { return m_captures.at(std::size_t(index)).get(); }
+    const cv::VideoCapture &first() const { return m_first; }
+
+    /// Waits until it is open, and hands it over. Every one can be taken once.
+    cv::VideoCapture take(int index)
+    {
+        return index == 0 ? std::move(m_first) : m_captures.at(std::size_t(index)).get();
+    }
 
 private:
-    std::vector<std::shared_future<cv::VideoCapture>> m_captures;
+    std::vector<std::future<cv::VideoCapture>> m_captures;
+    cv::VideoCapture m_first;
 };
 
 VideoContainer::VideoContainer(QObject *parent)
@@ -99,8 +107,8 @@ bool VideoContainer::loadFile(QString path)
     }
 
     const int workers = workerCount();
-    const OpenedAhead ahead(videoPath, workers);
-    const cv::VideoCapture capture = ahead.at(0);
+    OpenedAhead ahead(videoPath, workers);
+    const cv::VideoCapture &capture = ahead.first();
     fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0)) {
         qWarning("invalid fps");
@@ -147,7 +155,7 @@ void VideoContainer::videoToFrames(int &chunkEnd)
     if (start >= chunkEnd)
         return;
     cv::VideoCapture capture =
-        m_openedAhead ? m_openedAhead->at(chunkEnds.indexOf(chunkEnd)) : VideoFile::open(videoPath);
+        m_openedAhead ? m_openedAhead->take(chunkEnds.indexOf(chunkEnd)) : VideoFile::open(videoPath);
     // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
     // starts with a repeat of the frame before it.
     capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);

@@ -75,6 +75,6 @@ private:
     bool extract();
 
     QTemporaryDir m_temporaryDir;
-    const OpenedAhead *m_openedAhead = nullptr; // during the extraction; each worker takes another capture
-    std::atomic<bool> m_cancel{false}; // written by the GUI thread, read by the workers before each frame
+    OpenedAhead *m_openedAhead = nullptr; // during the extraction; each worker takes another capture
+    std::atomic<bool> m_cancel{false};    // written by the GUI thread, read by the workers before each frame
 };
