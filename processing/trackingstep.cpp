@@ -241,7 +241,7 @@ void BackwardPass::workAhead(int from, int to)
     }
 }
 
-// The thread ahead has two steps less to make than the forward pass, so that it has the time.
+// The thread ahead has two or three steps less to make than the forward pass, so that it has the time.
 void BackwardPass::loadMiddle()
 {
     for (int i = 0; i < 2 && !m_abandoned.load(std::memory_order_relaxed); ++i)
