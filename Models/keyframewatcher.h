@@ -11,11 +11,11 @@ class KeyFrameWatcher
 public:
     KeyFrameWatcher(const KeyFrameWatcher &) = delete;
     KeyFrameWatcher &operator=(const KeyFrameWatcher &) = delete;
+    virtual ~KeyFrameWatcher();
 
 protected:
     /// Watches `keyFrame` until one of both ends.
     explicit KeyFrameWatcher(KeyFrame *keyFrame);
-    virtual ~KeyFrameWatcher();
 
     /// Whether it is this key frame that is watched. Another one may come to lie where one has ended.
     bool watches(const KeyFrame *keyFrame) const { return m_watched == keyFrame; }

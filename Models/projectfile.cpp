@@ -75,7 +75,7 @@ bool readPoints(QDataStream &stream, QPolygonF &polygon)
     const int size = polygon.size() * static_cast<int>(pointSize);
     if (stream.readRawData(reinterpret_cast<char *>(polygon.data()), size) != size)
         return false;
-    qFromBigEndian<quint64>(polygon.data(), 2 * polygon.size(), polygon.data());
+    qFromBigEndian<quint64>(polygon.data(), qsizetype(2) * polygon.size(), polygon.data());
     return true;
 }
 

@@ -68,7 +68,11 @@ public:
     /// Waits until it is open, and hands it over. Every one can be taken once.
     cv::VideoCapture take(int index)
     {
-        return index == 0 ? std::move(m_first) : m_captures.at(std::size_t(index)).get();
+        if (index > 0)
+            return m_captures.at(std::size_t(index)).get();
+        const cv::VideoCapture first = m_first;
+        m_first = cv::VideoCapture();
+        return first;
     }
 
 private:

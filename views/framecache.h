@@ -26,7 +26,7 @@ public:
     /// Whether the processors are needed for something else. Called by the cache's thread.
     using Busy = std::function<bool()>;
 
-    static constexpr qint64 defaultBudget = 256 * 1024 * 1024; // bytes
+    static constexpr qint64 defaultBudget = qint64(256) * 1024 * 1024; // bytes
     /// Milliseconds. A file changed less than this long ago could change again without its time telling; its
     /// image is not kept.
     static constexpr qint64 settlingTime = 100;

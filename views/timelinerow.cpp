@@ -133,10 +133,10 @@ bool TimeLineRow::updateMarker(KeyFrameGraphicsItem *marker, KeyFrame *keyFrame)
 
 void TimeLineRow::fitMarkers(int block)
 {
-    const auto first = m_heights.constBegin() + block * ItemBlock::columns;
-    const auto end = m_heights.constBegin() + blockEnd(block);
-    const auto extremes = std::minmax_element(first, end);
-    const QPointF topLeft(m_geometry.frameToX(block * ItemBlock::columns), *extremes.first);
+    const auto *const heights = m_heights.constData();
+    const int first = block * ItemBlock::columns;
+    const auto extremes = std::minmax_element(heights + first, heights + blockEnd(block));
+    const QPointF topLeft(m_geometry.frameToX(first), *extremes.first);
     const QPointF bottomRight(m_geometry.frameToX(blockEnd(block) - 1), *extremes.second);
     const QPointF margin(markerReach, markerReach);
     m_markerBlocks.at(block)->setBox(QRectF(topLeft - margin, bottomRight + margin));

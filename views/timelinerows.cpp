@@ -131,7 +131,7 @@ bool TimeLineRows::updateMarkers(const QList<TrackedObject *> &objects, const Ti
                 heights[i * ItemBlock::columns + frame - first] = geometry.rankToY(ranksNow.at(i));
         }
         for (int i = 0; i < objects.size(); ++i)
-            others = m_rows[i]->updateMarkers(block, heights.constData() + i * ItemBlock::columns) || others;
+            others = m_rows[i]->updateMarkers(block, &heights.at(i * ItemBlock::columns)) || others;
     }
     return others;
 }
