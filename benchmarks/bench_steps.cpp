@@ -3,7 +3,6 @@
 
 // Moving through a video of 1920 x 1080 and dragging on a frame of it: what the user waits for until it is
 // painted, by the clock, since the decoding may go on beside it.
-#include "benchmarks/support/benchclip.h"
 #include "benchmarks/support/benchproject.h"
 #include "core/datastate.h"
 #include "core/mainwindow.h"
@@ -48,7 +47,8 @@ VideoContainer *makeVideo()
     video->width = fullHdSize.width();
     video->height = fullHdSize.height();
     video->fps = fps;
-    const Clips::Clip clip = cameraClip();
+    Clips::Clip clip = Clips::movingSquare(); // as in the benchmark of the import
+    clip.size = fullHdSize;
     Clips::writeFrame(*video, 0, cv::Mat(1, 1, CV_8UC3)); // makes the folder
     for (int i = 0; i < images; ++i) {
         std::vector<uchar> bytes;
