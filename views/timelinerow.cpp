@@ -202,7 +202,7 @@ bool TimeLineRow::replaceCurves(std::vector<Curve> wanted, size_t first, size_t 
 {
     const size_t oldEnd = m_curves.size() - behind;
     const size_t wantedEnd = wanted.size() - behind;
-    if (m_curves.empty())
+    if (!m_curveBlocks.first())
         makeCurveBlocks();
     for (size_t i = 0; i < first; ++i)
         wanted[i].item = m_curves[i].item;

@@ -218,6 +218,7 @@ private slots:
     void anotherKeyFrameGetsAMarker_data();
     void anotherKeyFrameGetsAMarker();
     void aSpanAtAnOldAddressGetsACurve();
+    void aRowWithoutCurvesGetsThemBackOnce();
     void markersAreFoundUnderTheMouse();
 };
 
@@ -412,6 +413,25 @@ void TestTimeLineRows::aSpanAtAnOldAddressGetsACurve()
         QCOMPARE(differenceFromNewOne(timeLine), QString());
         annotate(object, 4, QPolygonF(), KeyFrame::None);
         ModelChecks::flushDeferredDeletes();
+    }
+}
+
+void TestTimeLineRows::aRowWithoutCurvesGetsThemBackOnce()
+{
+    TestProject project(8, 32, 24);
+    TimeLine timeLine(QStringLiteral("Time Line"));
+    TrackedObject *object = project.addObject();
+    annotate(object, 4, outline);
+    const int items = timeLine.bodyScene->items().size();
+    for (int i = 0; i < 2; ++i) {
+        QList<FrameSpan *> spans;
+        spans.swap(object->frameSpans);
+        timeLine.reload();
+        QVERIFY(timeLine.spanItems.isEmpty());
+        spans.swap(object->frameSpans);
+        timeLine.reload();
+        QCOMPARE(timeLine.spanItems.size(), 2);
+        QCOMPARE(timeLine.bodyScene->items().size(), items);
     }
 }
 
