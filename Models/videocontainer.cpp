@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <future>
 #include <limits>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -56,28 +57,40 @@ int workerCount()
 class VideoContainer::OpenedAhead
 {
 public:
-    OpenedAhead(const QString &path, int count)
+    OpenedAhead(QString path, int count)
+        : m_path(std::move(path))
     {
         for (int i = 0; i < count; ++i)
-            m_captures.push_back(std::async(std::launch::async, VideoFile::open, path));
-        m_first = m_captures.front().get();
+            m_opening.push_back(std::async(std::launch::async, VideoFile::open, m_path));
     }
 
-    const cv::VideoCapture &first() const { return m_first; }
-
-    /// Waits until it is open, and hands it over. Every one can be taken once.
-    cv::VideoCapture take(int index)
+    /// Hands one over, as soon as it is open. When all are taken, opens another one.
+    cv::VideoCapture take()
     {
-        if (index > 0)
-            return m_captures.at(std::size_t(index)).get();
-        const cv::VideoCapture first = m_first;
-        m_first = cv::VideoCapture();
-        return first;
+        std::future<cv::VideoCapture> opening;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_opening.empty())
+                return VideoFile::open(m_path);
+            opening = std::move(m_opening.back());
+            m_opening.pop_back();
+        }
+        return opening.get();
+    }
+
+    /// Takes one back that was looked at only.
+    void giveBack(const cv::VideoCapture &capture)
+    {
+        std::promise<cv::VideoCapture> opened;
+        opened.set_value(capture);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_opening.push_back(opened.get_future());
     }
 
 private:
-    std::vector<std::future<cv::VideoCapture>> m_captures;
-    cv::VideoCapture m_first;
+    const QString m_path;
+    std::mutex m_mutex; // guards the captures
+    std::vector<std::future<cv::VideoCapture>> m_opening;
 };
 
 VideoContainer::VideoContainer(QObject *parent)
@@ -112,7 +125,7 @@ bool VideoContainer::loadFile(QString path)
 
     const int workers = workerCount();
     OpenedAhead ahead(videoPath, workers);
-    const cv::VideoCapture &capture = ahead.first();
+    cv::VideoCapture capture = ahead.take();
     fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0)) {
         qWarning("invalid fps");
@@ -128,6 +141,8 @@ bool VideoContainer::loadFile(QString path)
     width = wholeProperty(capture, cv::CAP_PROP_FRAME_WIDTH);
 
     chunkEnds.append(splitIntoChunks(frameCount, workers));
+    ahead.giveBack(capture);
+    capture = cv::VideoCapture(); // a worker closes it with its chunk
     m_openedAhead = &ahead;
     const bool extracted = extract();
     m_openedAhead = nullptr;
@@ -158,8 +173,7 @@ void VideoContainer::videoToFrames(int &chunkEnd)
     const int start = chunkStart(chunkEnd);
     if (start >= chunkEnd)
         return;
-    cv::VideoCapture capture =
-        m_openedAhead ? m_openedAhead->take(chunkEnds.indexOf(chunkEnd)) : VideoFile::open(videoPath);
+    cv::VideoCapture capture = m_openedAhead ? m_openedAhead->take() : VideoFile::open(videoPath);
     // One before the first frame on purpose: where the back end seeks exactly, every chunk but the first
     // starts with a repeat of the frame before it.
     capture.set(cv::CAP_PROP_POS_FRAMES, start - 1);
