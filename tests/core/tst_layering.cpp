@@ -23,7 +23,7 @@ struct Rule {
 const QStringList folders{"Models", "core", "processing", "export", "views"};
 
 const QStringList geometry{"processing/functions.h", "processing/outlineedit.h"};
-const QStringList jobs{"core/modaljob.h", "core/framebounds.h"};
+const QStringList jobs{"core/modaljob.h", "core/framebounds.h", "core/processmark.h"};
 const QStringList model{"Models/", "core/datastate.h"};
 const QStringList tools{"processing/"}; // and geometry
 
@@ -33,6 +33,7 @@ const QVector<Rule> rules{
     {"processing/outlineedit.", geometry, {}},
     {"core/modaljob.", jobs, {}},
     {"core/framebounds.", jobs, {}},
+    {"core/processmark.", jobs, {}},
     {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
     {"core/datastate.", geometry + jobs + model, {}},
     {"processing/", tools + jobs + model, {}},
