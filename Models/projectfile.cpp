@@ -3,6 +3,7 @@
 #include "Models/projectfile.h"
 
 #include "core/datastate.h"
+#include "Models/projectsnapshot.h"
 
 #include <QDataStream>
 #include <QFileDevice>
@@ -173,6 +174,35 @@ void readObjects(QDataStream &stream, DataState &state)
     }
 }
 
+void writeHeader(QDataStream &stream, const QString &videoName, qint32 frameCount, QSize frameSize)
+{
+    stream << videoName << DataState::formatVersion() << frameCount << frameSize;
+}
+
+void writeKeyFrame(QDataStream &stream, qint32 frame, KeyFrame::Type type, const QPolygonF &polygon,
+                   qint32 zOrder)
+{
+    stream << frame << static_cast<qint32>(type) << polygon << zOrder;
+}
+
+void writeSpan(QDataStream &stream, FrameSpan::Type type, qint32 start, qint32 end)
+{
+    stream << static_cast<qint32>(type) << start << end;
+}
+
+void writeObject(QDataStream &stream, const ObjectSnapshot &object)
+{
+    stream << object.name << object.id;
+    for (int number = 0; number < object.frameCount(); ++number) {
+        const FrameSnapshot &frame = object.frame(number);
+        writeKeyFrame(stream, number, frame.type, frame.polygon, frame.zOrder);
+    }
+    if (object.frameCount() < 2) // the chain of a single frame is not stored
+        return;
+    for (const SpanSnapshot &span : object.chain.spans)
+        writeSpan(stream, span.type, span.start, span.end);
+}
+
 /// Waits until the content of an open file is on the disk. Returns what went wrong, or nothing.
 QString syncToDisk(const QFileDevice &file)
 {
@@ -206,14 +236,12 @@ QString writeWhole(QSaveFile &file, const DataState &state)
 QDataStream &operator<<(QDataStream &stream, const TrackedObject &object)
 {
     stream << object.name << object.id;
-    for (const KeyFrame *keyFrame : object.keyFrames) {
-        stream << keyFrame->frame << static_cast<qint32>(keyFrame->type) << keyFrame->polygonSnapshot()
-               << keyFrame->zOrder;
-    }
+    for (const KeyFrame *keyFrame : object.keyFrames)
+        writeKeyFrame(stream, keyFrame->frame, keyFrame->type, keyFrame->polygonSnapshot(), keyFrame->zOrder);
     const int lastFrame = object.keyFrames.size() - 1;
     for (int frame = 0; frame < lastFrame; frame = object.frameSpans.at(frame)->end) {
         const FrameSpan *span = object.frameSpans.at(frame);
-        stream << static_cast<qint32>(span->type) << span->start << span->end;
+        writeSpan(stream, span->type, span->start, span->end);
     }
     return stream;
 }
@@ -263,9 +291,18 @@ void ProjectFile::write(QDataStream &stream, const DataState &state)
 {
     stream.setVersion(streamVersion);
     const VideoContainer &video = *state.video;
-    stream << video.fileName() << DataState::formatVersion() << static_cast<qint32>(video.frameCount)
-           << QSize(video.width, video.height);
+    writeHeader(stream, video.fileName(), video.frameCount, QSize(video.width, video.height));
     stream << state;
+}
+
+void ProjectFile::write(QDataStream &stream, const ProjectSnapshot &project)
+{
+    stream.setVersion(streamVersion);
+    writeHeader(stream, project.videoName, project.frameCount, project.frameSize);
+    stream << project.version << project.currentFrame << static_cast<qint32>(project.objects.size());
+    for (const ObjectSnapshot &object : project.objects)
+        writeObject(stream, object);
+    stream << project.nextId;
 }
 
 QString ProjectFile::readVideoName(QDataStream &stream)

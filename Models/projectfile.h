@@ -7,6 +7,7 @@
 class DataState;
 class QDataStream;
 class TrackedObject;
+struct ProjectSnapshot;
 
 /// The project state as it stands in a project file (see docs/file-format.md).
 QDataStream &operator<<(QDataStream &stream, const DataState &state);
@@ -24,6 +25,8 @@ namespace ProjectFile
 
 /// Writes the whole file. Sets the stream's format version; the caller checks status and device for errors.
 void write(QDataStream &stream, const DataState &state);
+/// The same of a project as it stood, on any thread.
+void write(QDataStream &stream, const ProjectSnapshot &project);
 
 /// Reads the first item, the file name of the video; "error.error" if the data is too short for one.
 QString readVideoName(QDataStream &stream);
