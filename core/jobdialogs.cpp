@@ -44,6 +44,7 @@ void JobDialogs::run(const QString &label, QFutureWatcher<void> &watcher, const 
     QObject::connect(&watcher, &QFutureWatcher<void>::finished, &dialog, &QProgressDialog::reset);
     QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, &QFutureWatcher<void>::cancel);
     QObject::connect(&dialog, &QProgressDialog::canceled, &watcher, onAbort);
+    QObject::connect(&watcher, &QFutureWatcher<void>::canceled, &dialog, &QProgressDialog::cancel);
     start();
     dialog.exec();
     waitForRunningItems(watcher);

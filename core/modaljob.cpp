@@ -17,6 +17,10 @@ namespace
 
 ModalJob::DialogHost *g_dialogHost = nullptr;
 
+/// The job that run() has not returned from, on the GUI thread only.
+struct RunningJob;
+RunningJob *g_runningJob = nullptr;
+
 /// What the work items of one run share.
 struct Shared {
     const std::function<void(int &)> &work;
@@ -48,6 +52,32 @@ struct WorkItem {
     }
 };
 
+struct RunningJob {
+    explicit RunningJob(const std::function<void()> &callback)
+        : onAbort(callback)
+        , outer(g_runningJob)
+    {
+        g_runningJob = this;
+    }
+    ~RunningJob() { g_runningJob = outer; }
+    Q_DISABLE_COPY(RunningJob)
+
+    void abort()
+    {
+        if (aborted)
+            return;
+        aborted = true;
+        watcher.cancel();
+        if (onAbort)
+            onAbort();
+    }
+
+    QFutureWatcher<void> watcher;
+    const std::function<void()> &onAbort;
+    RunningJob *outer; // an event handler of a running job may run one of its own
+    bool aborted = false;
+};
+
 void runWithoutDialog(QFutureWatcher<void> &watcher, const std::function<void()> &start)
 {
     QEventLoop loop;
@@ -76,24 +106,29 @@ ModalJob::Result ModalJob::run(const QString &label, QList<int> &items,
     frameBounds(); // pool threads get the bounds as they are now
 
     Shared shared{work};
-    QFutureWatcher<void> watcher;
-    bool aborted = false;
-    const auto start = [&] { watcher.setFuture(QtConcurrent::map(items, WorkItem{&shared})); };
-    if (g_dialogHost) {
-        g_dialogHost->run(label, watcher, start, [&aborted, &onAbort] {
-            aborted = true;
-            if (onAbort)
-                onAbort();
-        });
-    } else {
-        runWithoutDialog(watcher, start);
-    }
-    watcher.waitForFinished();
+    RunningJob job(onAbort);
+    const auto start = [&] { job.watcher.setFuture(QtConcurrent::map(items, WorkItem{&shared})); };
+    if (g_dialogHost)
+        g_dialogHost->run(label, job.watcher, start, [&job] { job.abort(); });
+    else
+        runWithoutDialog(job.watcher, start);
+    job.watcher.waitForFinished();
     // What the work items announced reaches the window before the caller goes on.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
     if (shared.failed) {
         qWarning("%s", shared.error.c_str());
         return {Outcome::Failed, QString::fromStdString(shared.error)};
     }
-    return {aborted ? Outcome::Aborted : Outcome::Finished, QString()};
+    return {job.aborted ? Outcome::Aborted : Outcome::Finished, QString()};
+}
+
+bool ModalJob::isRunning()
+{
+    return g_runningJob != nullptr;
+}
+
+void ModalJob::abort()
+{
+    if (g_runningJob)
+        g_runningJob->abort();
 }

@@ -33,7 +33,8 @@ public:
     virtual ~DialogHost();
 
     /// Shows a dialog with `label` and the button "Abort", calls `start`, which sets the watcher's future,
-    /// and returns when the watcher has finished. "Abort" cancels the watcher and calls `onAbort`.
+    /// and returns when the watcher has finished. "Abort" cancels the watcher and calls `onAbort`; a watcher
+    /// that is canceled by others ends the dialog, too.
     virtual void run(const QString &label, QFutureWatcher<void> &watcher, const std::function<void()> &start,
                      const std::function<void()> &onAbort) = 0;
 };
@@ -51,5 +52,11 @@ DialogHost *dialogHost();
 /// work item skips them too and is logged as a warning.
 Result run(const QString &label, QList<int> &items, const std::function<void(int &)> &work,
            const std::function<void()> &onAbort = {});
+
+/// Whether run() has not returned yet: work items may still be changing what they work on, also after
+/// "Abort", or what they announced is still on its way. To be called on the GUI thread, as abort() is.
+bool isRunning();
+/// Does what "Abort" does to the job that runs, if there is one and it was not aborted yet.
+void abort();
 
 } // namespace ModalJob

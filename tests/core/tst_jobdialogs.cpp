@@ -54,6 +54,7 @@ private slots:
     void abortNeedsNoCallback();
     void eventsAreHandledWhileTheLastItemsEnd();
     void escapeAbortsToo();
+    void abortFromOutsideEndsTheDialog();
     void withoutAbortNothingIsCalledBack();
     void noWorkRunsAfterReturn_data();
     void noWorkRunsAfterReturn();
@@ -275,6 +276,36 @@ void TestJobDialogs::escapeAbortsToo()
              Outcome::Aborted);
     QVERIFY(watch.aborted);
     QCOMPARE(begun.load(), 1);
+}
+
+void TestJobDialogs::abortFromOutsideEndsTheDialog()
+{
+    const PoolThreads pool(1);
+    std::atomic<int> begun{0};
+    std::atomic<bool> released{false};
+    bool inTime = false;
+    ProgressWatch watch;
+    watch.onShown = [&begun] {
+        QTRY_VERIFY(begun > 0);
+        ModalJob::abort();
+    };
+    QTimer gone;
+    connect(&gone, &QTimer::timeout, this,
+            [&] { released = released || (watch.seen && !QApplication::activeModalWidget()); });
+    gone.start(1);
+    int callbacks = 0;
+    QList<int> items = itemList(1000);
+    QCOMPARE(run(
+                 items,
+                 [&](int &) {
+                     ++begun;
+                     inTime = waitFor([&released] { return released.load(); });
+                 },
+                 [&callbacks] { ++callbacks; }),
+             Outcome::Aborted);
+    QVERIFY(inTime);
+    QCOMPARE(begun.load(), 1);
+    QCOMPARE(callbacks, 1);
 }
 
 void TestJobDialogs::withoutAbortNothingIsCalledBack()

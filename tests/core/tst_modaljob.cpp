@@ -55,6 +55,22 @@ void throwPlain()
     throw std::exception();
 }
 
+/// Leaves every event to what follows it.
+class NoEvents : public ModalJob::DialogHost
+{
+public:
+    NoEvents() { ModalJob::setDialogHost(this); }
+    ~NoEvents() override { ModalJob::setDialogHost(nullptr); }
+    Q_DISABLE_COPY(NoEvents)
+
+    void run(const QString & /*label*/, QFutureWatcher<void> &watcher, const std::function<void()> &start,
+             const std::function<void()> & /*onAbort*/) override
+    {
+        start();
+        watcher.waitForFinished();
+    }
+};
+
 Outcome run(QList<int> &items, const std::function<void(int &)> &work)
 {
     return ModalJob::run(label, items, work).outcome;
@@ -80,6 +96,11 @@ private slots:
     void aRunAfterAFailedOneSucceeds();
 
     void withoutAHostEventsAreProcessed();
+
+    void aJobRunsUntilItsLastAnnouncementArrived();
+    void aJobWithinAJobLeavesTheOuterOneRunning();
+    void aJobIsAbortedFromOutside();
+    void withoutAJobThereIsNothingToAbort();
 };
 
 void TestModalJob::everyItemIsWorkedOnce_data()
@@ -215,6 +236,83 @@ void TestModalJob::withoutAHostEventsAreProcessed()
     QCOMPARE(run(items, [&](int &) { inTime = waitFor([&released] { return released.load(); }); }),
              Outcome::Finished);
     QVERIFY(inTime);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+
+void TestModalJob::aJobRunsUntilItsLastAnnouncementArrived()
+{
+    const NoEvents host;
+    QVERIFY(!ModalJob::isRunning());
+    QList<bool> seen;
+    QList<int> items{1};
+    QCOMPARE(run(items,
+                 [this, &seen](int &) {
+                     QMetaObject::invokeMethod(
+                         this, [&seen] { seen.append(ModalJob::isRunning()); }, Qt::QueuedConnection);
+                 }),
+             Outcome::Finished);
+    QCOMPARE(seen, QList<bool>{true});
+    QVERIFY(!ModalJob::isRunning());
+    const LogCapture log;
+    QCOMPARE(run(items, [](int &) { throwNumber(); }), Outcome::Failed);
+    QVERIFY(!ModalJob::isRunning());
+}
+
+void TestModalJob::aJobWithinAJobLeavesTheOuterOneRunning()
+{
+    const PoolThreads pool(2);
+    std::atomic<bool> released{false};
+    bool stillRunning = false;
+    QTimer::singleShot(0, this, [&] {
+        QList<int> inner = itemList(3);
+        QCOMPARE(run(inner, [](int &) {}), Outcome::Finished);
+        stillRunning = ModalJob::isRunning();
+        released = true;
+    });
+    QList<int> items{1};
+    QCOMPARE(run(items, [&released](int &) { waitFor([&released] { return released.load(); }); }),
+             Outcome::Finished);
+    QVERIFY(stillRunning);
+    QVERIFY(!ModalJob::isRunning());
+}
+
+void TestModalJob::aJobIsAbortedFromOutside()
+{
+    const PoolThreads pool(1);
+    int callbacks = 0;
+    std::atomic<int> begun{0};
+    std::atomic<bool> released{false};
+    QList<int> items = itemList(100);
+    const ModalJob::Result result = ModalJob::run(
+        label, items,
+        [&](int &) {
+            ++begun;
+            QMetaObject::invokeMethod(
+                this,
+                [] {
+                    ModalJob::abort();
+                    ModalJob::abort(); // once is enough
+                },
+                Qt::QueuedConnection);
+            waitFor([&released] { return released.load(); });
+        },
+        [&] {
+            ++callbacks;
+            released = true;
+        });
+    QCOMPARE(result.outcome, Outcome::Aborted);
+    QCOMPARE(begun.load(), 1);
+    QCOMPARE(callbacks, 1);
+}
+
+void TestModalJob::withoutAJobThereIsNothingToAbort()
+{
+    ModalJob::abort();
+    QList<int> items = itemList(3);
+    std::atomic<int> calls{0};
+    QCOMPARE(run(items, [&calls](int &) { ++calls; }), Outcome::Finished);
+    QCOMPARE(calls.load(), 3);
 }
 
 QTEST_GUILESS_MAIN(TestModalJob)
