@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QGraphicsView>
+#include <QString>
 
 /// View of the frame scene that reports its resizing and double-clicks.
 class FrameGraphicsView : public QGraphicsView
@@ -12,6 +13,10 @@ class FrameGraphicsView : public QGraphicsView
 public:
     explicit FrameGraphicsView(QWidget *parent = nullptr);
 
+    /// Text in the middle of the view, in front of the scene and not part of it; empty for none.
+    QString notice() const { return m_notice; }
+    void setNotice(const QString &notice);
+
 signals:
     /// After the view has got another size.
     void resized();
@@ -19,6 +24,10 @@ signals:
     void doubleClicked(int x, int y, bool shift);
 
 protected:
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+
+private:
+    QString m_notice;
 };

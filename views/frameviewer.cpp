@@ -85,8 +85,20 @@ void FrameViewer::filterStateChange(int flags)
         reload();
 }
 
+void FrameViewer::setNotice(const QString &notice)
+{
+    m_notice = notice;
+    showNotice();
+}
+
+void FrameViewer::showNotice()
+{
+    view->setNotice(g_state->videoLoaded ? QString() : m_notice);
+}
+
 void FrameViewer::reload()
 {
+    showNotice();
     if (!g_state->videoLoaded) {
         setDisabled(true);
         return;

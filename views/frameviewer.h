@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QPointF>
+#include <QString>
 #include <QWidget>
 
 #include <memory>
@@ -34,6 +35,11 @@ public:
     /// The images at hand, those of the frames that the user will most likely want next among them.
     const FrameCache &images() const { return *m_images; }
 
+    /// Has the view tell the user something in its middle while no video is loaded. Stays until another
+    /// notice comes; an empty one is none.
+    void setNotice(const QString &notice);
+    QString notice() const { return m_notice; }
+
 public slots:
     /// Listens to the project state in use.
     void connectToState();
@@ -48,6 +54,7 @@ public slots:
     void doubleClicked(int x, int y, bool shift);
 
 private:
+    void showNotice();
     void chooseIndex();
     void prepareNextImages();
     void forgetImages();
@@ -55,6 +62,7 @@ private:
     void addVertex(QPointF point);
 
     std::unique_ptr<FrameCache> m_images;
+    QString m_notice;
     QTimer *m_preparation = nullptr; // once for all reloads of a turn
     int m_lastFrame = 0;             // whose image was shown before
     bool m_onward = true;            // the direction of the last move

@@ -44,6 +44,8 @@ private slots:
     void reloadsForFrameAndListChangesOnly_data();
     void reloadsForFrameAndListChangesOnly();
     void withoutAVideoIsDisabledAndKeepsItsScene();
+    void aNoticeIsPaintedWhileNoVideoIsLoaded();
+    void aLongNoticeStaysInsideTheView();
     void reloadEnablesAndShowsTheImageOfTheCurrentFrame();
     void aMissingImageGivesAnEmptyPixmapWithoutAMessage();
     void everyObjectGetsAnItemWhateverItsKeyFrame();
@@ -185,6 +187,50 @@ void TestFrameViewer::withoutAVideoIsDisabledAndKeepsItsScene()
     QVERIFY(item);
     QCOMPARE(viewer->frameItem, shown);
     QVERIFY(viewer->scene->items().contains(shown));
+}
+
+void TestFrameViewer::aNoticeIsPaintedWhileNoVideoIsLoaded()
+{
+    FrameStage stage;
+    FrameViewer *viewer = stage.project().viewer();
+    const QImage withVideo = viewer->grab().toImage();
+    viewer->setNotice(QStringLiteral("to be told"));
+    QCOMPARE(viewer->notice(), QStringLiteral("to be told"));
+    QCOMPARE(viewer->grab().toImage(), withVideo);
+
+    g_state->videoLoaded = false;
+    viewer->reload();
+    const QImage told = viewer->grab().toImage();
+    viewer->setNotice(QString());
+    const QImage untold = viewer->grab().toImage();
+    QVERIFY(told != untold);
+    QCOMPARE(told.copy(0, 0, told.width(), told.height() / 3),
+             untold.copy(0, 0, untold.width(), untold.height() / 3)); // it is in the middle
+    viewer->setNotice(QStringLiteral("to be TOLD"));
+    QVERIFY(viewer->grab().toImage() != told);
+    viewer->setNotice(QStringLiteral("to be told"));
+    QCOMPARE(viewer->grab().toImage(), told);
+
+    g_state->videoLoaded = true;
+    viewer->reload();
+    stage.unscale();
+    QCOMPARE(viewer->grab().toImage(), withVideo);
+}
+
+void TestFrameViewer::aLongNoticeStaysInsideTheView()
+{
+    FrameStage stage;
+    FrameViewer *viewer = stage.project().viewer();
+    g_state->videoLoaded = false;
+    viewer->reload();
+    const QImage untold = viewer->grab().toImage();
+    viewer->setNotice(QStringLiteral("many words ").repeated(60));
+    const QImage told = viewer->grab().toImage();
+    QVERIFY(told != untold);
+    constexpr int border = 10; // pixels
+    QCOMPARE(told.copy(0, 0, border, told.height()), untold.copy(0, 0, border, untold.height()));
+    QCOMPARE(told.copy(told.width() - border, 0, border, told.height()),
+             untold.copy(untold.width() - border, 0, border, untold.height()));
 }
 
 void TestFrameViewer::reloadEnablesAndShowsTheImageOfTheCurrentFrame()
