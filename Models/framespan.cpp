@@ -16,5 +16,6 @@ FrameSpan::FrameSpan(TrackedObject *owner, FrameSpan::Type spanType, int first, 
 void FrameSpan::setType(FrameSpan::Type newType)
 {
     type = newType;
+    object->countChange();
     emit hasChanged(TypeChanged);
 }

@@ -65,13 +65,39 @@ void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)
 
 void KeyFrame::hasChanged(int flags)
 {
+    countChange();
     if (signalsBlocked() || !tellObject(flags))
         return;
+    tellReceivers(flags);
+}
+
+void KeyFrame::restorePolygon(const QPolygonF &oldPolygon)
+{
+    const std::lock_guard<std::mutex> lock(polygonMutex(this));
+    polygon = oldPolygon;
+}
+
+void KeyFrame::announceRestored(int flags)
+{
+    countChange();
+    if (!signalsBlocked())
+        tellReceivers(flags);
+}
+
+/// Watchers and connections.
+void KeyFrame::tellReceivers(int flags)
+{
     if (m_watchers.load(std::memory_order_relaxed))
         tellWatchers(flags);
     constexpr int signalIndex = 0; // the only signal of this class
     void *arguments[] = {nullptr, &flags};
     QMetaObject::activate(this, &staticMetaObject, signalIndex, arguments);
+}
+
+void KeyFrame::countChange() const
+{
+    if (TrackedObject *owner = listeningObject())
+        owner->countChange();
 }
 
 /// Null for a key frame made by others, and while the object takes its key frames along into its end: then

@@ -47,6 +47,11 @@ public:
     /// Sets the polygon, then the type; each announces its change by itself.
     void annotate(const QPolygonF &newPolygon, KeyFrame::Type newType);
 
+    /// Puts a remembered polygon in the place of the present one. Announces nothing.
+    void restorePolygon(const QPolygonF &oldPolygon);
+    /// Announces what was restored to all but the object, whose spans come back by themselves.
+    void announceRestored(int flags);
+
     /// Consistent copy of the polygon, callable from any thread.
     QPolygonF polygonSnapshot() const;
 
@@ -87,6 +92,8 @@ private:
     TrackedObject *listeningObject() const;
     bool tellObject(int flags);
     void tellWatchers(int flags);
+    void tellReceivers(int flags);
+    void countChange() const;
 
     // In this order a key frame takes 8 bytes less.
     bool m_madeByObject = false;                        // key frames that others make tell no object

@@ -8,17 +8,10 @@
 
 ChainSnapshot::ChainSnapshot(const TrackedObject &object)
 {
-    const QList<FrameSpan *> &entries = object.frameSpans;
-    const int lastFrame = entries.size() - 1;
-    int frame = 0;
-    while (frame <= lastFrame) {
-        const FrameSpan *span = entries.at(frame);
-        if (span == entries.last())
+    for (const FrameSpan *span : object.spanChain()) {
+        if (span == object.frameSpans.last())
             lastEntry = spans.size();
         spans.append({span->type, span->start, span->end});
-        if (span->end <= frame || span->end >= lastFrame)
-            break;
-        frame = span->end;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "Models/trackedobject.h"
 
 #include "core/datastate.h"
+#include "Models/projectsnapshot.h"
 
 #include <limits>
 #include <utility>
@@ -41,6 +42,7 @@ TrackedObject::TrackedObject(QObject *parent)
 void TrackedObject::changeName(QString newName)
 {
     name = newName;
+    countChange();
     emit hasChanged(NameChanged);
 }
 
@@ -63,6 +65,18 @@ QList<FrameSpan *> TrackedObject::getFrameSpans() const
         frame = spans.last()->end + 1;
     }
     return spans;
+}
+
+QVector<FrameSpan *> TrackedObject::spanChain() const
+{
+    QVector<FrameSpan *> chain;
+    const int lastFrame = frameSpans.size() - 1;
+    for (int frame = 0; frame < lastFrame || chain.isEmpty(); frame = chain.last()->end) {
+        if (frame > lastFrame)
+            break;
+        chain.append(frameSpans.at(frame));
+    }
+    return chain;
 }
 
 TrackedObject::TrackedObjectLess TrackedObject::combareByZOrderOfFrame(int frame)
@@ -89,7 +103,33 @@ void TrackedObject::switchOrderWith(TrackedObject *other, int firstFrame)
 {
     for (int i = firstFrame; i < keyFrames.size(); ++i)
         std::swap(keyFrames.at(i)->zOrder, other->keyFrames.at(i)->zOrder);
+    countChange();
+    other->countChange();
     emit hasChanged(ZOrderChanged);
+}
+
+// Spans that stay keep their place in memory: whoever shows one goes on with it.
+void TrackedObject::restoreSpans(const QVector<SpanSnapshot> &spans, int lastEntry)
+{
+    QVector<FrameSpan *> present = spanChain();
+    QVector<FrameSpan *> restored;
+    for (const SpanSnapshot &span : spans) {
+        const int index = restored.size();
+        if (index == present.size())
+            present.append(new FrameSpan(this, span.type, span.start, span.end));
+        FrameSpan *target = present.at(index);
+        target->type = span.type;
+        target->start = span.start;
+        target->end = span.end;
+        restored.append(target);
+        for (int frame = span.start; frame < span.end; ++frame)
+            frameSpans[frame] = target;
+    }
+    if (!frameSpans.isEmpty() && lastEntry < restored.size())
+        frameSpans.last() = restored.at(lastEntry);
+    for (int i = restored.size(); i < present.size(); ++i)
+        present.at(i)->deleteLater();
+    countChange();
 }
 
 void TrackedObject::keyFrameChanged(int flags)
@@ -120,6 +160,7 @@ bool TrackedObject::changesSpans(const KeyFrame &keyFrame) const
 
 void TrackedObject::rebuildSpans(const KeyFrame &keyFrame)
 {
+    countChange();
     if (keyFrame.type == KeyFrame::None)
         keyFrameRemoved(keyFrame.frame);
     else

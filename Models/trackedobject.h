@@ -9,8 +9,12 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QVector>
+
+#include <atomic>
 
 class DataState;
+struct SpanSnapshot;
 
 /// An annotated object: one key frame per video frame and the chain of frame spans made from them.
 ///
@@ -52,6 +56,8 @@ public:
     /// From the second span on the walk continues one frame behind the listed span's end, so a span of only
     /// two frames that follows such a span is left out. Callers and files rely on it.
     QList<FrameSpan *> getFrameSpans() const;
+    /// The spans in order, every one of them.
+    QVector<FrameSpan *> spanChain() const;
     /// Comparator for the stacking order on `frame`.
     static TrackedObjectLess combareByZOrderOfFrame(int frame);
     /// Position in the stacking order on `frame`, 0 = backmost; 0 when the object is not in the project.
@@ -61,6 +67,13 @@ public:
     /// Exchanges the stacking values of the two objects from `firstFrame` to the end of the video, then
     /// announces ZOrderChanged, of this object only.
     void switchOrderWith(TrackedObject *other, int firstFrame);
+
+    /// Puts a remembered chain of spans in the place of the present one; `lastEntry` is the index of the span
+    /// that the last frame's entry names. Announces nothing.
+    void restoreSpans(const QVector<SpanSnapshot> &spans, int lastEntry);
+    /// Counts the changes of the object, its key frames and its spans; callable from any thread. Changes of a
+    /// public field count only once they are announced.
+    quint32 revision() const { return m_revision.load(std::memory_order_relaxed); }
 
     /// Id that the next object gets.
     static qint32 newID;
@@ -84,8 +97,10 @@ signals:
     void hasChanged(int flags);
 
 private:
-    friend class KeyFrame; // tells of its changes
+    friend class FrameSpan; // count their changes
+    friend class KeyFrame;
 
+    void countChange() { m_revision.fetch_add(1, std::memory_order_relaxed); }
     DataState *state() const;
     void handleKeyFrameChange(const KeyFrame &keyFrame, int flags);
     bool changesSpans(const KeyFrame &keyFrame) const;
@@ -99,4 +114,6 @@ private:
     void mergeSpansAt(int frame);
     void showIfHidden(FrameSpan *span, int otherEnd);
     void clearBetween(int first, int last);
+
+    std::atomic<quint32> m_revision{0};
 };

@@ -36,6 +36,7 @@ const QVector<Rule> rules{
     {"core/processmark.", jobs, {}},
     {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
     {"core/datastate.", geometry + jobs + model, {}},
+    {"core/history", geometry + jobs + model + QStringList{"core/history"}, {}},
     {"processing/", tools + jobs + model, {}},
     {"export/", geometry + model + QStringList{"export/"}, {}},
     {"views/", geometry + model + QStringList{"views/", "core/framebounds.h"}, {"core/mainwindow.h"}},
@@ -183,6 +184,8 @@ void TestLayering::theRulesFindViolations_data()
     row("core/modaljob.cpp", "core/framebounds.h", true);
     row("core/modaljob.cpp", "core/mainwindow.h", false);
     row("core/modaljob.h", "core/datastate.h", false);
+    row("core/history.cpp", "core/datastate.h", true);
+    row("core/history.cpp", "core/mainwindow.h", false);
     row("core/jobdialogs.cpp", "core/modaljob.h", true);
     row("core/jobdialogs.cpp", "core/mainwindow.h", false);
     row("export/exportxml.cpp", "processing/functions.h", true);
