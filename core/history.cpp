@@ -7,8 +7,8 @@
 #include "core/modaljob.h"
 
 #include <QAbstractEventDispatcher>
-#include <QEvent>
 #include <QGuiApplication>
+#include <QMouseEvent>
 #include <QScopedValueRollback>
 #include <QStyleHints>
 
@@ -115,7 +115,9 @@ bool History::eventFilter(QObject *receiver, QEvent *event)
 {
     switch (event->type()) {
     case QEvent::MouseButtonPress:
-        settle(); // a second click comes as another event
+        // The window hears of the second press of a double click as of a press, too.
+        if (!static_cast<QMouseEvent *>(event)->flags().testFlag(Qt::MouseEventCreatedDoubleClick))
+            settle();
         break;
     case QEvent::MouseButtonRelease:
         m_secondClick.start(QGuiApplication::styleHints()->mouseDoubleClickInterval());

@@ -4,6 +4,7 @@
 
 #include "core/datastate.h"
 #include "core/framebounds.h"
+#include "core/history.h"
 #include "core/jobdialogs.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
@@ -52,6 +53,7 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
     setCentralWidget(m_frameViewer);
     createDocks();
     createActions();
+    createHistory();
     FrameBounds::setShownFrame(this, [this] {
         const QGraphicsPixmapItem *item = m_frameViewer->frameItem;
         return item ? item->sceneBoundingRect() : QRectF();
@@ -207,6 +209,8 @@ void MainWindow::reload()
         m_frameViewer->reload();
         m_frameNav->reload();
         m_timeLine->reload();
+        if (!m_history->follows(g_state))
+            m_history->follow(g_state);
     }
     updateActions();
 }
@@ -214,6 +218,7 @@ void MainWindow::reload()
 void MainWindow::recreateDataState()
 {
     m_frameNav->stopPlayback();
+    forgetProject();
     delete g_state;
     g_state = nullptr;
     g_state = new DataState;

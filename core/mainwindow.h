@@ -6,6 +6,7 @@
 #include <QList>
 #include <QMainWindow>
 #include <QPair>
+#include <QString>
 
 #include <memory>
 #include <vector>
@@ -13,10 +14,13 @@
 class DataState;
 class FrameNav;
 class FrameViewer;
+class History;
 class JobDialogs;
 class QAction;
 class QDataStream;
+class QLabel;
 class QMenu;
+class QTimer;
 class QToolBar;
 class TimeLine;
 
@@ -32,6 +36,8 @@ public:
     FrameViewer *frameViewer() const { return m_frameViewer; }
     FrameNav *frameNav() const { return m_frameNav; }
     TimeLine *timeLine() const { return m_timeLine; }
+    /// Undo and redo of the open project.
+    History &history() { return *m_history; }
 
     /// Frame at which interactive tracking last stopped for the user, from 0; -1 when no run is pending.
     qint32 trackingStopFrame = -1;
@@ -71,13 +77,18 @@ private:
     void createMenus();
     void createDocks();
     void createActions();
+    void createHistory();
     std::vector<ActionRow> actionRows() const;
     void createAction(const ActionRow &row);
     void updateActions();
     void enableAgain();
     bool loadVideo(const QString &path);
     void saveProject(const QString &path);
-    void readProject(QDataStream &stream);
+    void readProject(QDataStream &stream, const QString &path);
+    void moveInHistory(bool back);
+    void showProjectState();
+    void projectIsOnDisk(const QString &path);
+    void forgetProject();
     void askForCorrection(int frame);
     void announceTrackingEnd(const QString &text);
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
@@ -93,6 +104,11 @@ private:
     FrameNav *m_frameNav = nullptr;
     TimeLine *m_timeLine = nullptr;
     QList<QPair<QAction *, EnabledWhen>> m_actions;
+    History *m_history = nullptr;
+    QLabel *m_projectState = nullptr; // right in the status bar: whether the project is saved
+    QTimer *m_savedNotice = nullptr;  // runs while that says so after a save
+    QString m_projectPath;            // file of the project; empty before it has one
+    QString m_failedSave;             // file that the last save could not write
 };
 
 /// The main window; null in programs without one.

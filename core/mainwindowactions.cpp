@@ -3,6 +3,7 @@
 #include "core/mainwindow.h"
 
 #include "core/datastate.h"
+#include "core/history.h"
 #include "export/formats.h"
 #include "Models/projectfile.h"
 #include "processing/aoicutsegmentation.h"
@@ -48,6 +49,13 @@ void keepBackup(const QString &path)
         qWarning("could not keep a copy of %s", qUtf8Printable(path));
 }
 
+/// Names a run over the current object for the history.
+QString onCurrentObject(const char *text)
+{
+    const TrackedObject *object = g_state->getCurrentObject();
+    return object ? MainWindow::tr(text).arg(object->name) : QString();
+}
+
 /// Says that a run of `tool` failed and where; stays until another message comes.
 void showFailure(QStatusBar &statusBar, const QString &tool, const FrameJob::Result &result)
 {
@@ -80,7 +88,14 @@ void MainWindow::onActionSave()
 void MainWindow::saveProject(const QString &path)
 {
     QString error;
-    if (ProjectFile::save(path, *g_state, &error) || error.isEmpty())
+    if (ProjectFile::save(path, *g_state, &error)) {
+        m_savedNotice->start();
+        projectIsOnDisk(path);
+        return;
+    }
+    m_failedSave = path;
+    showProjectState();
+    if (error.isEmpty())
         return;
     QMessageBox::warning(
         this, tr("Palu"),
@@ -112,10 +127,10 @@ void MainWindow::onActionOpen()
         return;
     }
     if (loadVideo(videoPath))
-        readProject(stream);
+        readProject(stream, name);
 }
 
-void MainWindow::readProject(QDataStream &stream)
+void MainWindow::readProject(QDataStream &stream, const QString &path)
 {
     bool accepted = false;
     {
@@ -136,10 +151,12 @@ void MainWindow::readProject(QDataStream &stream)
     m_timeLine->connectToObjects();
     enableAgain();
     m_frameNav->reload(); // the first reload cut a frame beyond its old maximum
+    projectIsOnDisk(path);
 }
 
 void MainWindow::onActionLinearMorphing()
 {
+    const History::Run run(*m_history, onCurrentObject(QT_TR_NOOP("morph of %1")));
     Morph(g_state).linearMorphing(0, -1);
 }
 
@@ -147,6 +164,7 @@ void MainWindow::onActionLinearMorphing()
 // run tracks the spans that the correction cut.
 void MainWindow::onActionInteractiveTracking()
 {
+    const History::Run run(*m_history, onCurrentObject(QT_TR_NOOP("interactive tracking of %1")));
     if (trackingStopFrame != -1) // an earlier run stopped for the user
         Morph(g_state).linearMorphing(0, -1);
     AOItracking tracking(g_state, true, goodMatchDistance);
@@ -186,6 +204,7 @@ void MainWindow::announceTrackingEnd(const QString &text)
 
 void MainWindow::onActionAutomaticTracking()
 {
+    const History::Run run(*m_history, onCurrentObject(QT_TR_NOOP("automatic tracking of %1")));
     AOItracking tracking(g_state, false, goodMatchDistance);
     tracking.automaticTracking();
     announceTrackingEnd(tr("Automatic AOI tracking complete."));
@@ -194,6 +213,7 @@ void MainWindow::onActionAutomaticTracking()
 
 void MainWindow::onActionSegmentation()
 {
+    const History::Run run(*m_history, onCurrentObject(QT_TR_NOOP("segmentation of %1")));
     showFailure(*statusBar(), tr("Segmentation"), AoiCutSegmentation(g_state).runSegmenation());
 }
 
