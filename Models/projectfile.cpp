@@ -3,19 +3,16 @@
 #include "Models/projectfile.h"
 
 #include "core/datastate.h"
+#include "core/safefile.h"
 #include "Models/projectsnapshot.h"
 
 #include <QDataStream>
 #include <QFileDevice>
 #include <QIODevice>
-#include <QSaveFile>
 #include <QSize>
 #include <QtEndian>
 
-#include <cerrno>
 #include <limits>
-
-#include <unistd.h>
 
 namespace
 {
@@ -203,34 +200,6 @@ void writeObject(QDataStream &stream, const ObjectSnapshot &object)
         writeSpan(stream, span.type, span.start, span.end);
 }
 
-/// Waits until the content of an open file is on the disk. Returns what went wrong, or nothing.
-QString syncToDisk(const QFileDevice &file)
-{
-    if (::fdatasync(file.handle()) == 0)
-        return QString();
-    const bool cannotSync = errno == EINVAL || errno == ENOSYS; // a file system that has nothing to sync
-    return cannotSync ? QString() : qt_error_string(errno);
-}
-
-/// What went wrong with a write. A write that came to an end too early says nothing by itself.
-QString writeError(const QFileDevice &file)
-{
-    return file.error() == QFileDevice::NoError ? qt_error_string(ENOSPC) : file.errorString();
-}
-
-/// Writes everything down to the disk. Returns what went wrong, or nothing.
-///
-/// Nothing of this may be left to QSaveFile::commit(): it does not look at the write of the last buffer, nor
-/// at the sync, before it replaces the old file.
-QString writeWhole(QSaveFile &file, const DataState &state)
-{
-    QDataStream stream(&file);
-    ProjectFile::write(stream, state);
-    if (stream.status() != QDataStream::Ok || !file.flush())
-        return writeError(file);
-    return syncToDisk(file);
-}
-
 } // namespace
 
 QDataStream &operator<<(QDataStream &stream, const TrackedObject &object)
@@ -342,21 +311,18 @@ bool ProjectFile::read(QDataStream &stream, DataState &state)
 
 bool ProjectFile::save(const QString &path, const DataState &state, QString *error)
 {
-    error->clear();
-    QSaveFile file(path);
-    file.setDirectWriteFallback(true);
-    if (!file.open(QIODevice::WriteOnly)) {
-        qWarning("could not open %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
-        return false;
-    }
-    *error = writeWhole(file, state);
-    if (!error->isEmpty())
-        file.cancelWriting();
-    // A file that is written over directly is committed even when the writing was cancelled.
-    const bool committed = file.commit();
-    if (!committed && error->isEmpty())
-        *error = file.errorString();
-    if (!error->isEmpty())
-        qWarning("could not save %s: %s", qUtf8Printable(path), qUtf8Printable(*error));
-    return error->isEmpty();
+    const auto writer = [&state](QFileDevice &file) {
+        QDataStream stream(&file);
+        write(stream, state);
+        return stream.status() == QDataStream::Ok;
+    };
+    const SafeFile::Outcome outcome = SafeFile::replace(path, writer, error);
+    if (outcome == SafeFile::Outcome::Replaced)
+        return true;
+    const bool opened = outcome != SafeFile::Outcome::NotOpened;
+    qWarning(opened ? "could not save %s: %s" : "could not open %s: %s", qUtf8Printable(path),
+             qUtf8Printable(*error));
+    if (!opened)
+        error->clear();
+    return false;
 }

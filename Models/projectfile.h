@@ -39,7 +39,7 @@ QString videoFilter(const QString &videoName);
 bool read(QDataStream &stream, DataState &state);
 
 /// Writes the project to the file at `path`. An old file there stays until the new one is whole on the disk;
-/// only in a folder that takes no new file it is written over directly, and a failure costs its content.
+/// in a folder that takes no new file it is written over, with the old content kept aside until then.
 ///
 /// Returns false, with a warning in the log, when that fails. `error` then says why, for the user; it stays
 /// empty when the file could not even be opened, so that nothing was touched.

@@ -30,6 +30,12 @@ void writeFile(const QString &path, const QByteArray &content)
     QCOMPARE(file.write(content), qint64(content.size()));
 }
 
+void letAllWrite(const QString &folder)
+{
+    const int everything = 0x7777; // for owner, user, group and others
+    QVERIFY(QFile::setPermissions(folder, QFile::Permissions(everything)));
+}
+
 QByteArray bytesOf(const DataState &state)
 {
     QByteArray bytes;
@@ -46,6 +52,7 @@ class TestProjectSave : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void savingReplacesTheFile();
@@ -56,18 +63,25 @@ private slots:
     void aDiskThatCannotSyncIsGoodEnough();
     void aFileThatCannotBeOpenedIsOnlyLogged();
     void whereNoNewFileCanBeMadeTheOldOneIsWrittenOver();
-    void aFailureToWriteOverTheOldFileIsTold_data();
-    void aFailureToWriteOverTheOldFileIsTold();
+    void aFailureToWriteOverTheOldFileIsToldAndCostsNothing_data();
+    void aFailureToWriteOverTheOldFileIsToldAndCostsNothing();
 
 private:
     /// Makes the folder take no new file, while the old one can still be written.
     void closeTheFolder();
     QStringList filesLeft() const { return QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden); }
 
+    QTemporaryDir m_state;
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<TestProject> m_project;
     QString m_path;
 };
+
+void TestProjectSave::initTestCase()
+{
+    letAllWrite(m_state.path()); // also where the user is nobody
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_state.path()));
+}
 
 void TestProjectSave::init()
 {
@@ -193,28 +207,32 @@ void TestProjectSave::whereNoNewFileCanBeMadeTheOldOneIsWrittenOver()
     QCOMPARE(contentOf(m_path), bytesOf(**m_project));
 }
 
-void TestProjectSave::aFailureToWriteOverTheOldFileIsTold_data()
+void TestProjectSave::aFailureToWriteOverTheOldFileIsToldAndCostsNothing_data()
 {
     QTest::addColumn<int>("room");
     QTest::addColumn<bool>("syncs");
     QTest::newRow("no room") << 0 << true;
-    QTest::newRow("some room") << 100 << true;
+    QTest::newRow("room for the old content alone") << 500 << true;
     QTest::newRow("a failing sync") << 1000000 << false;
 }
 
-void TestProjectSave::aFailureToWriteOverTheOldFileIsTold()
+void TestProjectSave::aFailureToWriteOverTheOldFileIsToldAndCostsNothing()
 {
     QFETCH(int, room);
     QFETCH(bool, syncs);
+    QVERIFY(bytesOf(**m_project).size() > 500);
     closeTheFolder();
     const WithoutRootRights rights;
-    const FileSizeLimit limit(static_cast<rlim_t>(room));
-    const FailingSync disk(syncs ? 0 : EIO);
     LogCapture log;
     QString error;
-    QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(room));
+        const FailingSync disk(syncs ? 0 : EIO);
+        QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+    }
     QVERIFY(!error.isEmpty());
     QVERIFY(log.contains(error));
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
 }
 
 QTEST_GUILESS_MAIN(TestProjectSave)

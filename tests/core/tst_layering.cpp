@@ -23,7 +23,8 @@ struct Rule {
 const QStringList folders{"Models", "core", "processing", "export", "views"};
 
 const QStringList geometry{"processing/functions.h", "processing/outlineedit.h"};
-const QStringList jobs{"core/modaljob.h", "core/framebounds.h", "core/processmark.h"};
+const QStringList jobs{"core/modaljob.h", "core/framebounds.h", "core/processmark.h", "core/safefile.h",
+                       "core/keptcopy.h", "core/siblingfile.h", "core/filelock.h",    "core/disksync.h"};
 const QStringList model{"Models/", "core/datastate.h"};
 const QStringList tools{"processing/"}; // and geometry
 
@@ -34,6 +35,11 @@ const QVector<Rule> rules{
     {"core/modaljob.", jobs, {}},
     {"core/framebounds.", jobs, {}},
     {"core/processmark.", jobs, {}},
+    {"core/safefile.", jobs, {}},
+    {"core/keptcopy.", jobs, {}},
+    {"core/siblingfile.", jobs, {}},
+    {"core/filelock.", jobs, {}},
+    {"core/disksync.", jobs, {}},
     {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
     {"core/datastate.", geometry + jobs + model, {}},
     {"core/history", geometry + jobs + model + QStringList{"core/history"}, {}},

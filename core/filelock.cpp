@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/filelock.h"
+
+#include <cerrno>
+
+#include <sys/file.h>
+
+FileLock::FileLock(const QString &path)
+    : m_file(path)
+{
+    if (!m_file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        m_error = m_file.errorString();
+    else if (::flock(m_file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        m_error = QStringLiteral("another program is writing it");
+}

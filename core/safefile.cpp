@@ -1,0 +1,138 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/safefile.h"
+
+#include "core/disksync.h"
+#include "core/filelock.h"
+#include "core/keptcopy.h"
+#include "core/siblingfile.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int mostLinks = 40; // as the system follows them
+constexpr mode_t everybody = 0666;
+constexpr mode_t ownerOnly = 0600;
+
+using SafeFile::Outcome;
+
+QString text(const char *source)
+{
+    return QCoreApplication::translate("SafeFile", source);
+}
+
+/// Where the links at `path` lead, also when there is no file yet.
+QString behindLinks(const QString &path)
+{
+    QFileInfo info(path);
+    for (int i = 0; i < mostLinks && info.isSymLink(); ++i)
+        info.setFile(info.symLinkTarget());
+    return info.filePath();
+}
+
+/// Why the file at `path` may not be replaced, or nothing.
+QString obstacle(const QString &path)
+{
+    struct stat status;
+    const QByteArray name = QFile::encodeName(path);
+    if (::stat(name.constData(), &status) != 0)
+        return errno == ENOENT ? QString() : qt_error_string(errno);
+    if (!S_ISREG(status.st_mode))
+        return text("it is no file");
+    const bool writable = ::faccessat(AT_FDCWD, name.constData(), W_OK, AT_EACCESS) == 0;
+    return writable ? QString() : qt_error_string(errno);
+}
+
+/// Whether the folder of a new file is what it failed at.
+bool takesNoNewFile(int error)
+{
+    return error == EACCES || error == EPERM || error == ENAMETOOLONG;
+}
+
+/// Writes the content over the file's. Returns what went wrong, or nothing.
+QString writeOver(const QString &path, const SafeFile::Writer &write)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        return file.errorString();
+    // What was there is cut off behind the new content, not before it: until then the room is ours.
+    if (!write(file) || !file.flush() || !file.resize(file.pos()))
+        return DiskSync::writeError(file);
+    return DiskSync::content(file);
+}
+
+/// The same with the old content put back if it went wrong.
+QString writeOverOrPutBack(const QString &path, const SafeFile::Writer &write)
+{
+    const QString kept = KeptCopy::keep(path);
+    if (!kept.isEmpty())
+        return text("its old content could not be kept aside: %1").arg(kept);
+    const QString error = writeOver(path, write);
+    if (error.isEmpty()) {
+        KeptCopy::drop(path);
+        return QString();
+    }
+    const QString back = KeptCopy::restore(path);
+    return back.isEmpty()
+               ? error
+               : text("%1; its old content is kept, since putting it back failed, too: %2").arg(error, back);
+}
+
+Outcome replaceInPlace(const QString &path, const SafeFile::Writer &write, QString *error)
+{
+    const QString file = QFileInfo(path).canonicalFilePath();
+    const FileLock lock(file);
+    *error = lock.error();
+    if (!error->isEmpty())
+        return Outcome::Failed;
+    *error = KeptCopy::restore(file); // what an earlier attempt could not put back
+    if (error->isEmpty())
+        *error = writeOverOrPutBack(file, write);
+    return error->isEmpty() ? Outcome::Replaced : Outcome::Failed;
+}
+
+Outcome replaceByRename(SiblingFile &file, const SafeFile::Writer &write, QString *error)
+{
+    *error = write(file.device()) ? file.replaceTarget() : DiskSync::writeError(file.device());
+    return error->isEmpty() ? Outcome::Replaced : Outcome::Failed;
+}
+
+} // namespace
+
+Outcome SafeFile::replace(const QString &path, const Writer &write, QString *error, Options options)
+{
+    const QString target = behindLinks(path);
+    *error = obstacle(target);
+    if (!error->isEmpty())
+        return Outcome::NotOpened;
+    KeptCopy::putBack(target);
+    SiblingFile::clearLeftovers(target);
+    SiblingFile file(target);
+    const int openError = file.open(options.forTheUserOnly ? ownerOnly : everybody);
+    if (openError == 0)
+        return replaceByRename(file, write, error);
+    if (options.writesOver && takesNoNewFile(openError) && QFile::exists(target))
+        return replaceInPlace(target, write, error);
+    *error = qt_error_string(openError);
+    return Outcome::NotOpened;
+}
+
+void SafeFile::putBack(const QString &path)
+{
+    KeptCopy::putBack(path);
+}
+
+void SafeFile::putAllBack()
+{
+    KeptCopy::putAllBack();
+}
