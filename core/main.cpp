@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/mainwindow.h"
+#include "core/safefile.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -10,6 +11,7 @@ int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     QApplication::setWindowIcon(QIcon(QStringLiteral(":icons/mainicon.ico")));
+    SafeFile::putAllBack();
     g_state = new DataState;
     MainWindow window;
     g_mainWindow = &window;

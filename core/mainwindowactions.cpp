@@ -4,6 +4,7 @@
 
 #include "core/datastate.h"
 #include "core/history.h"
+#include "core/safefile.h"
 #include "export/formats.h"
 #include "Models/projectfile.h"
 #include "processing/aoicutsegmentation.h"
@@ -112,6 +113,7 @@ void MainWindow::onActionOpen()
         setDisabled(false);
         return;
     }
+    SafeFile::putBack(name);
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly)) {
         qWarning("could not open %s: %s", qUtf8Printable(name), qUtf8Printable(file.errorString()));

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
+#include "core/keptcopy.h"
 #include "core/mainwindow.h"
 #include "tests/gui/projecttest.h"
 #include "tests/support/dialogdriver.h"
@@ -52,6 +53,7 @@ private slots:
     void otherProjectsAreRejected_data();
     void otherProjectsAreRejected();
     void failingVideoLeavesAnEmptyProject();
+    void whatAnInterruptedSaveLeftIsPutBackFirst();
     void openShowsEverything();
     void currentObjectAfterOpeningIsTheLastOneRead();
     void projectWithoutObjectsKeepsItsCounter();
@@ -244,6 +246,17 @@ void TestOpenProject::failingVideoLeavesAnEmptyProject()
     QVERIFY(!m_program->action("&Save")->isEnabled());
     QCOMPARE(m_program->open(file, m_clip), QString());
     QCOMPARE(g_state->objects.size(), 2);
+}
+
+void TestOpenProject::whatAnInterruptedSaveLeftIsPutBackFirst()
+{
+    const QString file = savedProject();
+    const QByteArray before = contentOf(file);
+    QCOMPARE(KeptCopy::keep(file), QString());
+    writeFile(file, before.left(50));
+    QCOMPARE(m_program->open(file, m_clip), QString());
+    QCOMPARE(g_state->objects.size(), 2);
+    QVERIFY(contentOf(file) == before);
 }
 
 void TestOpenProject::openShowsEverything()

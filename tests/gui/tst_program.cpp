@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
+#include "core/keptcopy.h"
 #include "core/mainwindow.h"
 
 #include <QApplication>
 #include <QIcon>
 #include <QPointer>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -85,6 +87,7 @@ private slots:
     void programReturnsTheLoopsResultAndDeletesTheState_data();
     void programReturnsTheLoopsResultAndDeletesTheState();
     void closingTheWindowEndsTheProgram();
+    void theProgramPutsBackWhatAnInterruptedSaveLeft();
 };
 
 void TestProgram::programSetsTheWindowIcon()
@@ -184,6 +187,26 @@ void TestProgram::closingTheWindowEndsTheProgram()
     });
     QVERIFY(closed);
     QCOMPARE(returned, 0);
+}
+
+void TestProgram::theProgramPutsBackWhatAnInterruptedSaveLeft()
+{
+    const QTemporaryDir folder;
+    qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path()));
+    QFile file(folder.filePath("x.palu"));
+    QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+    file.write("old");
+    QString error(QStringLiteral("not kept"));
+    runProgram([&] {
+        error = KeptCopy::keep(file.fileName());
+        QCoreApplication::quit();
+    });
+    QCOMPARE(error, QString());
+    file.seek(0);
+    file.write("newer");
+    runProgram(&QCoreApplication::quit);
+    file.seek(0);
+    QCOMPARE(file.readAll(), QByteArray("old"));
 }
 
 QTEST_APPLESS_MAIN(TestProgram)
