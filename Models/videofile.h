@@ -16,7 +16,8 @@ namespace VideoFile
 /// there, else the other ones that decode files, never cameras or image sequences.
 std::vector<int> backEnds(const std::vector<int> &offered);
 
-/// Opens the video at `path`; the capture is closed where that fails.
+/// Opens the video at `path`; the capture is closed where that fails. Formats that name other files or
+/// addresses, such as playlists, are no videos here: nothing but the file itself is ever opened.
 cv::VideoCapture open(const QString &path);
 
 } // namespace VideoFile

@@ -15,12 +15,25 @@ class TestVideoFile : public QObject
     Q_OBJECT
 
 private slots:
+    void whatTheEnvironmentAsksForIsReplaced(); // before anything is opened
+
     void onlyBackEndsForFilesAreUsed_data();
     void onlyBackEndsForFilesAreUsed();
     void aVideoIsOpened();
     void whatIsNoVideoStaysClosed_data();
     void whatIsNoVideoStaysClosed();
+    void whatNamesOtherFilesStaysClosed_data();
+    void whatNamesOtherFilesStaysClosed();
 };
+
+void TestVideoFile::whatTheEnvironmentAsksForIsReplaced()
+{
+    qputenv("OPENCV_FFMPEG_CAPTURE_OPTIONS", "format_whitelist;concat,hls|protocol_whitelist;http");
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("clip.avi"));
+    QVERIFY(Clips::encode(path, Clips::movingSquare(), 3, 25, "MJPG"));
+    QVERIFY(VideoFile::open(path).isOpened());
+}
 
 void TestVideoFile::onlyBackEndsForFilesAreUsed_data()
 {
@@ -69,6 +82,35 @@ void TestVideoFile::whatIsNoVideoStaysClosed()
     text.write("no video");
     text.close();
     QVERIFY(!VideoFile::open(folder.filePath(name)).isOpened());
+}
+
+void TestVideoFile::whatNamesOtherFilesStaysClosed_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("HLS playlist") << QByteArray("#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n"
+                                                "#EXTINF:1.0,\nclip.mp4\n#EXT-X-ENDLIST\n");
+    QTest::newRow("DASH manifest") << QByteArray(
+        "<?xml version=\"1.0\"?><MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" "
+        "mediaPresentationDuration=\"PT1S\" profiles=\"urn:mpeg:dash:profile:isoff-on-demand:2011\"><Period>"
+        "<AdaptationSet contentType=\"video\"><Representation id=\"1\" bandwidth=\"1000\">"
+        "<BaseURL>clip.mp4</BaseURL></Representation></AdaptationSet></Period></MPD>");
+    QTest::newRow("list of files") << QByteArray("ffconcat version 1.0\nfile clip.mp4\n");
+}
+
+/// Each of them would be opened by its content, and show the clip beside it.
+void TestVideoFile::whatNamesOtherFilesStaysClosed()
+{
+    QFETCH(QByteArray, text);
+    const QTemporaryDir folder;
+    const QString clip = folder.filePath(QStringLiteral("clip.mp4"));
+    if (!Clips::encodeMp4(clip, Clips::movingSquare(), 5, 25))
+        QSKIP("no such encoder here");
+    QVERIFY(VideoFile::open(clip).isOpened());
+    QFile list(folder.filePath(QStringLiteral("list.mp4")));
+    QVERIFY(list.open(QIODevice::WriteOnly));
+    list.write(text);
+    list.close();
+    QVERIFY(!VideoFile::open(list.fileName()).isOpened());
 }
 
 QTEST_APPLESS_MAIN(TestVideoFile)
