@@ -53,8 +53,10 @@ KeyFrame::KeyFrame(TrackedObject *owner, int frameNumber, KeyFrame::Type frameTy
 KeyFrame::~KeyFrame()
 {
     for (KeyFrameWatcher *watcher = m_watchers.load(std::memory_order_relaxed); watcher;
-         watcher = watcher->m_next)
+         watcher = watcher->m_next) {
         watcher->m_watched = nullptr;
+        watcher->keyFrameEnded();
+    }
 }
 
 void KeyFrame::annotate(const QPolygonF &newPolygon, KeyFrame::Type newType)

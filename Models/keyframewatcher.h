@@ -25,6 +25,8 @@ private:
 
     /// On the key frame's thread, with the bits of KeyFrame::Change. Must not end any watcher.
     virtual void keyFrameChanged(int flags) = 0;
+    /// The key frame is gone. Must not end any watcher.
+    virtual void keyFrameEnded() {}
 
     KeyFrame *m_watched; // null once it is gone
     KeyFrameWatcher *m_next;
