@@ -48,6 +48,7 @@ FrameSpanGraphicsItem::FrameSpanGraphicsItem(QGraphicsItem *parent, QPointF star
     loadStyle();
     setParentItem(parent);
     connect(frameSpan, &FrameSpan::hasChanged, this, &FrameSpanGraphicsItem::reload);
+    connect(frameSpan, &QObject::destroyed, this, [this] { frameSpan = nullptr; });
 }
 
 void FrameSpanGraphicsItem::place(QPointF start, QPointF end)
@@ -57,6 +58,8 @@ void FrameSpanGraphicsItem::place(QPointF start, QPointF end)
 
 void FrameSpanGraphicsItem::loadStyle()
 {
+    if (!frameSpan)
+        return;
     double width = thickWidth;
     Qt::PenStyle style = Qt::SolidLine;
     switch (frameSpan->type) {
@@ -82,6 +85,8 @@ void FrameSpanGraphicsItem::reload()
 
 void FrameSpanGraphicsItem::updateStyle()
 {
+    if (!frameSpan)
+        return;
     if (m_shownType != frameSpan->type || m_shownColor != frameSpan->object->color.rgba())
         loadStyle();
 }
@@ -101,6 +106,10 @@ QPainterPath FrameSpanGraphicsItem::shape() const
 
 void FrameSpanGraphicsItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
 {
+    if (!frameSpan) {
+        event->ignore();
+        return;
+    }
     // The time line may be rebuilt, and this item deleted, while the menu is open.
     const QPointer<FrameSpan> shown = frameSpan;
     const QPair<const char *, FrameSpan::Type> entries[] = {

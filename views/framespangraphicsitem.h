@@ -18,7 +18,7 @@ public:
     /// The same below `parent`, and with it in its scene, if any.
     FrameSpanGraphicsItem(QGraphicsItem *parent, QPointF start, QPointF end, FrameSpan *frameSpan);
 
-    /// Not owned.
+    /// Not owned; null once it is gone. The curve then stays as it was and takes no part in anything.
     FrameSpan *frameSpan;
 
     /// Leads the curve from `start` to `end`.

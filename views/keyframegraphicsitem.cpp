@@ -121,6 +121,8 @@ KeyFrameGraphicsItem::KeyFrameGraphicsItem(QGraphicsItem *parent, QPointF positi
 
 void KeyFrameGraphicsItem::loadStyle()
 {
+    if (!keyFrame)
+        return;
     const QColor color = keyFrame->object->color;
     int radius = hiddenRadius;
     switch (keyFrame->type) {
@@ -172,7 +174,7 @@ void KeyFrameGraphicsItem::reload()
 
 void KeyFrameGraphicsItem::updateStyle()
 {
-    if (m_shownType != keyFrame->type || m_shownColor != keyFrame->object->color.rgba())
+    if (!keyFrame || m_shownType != keyFrame->type || m_shownColor != keyFrame->object->color.rgba())
         loadStyle();
 }
 
@@ -183,6 +185,10 @@ void KeyFrameGraphicsItem::keyFrameChanged(int /*flags*/)
 
 void KeyFrameGraphicsItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
 {
+    if (!keyFrame) {
+        event->ignore();
+        return;
+    }
     // The time line may be rebuilt, and this item deleted, while the menu is open.
     const QPointer<KeyFrame> shown = keyFrame;
     KeyFrameMenu entries(*shown);

@@ -19,7 +19,7 @@ public:
     /// The same below `parent`, and with it in its scene, if any.
     KeyFrameGraphicsItem(QGraphicsItem *parent, QPointF pos, KeyFrame *keyFrame);
 
-    /// Not owned.
+    /// Not owned; null once it is gone. The marker then stays as it was and takes no part in anything.
     KeyFrame *keyFrame;
 
     /// Without the base class's stroking of the outline, which is slow for the many items of a long video.
@@ -44,6 +44,7 @@ protected:
 
 private:
     void keyFrameChanged(int flags) override;
+    void keyFrameEnded() override { keyFrame = nullptr; }
 
     // What the style was made for.
     QRgb m_shownColor = 0;

@@ -37,6 +37,7 @@ PolyAreaGraphicsItem::PolyAreaGraphicsItem(QGraphicsScene *scene, KeyFrame *show
     setFlag(ItemIsMovable);
     scene->addItem(this);
     connect(keyFrame, &KeyFrame::hasChanged, this, &PolyAreaGraphicsItem::filterKeyFrameChange);
+    connect(keyFrame, &QObject::destroyed, this, &PolyAreaGraphicsItem::letGo);
     connect(g_state, &DataState::hasChanged, this, &PolyAreaGraphicsItem::filterStateChange);
     updatePolygon();
     updateStyle();
@@ -61,6 +62,8 @@ void PolyAreaGraphicsItem::redrawFromPolyPoints()
 
 void PolyAreaGraphicsItem::polyPointsChanged()
 {
+    if (!keyFrame)
+        return;
     QPolygonF outline;
     for (const PolyPointGraphicsItem *handle : qAsConst(polyPoints))
         outline.append(handle->point);
@@ -70,7 +73,9 @@ void PolyAreaGraphicsItem::polyPointsChanged()
 
 void PolyAreaGraphicsItem::updateStyle()
 {
-    const bool current = keyFrame->object->isCurrent();
+    if (!keyFrame)
+        return;
+    const bool current = isOfCurrentObject();
     setZValue(current ? currentZ : otherZ);
     QPen pen(keyFrame->object->color);
     pen.setWidth(outlineWidth);
@@ -84,6 +89,8 @@ void PolyAreaGraphicsItem::updateStyle()
 // Leaves the style alone: new handles are visible until the next updateStyle().
 void PolyAreaGraphicsItem::updatePolygon()
 {
+    if (!keyFrame)
+        return;
     const QPolygonF outline = keyFrame->polygonSnapshot();
     setPolygon(outline);
     for (PolyPointGraphicsItem *handle : qAsConst(polyPoints)) {
@@ -113,6 +120,8 @@ void PolyAreaGraphicsItem::filterStateChange(int flags)
 
 void PolyAreaGraphicsItem::movePolygon()
 {
+    if (!keyFrame)
+        return;
     Eigen::Affine2d shift = Eigen::Affine2d::Identity();
     shift.translation() << dragOffset.x(), dragOffset.y();
     keyFrame->transformPolygon(shift);
@@ -121,7 +130,7 @@ void PolyAreaGraphicsItem::movePolygon()
 
 void PolyAreaGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
 {
-    if (!isDragButton(event->button())) {
+    if (!keyFrame || !isDragButton(event->button())) {
         event->ignore();
         return;
     }
@@ -136,7 +145,7 @@ void PolyAreaGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent *event)
 
 void PolyAreaGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
 {
-    if (!keyFrame->object->isCurrent()) {
+    if (!isOfCurrentObject()) {
         event->ignore();
         return;
     }
@@ -151,7 +160,7 @@ void PolyAreaGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
 void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
 {
     QGraphicsPolygonItem::mouseReleaseEvent(event);
-    if (!isDragButton(event->button()))
+    if (!keyFrame || !isDragButton(event->button()))
         return;
     const bool stayed =
         std::abs(dragOffset.x()) <= movementTolerance && std::abs(dragOffset.y()) <= movementTolerance;
@@ -160,7 +169,7 @@ void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
             g_state->setCurrentObject(keyFrame->object->id);
         return;
     }
-    if (keyFrame->object->isCurrent()) {
+    if (isOfCurrentObject()) {
         movePolygon();
     } else {
         for (PolyPointGraphicsItem *handle : qAsConst(polyPoints))
@@ -168,6 +177,20 @@ void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
     }
     dragOffset = QPointF();
     setPos(QPointF());
+}
+
+bool PolyAreaGraphicsItem::isOfCurrentObject() const
+{
+    return keyFrame && keyFrame->object->isCurrent();
+}
+
+/// The picture of a project that was dropped stays until there is another one; a drag of it ends here.
+void PolyAreaGraphicsItem::letGo()
+{
+    keyFrame = nullptr;
+    setEnabled(false);
+    for (PolyPointGraphicsItem *handle : qAsConst(polyPoints))
+        handle->setEnabled(false);
 }
 
 void PolyAreaGraphicsItem::becomeVisibleIfAutomatic()

@@ -21,7 +21,7 @@ public:
     /// What the outline covers, found without stroking it.
     QRectF boundingRect() const override;
 
-    /// Not owned.
+    /// Not owned; null once it is gone. The outline then stays as it was and takes no part in anything.
     KeyFrame *keyFrame;
     /// Displacement of the drag in progress.
     QPointF dragOffset;
@@ -58,5 +58,7 @@ protected:
     void mouseReleaseEvent(QGraphicsSceneMouseEvent *event) override;
 
 private:
+    bool isOfCurrentObject() const;
+    void letGo();
     void becomeVisibleIfAutomatic();
 };

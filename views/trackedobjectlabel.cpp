@@ -83,9 +83,15 @@ void TrackedObjectLabel::showName(const QString &name)
         QStringLiteral("<span>%1</span>").arg(name.toHtmlEscaped())); // no markup of its own
 }
 
+/// Until the list is made anew, ids of a project that was dropped mean nothing, or another object.
+bool TrackedObjectLabel::isOfProjectInUse() const
+{
+    return m_state && m_state == g_state;
+}
+
 bool TrackedObjectLabel::isOf(const TrackedObject &object) const
 {
-    return m_state == g_state && objectId == object.id;
+    return isOfProjectInUse() && objectId == object.id;
 }
 
 bool TrackedObjectLabel::isEditing() const
@@ -138,12 +144,14 @@ void TrackedObjectLabel::changeName()
     if (name == nameLabel->text())
         return;
     showName(name); // losing the focus finishes the editing a second time
-    if (TrackedObject *object = g_state->getObjectById(objectId))
+    if (TrackedObject *object = isOfProjectInUse() ? g_state->getObjectById(objectId) : nullptr)
         object->changeName(name);
 }
 
 void TrackedObjectLabel::deleteObj()
 {
+    if (!isOfProjectInUse())
+        return;
     g_state->deleteObject(objectId);
     if (!g_mainWindow)
         return;
@@ -154,7 +162,7 @@ void TrackedObjectLabel::deleteObj()
 
 void TrackedObjectLabel::mousePressEvent(QMouseEvent *event)
 {
-    if (objectId != g_state->currentObjectId)
+    if (isOfProjectInUse() && objectId != g_state->currentObjectId)
         g_state->setCurrentObject(objectId);
     QFrame::mousePressEvent(event);
 }

@@ -55,6 +55,7 @@ protected:
 
 private:
     void showName(const QString &name);
+    bool isOfProjectInUse() const;
 
     const QPointer<const DataState> m_state; // the one it listens to
 };
