@@ -193,17 +193,23 @@ void History::apply(const HistoryStep &step, ObjectDifference::Side side)
 {
     const QScopedValueRollback<bool> applying(m_applying, true);
     restore(step, side);
+    knowRestored(step);
     announce(step, side);
-    m_known.reserve(m_state->objects.size());
+    m_place->objectId = m_state->currentObjectId;
+    m_place->frame = m_state->currentFrame;
+}
+
+/// Known before anybody hears of it: what a listener changes then is a step of its own.
+void History::knowRestored(const HistoryStep &step)
+{
     for (const auto &entry : step.differences)
         know(entry.first);
     for (const TrackedObject *object : qAsConst(m_state->objects)) {
         if (!m_known.contains(object))
             know(object);
     }
-    const QList<const TrackedObject *> knownObjects = m_known.keys();
-    for (const TrackedObject *object : knownObjects) {
-        if (!m_state->objects.contains(const_cast<TrackedObject *>(object)))
+    for (TrackedObject *object : qAsConst(m_place->objects)) {
+        if (!m_state->objects.contains(object))
             m_known.remove(object);
     }
     *m_place = place();

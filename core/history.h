@@ -105,6 +105,7 @@ private:
     void collect(HistoryStep &step);
     void apply(const HistoryStep &step, ObjectDifference::Side side);
     void restore(const HistoryStep &step, ObjectDifference::Side side);
+    void knowRestored(const HistoryStep &step);
     void announce(const HistoryStep &step, ObjectDifference::Side side);
     const HistoryStep *step(int index) const;
     QString move(bool back);

@@ -15,6 +15,7 @@
 #include <QtTest>
 
 #include <functional>
+#include <utility>
 
 namespace
 {
@@ -105,6 +106,7 @@ private slots:
     void undoGoesToFrameAndObjectOfTheChange();
     void undoOfADeletionChoosesTheObject();
     void undoOfAnAdditionChoosesThePreviousObject();
+    void whatAListenerChangesIsAStepOfItsOwn();
     void whatIsUndoneIsAnnounced();
     void aStepIsMadeOnceTheEventLoopHasNothingToDo();
     void aJobIsOneStep();
@@ -400,6 +402,31 @@ void TestHistory::undoOfAnAdditionChoosesThePreviousObject()
     history.redo();
     QCOMPARE(project->getCurrentObject(), added);
     QCOMPARE(project.addObject()->id, 3);
+    history.undo();
+    QCOMPARE(project->getCurrentObject(), added);
+}
+
+// Such as a name that is still being typed when its label is made anew.
+void TestHistory::whatAListenerChangesIsAStepOfItsOwn()
+{
+    TestProject project(50);
+    fill(project);
+    Follower history(project);
+    TrackedObject *object = project->objects.first();
+    annotate(object, 15, rectangle(0, 0, 9, 9));
+    history.settle();
+    const QByteArray after = projectFields(*project);
+    QObject context;
+    bool renamed = false;
+    connect(object, &TrackedObject::hasChanged, &context, [&] {
+        if (!std::exchange(renamed, true))
+            object->changeName(QStringLiteral("typed"));
+    });
+    history.undo();
+    QCOMPARE(object->name, QString("typed"));
+    QCOMPARE(history.undo(), QString("renaming new object 1 to typed"));
+    QCOMPARE(object->name, QString("new object 1"));
+    QVERIFY(projectFields(*project) != after);
 }
 
 void TestHistory::whatIsUndoneIsAnnounced()
