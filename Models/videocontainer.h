@@ -9,6 +9,12 @@
 
 #include <atomic>
 
+namespace cv
+{
+class Mat;
+class VideoCapture;
+} // namespace cv
+
 /// Turns a video file into a temporary folder of numbered JPEG images, one per frame, which lives as long as
 /// the container.
 ///
@@ -25,9 +31,12 @@ public:
 
     /// Copies the video at `path`, reads its properties and extracts all frames behind a progress dialog.
     ///
-    /// Returns false, with a warning in the log, when the file cannot be copied or is no usable video, and
-    /// false without one when the user aborted. A frame that cannot be decoded leaves its image out.
+    /// Returns false, with a warning in the log, when the file cannot be copied, is no usable video or is too
+    /// large for memory or disk, and false without one when the user aborted. A frame that cannot be decoded
+    /// leaves its image out.
     bool loadFile(QString path);
+    /// Why the last import failed, for the user, as what follows a colon; empty if it did not or was aborted.
+    QString failure() const { return m_failure; }
     /// Name of the video file without its folder.
     QString fileName() const;
     /// Path of the image of `frame` (from 0); neither the number nor the file is checked.
@@ -72,9 +81,18 @@ public slots:
 private:
     class OpenedAhead;
 
+    bool copy(const QString &path);
+    const char *probe(cv::VideoCapture capture);
+    const char *checkSize(cv::VideoCapture &capture);
     bool extract();
+    bool writeFrame(int frame, const cv::Mat &image);
+    QString writeFailure() const;
 
     QTemporaryDir m_temporaryDir;
+    QString m_failure;
+    double m_imageSize = 0;               // bytes, as estimated; 0 if no frame could be read
     OpenedAhead *m_openedAhead = nullptr; // during the extraction; each worker takes another capture
     std::atomic<bool> m_cancel{false};    // written by the GUI thread, read by the workers before each frame
+    std::atomic<int> m_unwritten{-1};     // the first frame that could not be written; the same with workers
+    std::atomic<int> m_written{0};        // images, by all workers
 };

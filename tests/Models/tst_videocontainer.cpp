@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "Models/videocontainer.h"
 #include "tests/support/clips.h"
+#include "tests/support/littlememory.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/progresswatch.h"
+#include "tests/support/smalldisk.h"
 
 #include <QApplication>
 #include <QDir>
@@ -22,6 +24,7 @@
 #include <opencv2/videoio.hpp>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -30,6 +33,7 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <vector>
 
 namespace
@@ -38,6 +42,7 @@ namespace
 // Arguments that make this program a child of one of its own tests.
 const char makeContainerArgument[] = "--make-container";
 const char limitedImportArgument[] = "--import-with-file-size-limit";
+const char importArgument[] = "--import";
 
 Clips::Clip smallClip()
 {
@@ -113,6 +118,15 @@ int makeContainer()
     return 0;
 }
 
+/// Says on the standard output how an import ended.
+void import(const QString &path)
+{
+    VideoContainer container;
+    const bool loaded = container.loadFile(path);
+    std::fprintf(stdout, "%s, %s, left %d images\n", loaded ? "imported" : "failed",
+                 qPrintable(container.failure()), frameFiles(container).size());
+}
+
 // Imports a video while no file may grow beyond `limit` bytes, as on a full disk.
 int importWithFileSizeLimit(const QString &path, const QString &limit)
 {
@@ -122,9 +136,7 @@ int importWithFileSizeLimit(const QString &path, const QString &limit)
     bytes.rlim_cur = bytes.rlim_max = limit.toULongLong();
     if (setrlimit(RLIMIT_FSIZE, &bytes) != 0)
         return 2;
-    VideoContainer container;
-    container.loadFile(path);
-    std::fprintf(stdout, "imported %d frames\n", container.frameCount);
+    import(path);
     return 0;
 }
 
@@ -162,6 +174,7 @@ private slots:
     void foldersAreRemovedWithTheContainer();
     void framesThatAreNotThereAreLeftOut_data();
     void framesThatAreNotThereAreLeftOut();
+    void extractionGoesOnBehindFramesThatCannotBeRead_data();
     void extractionGoesOnBehindFramesThatCannotBeRead();
 
     void dialogIsBusyAndModal();
@@ -176,7 +189,14 @@ private slots:
     void absurdFrameCountsAreRejected();
     void secondImportFailsOnTheFramesFolder();
     void withoutTemporaryFolderTheProcessEnds();
-    void fullDiskIsLogged();
+    void aLinkToAVideoIsImported();
+    void tooManyFramesAreRefused_data();
+    void tooManyFramesAreRefused();
+    void fullDiskEndsTheImport();
+    void tooLittleRoomEndsTheImport_data();
+    void tooLittleRoomEndsTheImport();
+    void roomThatIsJustEnoughIsTaken();
+    void aDiskThatFillsUpEndsTheImport();
 
 private:
     QString clip(const QString &name) const { return m_folder.filePath(name); }
@@ -544,12 +564,21 @@ void TestVideoContainer::framesThatAreNotThereAreLeftOut()
     QCOMPARE(log.warnings(), QStringList());
 }
 
+void TestVideoContainer::extractionGoesOnBehindFramesThatCannotBeRead_data()
+{
+    QTest::addColumn<int>("damaged");
+    QTest::addColumn<int>("written");
+    QTest::newRow("a hundred in a row") << 100 << 20;
+    QTest::newRow("the most that are gone past") << 999 << 20;
+    QTest::newRow("too many to look any further") << 1000 << 10;
+}
+
 void TestVideoContainer::extractionGoesOnBehindFramesThatCannotBeRead()
 {
-    // The decoder passes over a few damaged pictures by itself; it takes many to make it give up on one
-    // image.
-    constexpr int frames = 6000;
+    QFETCH(int, damaged);
+    QFETCH(int, written);
     constexpr int goodAtEachEnd = 10;
+    const int frames = damaged + 2 * goodAtEachEnd;
     const Clips::Clip tiny = Clips::numberedGround(QSize(32, 32));
     QVERIFY(Clips::encode(clip("damaged.avi"), tiny, frames, 25, "MJPG"));
     QByteArray avi = contents(clip("damaged.avi"));
@@ -560,11 +589,12 @@ void TestVideoContainer::extractionGoesOnBehindFramesThatCannotBeRead()
     const LogCapture log;
     int end = frames;
     container.videoToFrames(end);
-    const QStringList written = frameFiles(container);
+    const QStringList images = frameFiles(container);
     QCOMPARE(log.warnings(), QStringList());
-    QCOMPARE(written.size(), 2 * goodAtEachEnd);
-    QCOMPARE(written.at(goodAtEachEnd - 1), QStringLiteral("frame0000000009.jpg"));
-    QVERIFY(written.at(goodAtEachEnd) > QLatin1String("frame0000000010.jpg"));
+    QCOMPARE(images.size(), written);
+    QCOMPARE(images.at(goodAtEachEnd - 1), QStringLiteral("frame0000000009.jpg"));
+    if (written > goodAtEachEnd)
+        QVERIFY(images.at(goodAtEachEnd) > QLatin1String("frame0000000010.jpg"));
 }
 
 void TestVideoContainer::dialogIsBusyAndModal()
@@ -646,29 +676,43 @@ void TestVideoContainer::failuresAreLogged_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("message");
-    QTest::newRow("missing file") << "missing.avi"
-                                  << "could not copy video";
-    QTest::newRow("folder named like a video") << "folder.avi"
-                                               << "could not copy video";
-    QTest::newRow("empty path") << ""
-                                << "could not copy video";
-    QTest::newRow("empty file") << "empty.avi"
-                                << "invalid fps";
-    QTest::newRow("text file") << "text.avi"
-                               << "invalid fps";
-    QTest::newRow("video cut off in its header") << "cut.avi"
-                                                 << "invalid fps";
-    QTest::newRow("video named like the folder of the images") << "frames"
-                                                               << "could not create frames folder";
-    QTest::newRow("stream without length") << "stream.mjpeg"
-                                           << "invalid framecount";
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *title, const char *name, const char *message, const char *reason) {
+        QTest::newRow(title) << QString::fromLatin1(name) << QString::fromLatin1(message)
+                             << QString::fromLatin1(reason);
+    };
+    const char *const notCopied = "could not copy video";
+    const char *const irregular = "it is not a regular file";
+    row("missing file", "missing.avi", notCopied, "there is no such file");
+    row("folder named like a video", "folder.avi", notCopied, irregular);
+    row("no name but that of the folder", "", notCopied, irregular);
+    row("pipe that nobody writes to", "pipe.avi", notCopied, irregular);
+    row("socket", "socket.avi", notCopied, irregular);
+    row("link to a pipe", "link-pipe.avi", notCopied, irregular);
+    row("link to an endless device", "link-zero.avi", notCopied, irregular);
+    row("link to a folder", "link-folder.avi", notCopied, irregular);
+    row("link to nothing", "link-missing.avi", notCopied, "there is no such file");
+    row("empty file", "empty.avi", "invalid fps", "it is no video");
+    row("link to an empty file", "link-empty.avi", "invalid fps", "it is no video");
+    row("text file", "text.avi", "invalid fps", "it is no video");
+    row("video cut off in its header", "cut.avi", "invalid fps", "it is no video");
+    row("video named like the folder of the images", "frames", "could not create frames folder",
+        "no folder for its frames could be made");
+    row("stream without length", "stream.mjpeg", "invalid framecount",
+        "it does not say how many frames it has");
 }
 
 void TestVideoContainer::failuresAreLogged()
 {
     QFETCH(QString, name);
     QFETCH(QString, message);
+    QFETCH(QString, reason);
     QDir(m_folder.path()).mkdir(QStringLiteral("folder.avi"));
+    mknod(QFile::encodeName(clip("pipe.avi")).constData(), S_IFIFO | 0600, 0);
+    mknod(QFile::encodeName(clip("socket.avi")).constData(), S_IFSOCK | 0600, 0);
+    for (const char *target : {"pipe", "folder", "missing", "empty"})
+        QFile::link(clip(QLatin1String(target) + ".avi"), clip("link-" + QLatin1String(target) + ".avi"));
+    QFile::link(QStringLiteral("/dev/zero"), clip("link-zero.avi"));
     QVERIFY(writeFile(clip("empty.avi"), QByteArray()));
     QVERIFY(writeFile(clip("text.avi"), QByteArray("no video at all\n").repeated(500)));
     QVERIFY(writeFile(clip("cut.avi"), contents(clip("mjpg.avi")).left(60)));
@@ -693,6 +737,7 @@ void TestVideoContainer::failuresAreLogged()
         QVERIFY2(warning.file.startsWith(QLatin1String("Models/videocontainer")), qPrintable(warning.file));
         QCOMPARE(warning.function, QStringLiteral("bool VideoContainer::loadFile(QString)"));
         QCOMPARE(warning.category, QStringLiteral("default"));
+        QCOMPARE(container.failure(), reason);
         QVERIFY(!QFile::exists(container.getFramePath(0)));
     }
     QVERIFY(!QFile::exists(root));
@@ -758,7 +803,51 @@ void TestVideoContainer::withoutTemporaryFolderTheProcessEnds()
     QCOMPARE(child.exitCode(), 0);
 }
 
-void TestVideoContainer::fullDiskIsLogged()
+void TestVideoContainer::aLinkToAVideoIsImported()
+{
+    QVERIFY(QFile::link(clip("mjpg.avi"), clip("link-mjpg.avi")));
+    VideoContainer container;
+    QVERIFY(container.loadFile(clip("link-mjpg.avi")));
+    QVERIFY(!QFileInfo(container.videoPath).isSymLink());
+    QCOMPARE(frameFiles(container).size(), int(m_clipFrames));
+    QCOMPARE(container.failure(), QString());
+}
+
+void TestVideoContainer::tooManyFramesAreRefused_data()
+{
+    QTest::addColumn<quint32>("frames");
+    QTest::addColumn<bool>("littleMemory");
+    QTest::newRow("for whole coordinates") << 53'700'000U << false;
+    QTest::newRow("greatest number") << 0x7fffffffU << false;
+    QTest::newRow("for the memory") << 1'000'000U << true;
+}
+
+void TestVideoContainer::tooManyFramesAreRefused()
+{
+    QFETCH(quint32, frames);
+    QFETCH(bool, littleMemory);
+    QByteArray avi = contents(clip("mjpg.avi"));
+    QVERIFY(claimFrames(avi, frames));
+    QVERIFY(writeFile(clip("many.avi"), avi));
+    cv::VideoCapture capture(clip("many.avi").toStdString(), cv::CAP_FFMPEG);
+    if (capture.get(cv::CAP_PROP_FRAME_COUNT) != frames)
+        QSKIP("this back end does not believe the header");
+    VideoContainer container;
+    const LogCapture log;
+    {
+        std::unique_ptr<LittleMemory> memory;
+        if (littleMemory)
+            memory = std::make_unique<LittleMemory>(700 * 1024 * 1024);
+        QVERIFY(!container.loadFile(clip("many.avi")));
+    }
+    QCOMPARE(log.warnings(), QStringList("too many frames"));
+    QCOMPARE(
+        container.failure(),
+        QStringLiteral("it says that it has %1 frames, too many for this machine").arg(container.frameCount));
+    QVERIFY(frameFiles(container).isEmpty());
+}
+
+void TestVideoContainer::fullDiskEndsTheImport()
 {
     // The copy of the video must fit where an image does not.
     QVERIFY(Clips::encode(clip("dense.avi"), Clips::numberedGround(), 3, 25, "XVID"));
@@ -771,11 +860,90 @@ void TestVideoContainer::fullDiskIsLogged()
     child.start(QCoreApplication::applicationFilePath(),
                 {limitedImportArgument, clip("dense.avi"), QString::number(videoSize + 1000)});
     QVERIFY(child.waitForFinished());
-    const QByteArray output = child.readAllStandardError();
-    QVERIFY2(child.exitStatus() == QProcess::NormalExit, output.constData());
-    QVERIFY2(child.exitCode() == 0, output.constData());
-    QVERIFY(child.readAllStandardOutput().contains("imported 3 frames"));
-    QVERIFY2(output.contains("Models/videocontainer"), output.constData());
+    const QByteArray log = child.readAllStandardError();
+    QVERIFY2(child.exitStatus() == QProcess::NormalExit, log.constData());
+    QVERIFY2(child.exitCode() == 0, log.constData());
+    const QByteArray output = child.readAllStandardOutput();
+    QVERIFY2(output.contains("failed, the image of frame "), output.constData());
+    QVERIFY2(output.contains(" could not be written"), output.constData());
+    QVERIFY2(output.contains("left 0 images"), output.constData());
+    QVERIFY2(log.contains("Models/videocontainer"), log.constData());
+}
+
+void TestVideoContainer::tooLittleRoomEndsTheImport_data()
+{
+    QTest::addColumn<int>("freeBlocks");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("reason");
+    const QString room = QDir::toNativeSeparators(QDir::tempPath());
+    QTest::newRow("nothing is left") << 0 << "could not copy video"
+                                     << "1 MB are missing in " + room;
+    QTest::newRow("for the video only") << 200 << "no room for the frames"
+                                        << "there is no room for its 500 frames, 2 MB are missing in " + room;
+}
+
+void TestVideoContainer::tooLittleRoomEndsTheImport()
+{
+    QFETCH(int, freeBlocks);
+    QFETCH(QString, message);
+    QFETCH(QString, reason);
+    // Each image takes a block of the small disk.
+    const Clips::Clip tiny = Clips::numberedGround(QSize(64, 64));
+    QVERIFY(Clips::encode(clip("room.avi"), tiny, 500, 25, "XVID"));
+    VideoContainer container;
+    const LogCapture log;
+    const SmallDisk disk(qint64(freeBlocks) * SmallDisk::blockSize);
+    QVERIFY(!container.loadFile(clip("room.avi")));
+    QCOMPARE(log.warnings(), QStringList(message));
+    QCOMPARE(container.failure(), reason);
+    QVERIFY(frameFiles(container).isEmpty());
+}
+
+void TestVideoContainer::roomThatIsJustEnoughIsTaken()
+{
+    const Clips::Clip tiny = Clips::numberedGround(QSize(16, 96));
+    QVERIFY(Clips::encode(clip("enough.avi"), tiny, 500, 25, "MJPG"));
+    QVERIFY(QFileInfo(clip("enough.avi")).size() < 500 * SmallDisk::blockSize);
+    {
+        const SmallDisk disk(499 * SmallDisk::blockSize);
+        QVERIFY(!VideoContainer().loadFile(clip("enough.avi")));
+    }
+    const SmallDisk disk(500 * SmallDisk::blockSize);
+    VideoContainer container;
+    QVERIFY2(container.loadFile(clip("enough.avi")), qPrintable(container.failure()));
+    QCOMPARE(frameFiles(container).size(), 500);
+}
+
+// On a disk of four megabytes, in which the first frames promise that there is room enough.
+void TestVideoContainer::aDiskThatFillsUpEndsTheImport()
+{
+    {
+        cv::VideoWriter writer(clip("denser.avi").toStdString(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'),
+                               25, cv::Size(256, 256));
+        cv::Mat image(256, 256, CV_8UC3, cv::Scalar::all(90));
+        for (int frame = 0; frame < 200; ++frame) {
+            if (frame > 10)
+                cv::randu(image, 0, 255);
+            writer.write(image);
+        }
+    }
+    const QString disk = clip("disk");
+    QVERIFY(QDir().mkdir(disk));
+    const qint64 size = QFileInfo(clip("denser.avi")).size() + 4'000'000;
+    QProcess child;
+    child.start("unshare", {"-Urm", "sh", "-c",
+                            "mount -t tmpfs -o size=$1 none \"$0\" && TMPDIR=\"$0\" \"$2\" \"$3\" \"$4\" && "
+                            "ls -A \"$0\" | grep -c tst_videocontainer; true",
+                            disk, QString::number(size), QCoreApplication::applicationFilePath(),
+                            importArgument, clip("denser.avi")});
+    if (!child.waitForStarted() || !child.waitForFinished() ||
+        child.readAllStandardError().contains("unshare"))
+        QSKIP("no disk of one's own can be made here");
+    const QString output = QString::fromUtf8(child.readAllStandardOutput());
+    const QRegularExpression expected(
+        "^failed, there is no more room for its 200 frames, \\d+ MB are missing in " +
+        QRegularExpression::escape(disk) + ", left \\d+ images\n0\n$");
+    QVERIFY2(expected.match(output).hasMatch(), qPrintable(output));
 }
 
 int main(int argc, char *argv[])
@@ -786,6 +954,10 @@ int main(int argc, char *argv[])
         return makeContainer();
     if (arguments.size() == 4 && arguments.at(1) == QLatin1String(limitedImportArgument))
         return importWithFileSizeLimit(arguments.at(2), arguments.at(3));
+    if (arguments.size() == 3 && arguments.at(1) == QLatin1String(importArgument)) {
+        import(arguments.at(2));
+        return 0;
+    }
     TestVideoContainer test;
     return QTest::qExec(&test, argc, argv);
 }
