@@ -4,6 +4,7 @@
 
 #include "core/datastate.h"
 #include "core/modaljob.h"
+#include "core/temporaryfolders.h"
 #include "Models/diskspace.h"
 #include "Models/projectlimits.h"
 #include "Models/videofile.h"
@@ -129,6 +130,7 @@ VideoContainer::VideoContainer(QObject *parent)
         qWarning("Could not create temporary folder!");
         std::exit(1); // NOLINT(concurrency-mt-unsafe): there are no work items yet
     }
+    TemporaryFolders::mark(m_temporaryDir.path());
 }
 
 VideoContainer::~VideoContainer()
@@ -171,6 +173,7 @@ bool VideoContainer::loadFile(QString path)
 bool VideoContainer::copy(const QString &path)
 {
     const QFileInfo video(path);
+    TemporaryFolders::makeWayFor(video.fileName(), m_temporaryDir.path());
     if (!video.isFile()) {
         m_failure = video.exists() ? tr("it is not a regular file") : tr("there is no such file");
         return false;

@@ -20,6 +20,7 @@ class VideoCapture;
 ///
 ///     <temporary folder>/clip.avi                       copy of the video
 ///     <temporary folder>/frames/frame0000000042.jpg     image of frame 42 (from 0)
+///     <temporary folder>/.palu-process                  whose it is, for the start after a crash
 class VideoContainer : public QObject
 {
     Q_OBJECT

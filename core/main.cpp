@@ -3,8 +3,10 @@
 #include "core/datastate.h"
 #include "core/mainwindow.h"
 #include "core/safefile.h"
+#include "core/temporaryfolders.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QIcon>
 
 int main(int argc, char *argv[])
@@ -12,6 +14,7 @@ int main(int argc, char *argv[])
     QApplication application(argc, argv);
     QApplication::setWindowIcon(QIcon(QStringLiteral(":icons/mainicon.ico")));
     SafeFile::putAllBack();
+    const TemporaryFolders::Cleaning cleaning(QDir::tempPath(), QCoreApplication::applicationName());
     g_state = new DataState;
     MainWindow window;
     g_mainWindow = &window;

@@ -23,8 +23,9 @@ struct Rule {
 const QStringList folders{"Models", "core", "processing", "export", "views"};
 
 const QStringList geometry{"processing/functions.h", "processing/outlineedit.h"};
-const QStringList jobs{"core/modaljob.h", "core/framebounds.h", "core/processmark.h", "core/safefile.h",
-                       "core/keptcopy.h", "core/siblingfile.h", "core/filelock.h",    "core/disksync.h"};
+const QStringList jobs{"core/modaljob.h",         "core/framebounds.h", "core/processmark.h",
+                       "core/temporaryfolders.h", "core/safefile.h",    "core/keptcopy.h",
+                       "core/siblingfile.h",      "core/filelock.h",    "core/disksync.h"};
 const QStringList model{"Models/", "core/datastate.h"};
 const QStringList tools{"processing/"}; // and geometry
 
@@ -36,6 +37,7 @@ const QVector<Rule> rules{
     {"core/framebounds.", jobs, {}},
     {"core/processmark.", jobs, {}},
     {"core/safefile.", jobs, {}},
+    {"core/temporaryfolders.", jobs, {}},
     {"core/keptcopy.", jobs, {}},
     {"core/siblingfile.", jobs, {}},
     {"core/filelock.", jobs, {}},

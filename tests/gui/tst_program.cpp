@@ -3,8 +3,10 @@
 #include "core/datastate.h"
 #include "core/keptcopy.h"
 #include "core/mainwindow.h"
+#include "core/processmark.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QIcon>
 #include <QPointer>
 #include <QTemporaryDir>
@@ -88,6 +90,7 @@ private slots:
     void programReturnsTheLoopsResultAndDeletesTheState();
     void closingTheWindowEndsTheProgram();
     void theProgramPutsBackWhatAnInterruptedSaveLeft();
+    void theProgramRemovesWhatAKilledOneLeft();
 };
 
 void TestProgram::programSetsTheWindowIcon()
@@ -207,6 +210,28 @@ void TestProgram::theProgramPutsBackWhatAnInterruptedSaveLeft()
     runProgram(&QCoreApplication::quit);
     file.seek(0);
     QCOMPARE(file.readAll(), QByteArray("old"));
+}
+
+void TestProgram::theProgramRemovesWhatAKilledOneLeft()
+{
+    const QTemporaryDir folder;
+    const QByteArray previous = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(folder.path()));
+    QVERIFY(QDir(folder.path()).mkpath("palu-abcdef/frames"));
+    QFile mark(folder.filePath("palu-abcdef/.palu-process"));
+    QVERIFY(mark.open(QIODevice::WriteOnly));
+    mark.write(ProcessMark::own() + '0'); // started later than this process: it has ended
+    mark.close();
+    bool removed = false;
+    runProgram([&] {
+        removed = QTest::qWaitFor([&] { return !QFile::exists(folder.filePath("palu-abcdef")); });
+        QCoreApplication::quit();
+    });
+    if (previous.isNull())
+        qunsetenv("TMPDIR");
+    else
+        qputenv("TMPDIR", previous);
+    QVERIFY(removed);
 }
 
 QTEST_APPLESS_MAIN(TestProgram)
