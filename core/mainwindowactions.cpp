@@ -113,6 +113,10 @@ void MainWindow::onActionOpen()
         setDisabled(false);
         return;
     }
+    if (QFile::exists(name) && !QFileInfo(name).isFile()) { // opening a pipe waits for whoever writes to it
+        qWarning("could not open %s: not a regular file", qUtf8Printable(name));
+        return;
+    }
     SafeFile::putBack(name);
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly)) {

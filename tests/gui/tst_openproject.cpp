@@ -20,6 +20,8 @@
 #include <QSpinBox>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -50,6 +52,7 @@ private slots:
     void cancellingTheFirstQuestionKeepsTheProject();
     void cancellingTheSecondQuestionKeepsTheProject();
     void unreadableFileKeepsTheProject();
+    void aPipeAsProjectKeepsTheProject();
     void otherProjectsAreRejected_data();
     void otherProjectsAreRejected();
     void failingVideoLeavesAnEmptyProject();
@@ -163,6 +166,22 @@ void TestOpenProject::unreadableFileKeepsTheProject()
     QCOMPARE(driver.problem(), QString()); // neither a second dialog nor a box
     QVERIFY(!QFile::exists(file));
     QCOMPARE(g_state, state);
+    QVERIFY(projectBytes() == before);
+    QVERIFY((*m_program)->isEnabled());
+}
+
+void TestOpenProject::aPipeAsProjectKeepsTheProject()
+{
+    m_program->pretendTwoObjects();
+    const QByteArray before = projectBytes();
+    const QString pipe = path("pipe.palu");
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const LogCapture log;
+    DialogDriver driver;
+    driver.acceptFile(pipe);
+    m_program->action("&Open")->trigger();
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(log.contains("could not open " + pipe + ": not a regular file"));
     QVERIFY(projectBytes() == before);
     QVERIFY((*m_program)->isEnabled());
 }
