@@ -262,16 +262,30 @@ bool MainWindow::loadVideo(const QString &path)
     if (g_state->videoLoaded)
         recreateDataState();
     setDisabled(true); // until the video is loaded
+    m_frameViewer->setNotice(QString());
     g_state->video = new VideoContainer(this);
     if (!g_state->video->loadFile(path)) {
+        const QString reason = g_state->video->failure();
         recreateDataState();
-        statusBar()->showMessage(tr("The video was not loaded: %1").arg(QDir::toNativeSeparators(path)),
-                                 messageTime);
+        showLoadFailure(path, reason);
         return false;
     }
     g_state->videoLoaded = true;
     g_state->currentFrame = 0;
     return true;
+}
+
+/// Stays until the next import, in the status bar until the next message. Who aborted knows why.
+void MainWindow::showLoadFailure(const QString &path, const QString &reason)
+{
+    const QString text = tr("The video was not loaded: %1").arg(QDir::toNativeSeparators(path));
+    if (reason.isEmpty()) {
+        statusBar()->showMessage(text, messageTime);
+        return;
+    }
+    const QString withReason = text + QStringLiteral(": ") + reason;
+    statusBar()->showMessage(withReason);
+    m_frameViewer->setNotice(withReason);
 }
 
 void MainWindow::onActionClose()

@@ -83,6 +83,7 @@ private:
     void updateActions();
     void enableAgain();
     bool loadVideo(const QString &path);
+    void showLoadFailure(const QString &path, const QString &reason);
     void saveProject(const QString &path);
     void readProject(QDataStream &stream, const QString &path);
     void moveInHistory(bool back);

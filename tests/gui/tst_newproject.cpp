@@ -18,9 +18,12 @@
 #include <QPushButton>
 #include <QSlider>
 #include <QSpinBox>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTranslator>
 #include <QtTest>
+
+#include <sys/stat.h>
 
 namespace
 {
@@ -60,6 +63,7 @@ private slots:
     void newStartsAtTheFirstFrameAfterALongerVideo();
     void newReusesAStateWithoutVideo();
     void failingVideoLeavesAnEmptyProject();
+    void whyAVideoWasNotLoadedStays();
     void abortingTheExtractionLeavesAnEmptyProject();
     void badInputLeavesTheProgramUsable_data();
     void badInputLeavesTheProgramUsable();
@@ -262,6 +266,25 @@ void TestNewProject::failingVideoLeavesAnEmptyProject()
     QVERIFY(g_state->videoLoaded);
 }
 
+void TestNewProject::whyAVideoWasNotLoadedStays()
+{
+    const QString pipe = m_folder.filePath("pipe.mp4");
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const LogCapture log;
+    QCOMPARE(m_program->newProject(pipe), QString());
+    const QString text = "The video was not loaded: " + pipe + ": it is not a regular file";
+    QCOMPARE((*m_program)->statusBar()->currentMessage(), text);
+    QCOMPARE((*m_program)->frameViewer()->view->notice(), text);
+    for (const QTimer *timer : (*m_program)->statusBar()->findChildren<QTimer *>())
+        QVERIFY2(!timer->isActive(), "the message will go by itself");
+
+    QCOMPARE(m_program->newProject(m_clip), QString());
+    QCOMPARE((*m_program)->frameViewer()->view->notice(), QString());
+    g_state->videoLoaded = false;
+    (*m_program)->frameViewer()->reload();
+    QCOMPARE((*m_program)->frameViewer()->view->notice(), QString()); // it does not come back
+}
+
 void TestNewProject::abortingTheExtractionLeavesAnEmptyProject()
 {
     const QString longClip = encodeClip(m_folder.path(), "long", 300);
@@ -286,6 +309,8 @@ void TestNewProject::abortingTheExtractionLeavesAnEmptyProject()
     QVERIFY(!g_state->hasObjects());
     QVERIFY((*m_program)->isEnabled());
     QCOMPARE(enabledProblem(*m_program, false, false), QString());
+    QCOMPARE((*m_program)->statusBar()->currentMessage(), "The video was not loaded: " + longClip);
+    QCOMPARE((*m_program)->frameViewer()->view->notice(), QString());
 }
 
 void TestNewProject::badInputLeavesTheProgramUsable_data()
