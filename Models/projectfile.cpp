@@ -4,8 +4,10 @@
 
 #include "core/datastate.h"
 #include "core/safefile.h"
+#include "Models/projectlimits.h"
 #include "Models/projectsnapshot.h"
 
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QFileDevice>
 #include <QIODevice>
@@ -156,19 +158,47 @@ qint64 objectMinSize(int frameCount)
     return objectHeadMinSize + frameCount * keyFrameMinSize + (frameCount > 1 ? spanSize : 0);
 }
 
-void readObjects(QDataStream &stream, DataState &state)
+/// Returns, for the user, why objects that the file may well hold are not taken; else nothing.
+QString readObjects(QDataStream &stream, DataState &state)
 {
     qint32 count = 0;
     stream >> count;
     const int frameCount = state.video ? state.video->frameCount : 0;
     if (count < 0 || count > bytesLeft(stream) / objectMinSize(frameCount)) {
         setCorrupt(stream);
-        return;
+        return QString();
+    }
+    if (!ProjectLimits::canHoldObjects(frameCount, count)) {
+        setCorrupt(stream);
+        return QCoreApplication::translate("ProjectFile",
+                                           "there is not enough memory for %1 objects with %2 frames")
+            .arg(count)
+            .arg(frameCount);
     }
     for (qint32 i = 0; i < count && !isCorrupt(stream); ++i) {
         state.addObject();
         stream >> *state.objects.last();
     }
+    return QString();
+}
+
+/// The same for all that operator>> reads.
+QString readState(QDataStream &stream, DataState &state)
+{
+    state.version = readString(stream);
+    if (isCorrupt(stream))
+        return QString();
+    stream >> state.currentFrame;
+    const QString problem = readObjects(stream, state);
+    if (isCorrupt(stream))
+        return problem;
+    qint32 nextId = 0;
+    stream >> nextId;
+    if (nextId < 0)
+        setCorrupt(stream);
+    else
+        TrackedObject::newID = nextId;
+    return QString();
 }
 
 void writeHeader(QDataStream &stream, const QString &videoName, qint32 frameCount, QSize frameSize)
@@ -240,19 +270,7 @@ QDataStream &operator<<(QDataStream &stream, const DataState &state)
 
 QDataStream &operator>>(QDataStream &stream, DataState &state)
 {
-    state.version = readString(stream);
-    if (isCorrupt(stream))
-        return stream;
-    stream >> state.currentFrame;
-    readObjects(stream, state);
-    if (isCorrupt(stream))
-        return stream;
-    qint32 nextId = 0;
-    stream >> nextId;
-    if (nextId < 0)
-        setCorrupt(stream);
-    else
-        TrackedObject::newID = nextId;
+    readState(stream, state);
     return stream;
 }
 
@@ -290,7 +308,7 @@ QString ProjectFile::videoFilter(const QString &videoName)
     return QStringLiteral("Video (") + pattern + QStringLiteral(");;All files (*)");
 }
 
-bool ProjectFile::read(QDataStream &stream, DataState &state)
+bool ProjectFile::read(QDataStream &stream, DataState &state, QString *problem)
 {
     stream.setVersion(streamVersion);
     const QString version = readString(stream);
@@ -302,7 +320,9 @@ bool ProjectFile::read(QDataStream &stream, DataState &state)
                          frameCount == video->frameCount && size == QSize(video->width, video->height);
     if (!matches) // what follows was written for another format or video and means nothing here
         return false;
-    stream >> state;
+    const QString tooLarge = readState(stream, state);
+    if (problem)
+        *problem = tooLarge;
     if (isCorrupt(stream))
         return false;
     state.currentFrame = qBound(0, state.currentFrame, frameCount - 1);

@@ -36,7 +36,9 @@ QString videoFilter(const QString &videoName);
 
 /// Reads everything after the video name into `state`, whose video is loaded. Returns true when the file
 /// matches the program's format and the video; otherwise the state is left half read and must be dropped.
-bool read(QDataStream &stream, DataState &state);
+/// Where the file may be in order but there is not enough memory for its objects, `problem` says so to the
+/// user, as what follows a colon; else it becomes empty.
+bool read(QDataStream &stream, DataState &state, QString *problem = nullptr);
 
 /// Writes the project to the file at `path`. An old file there stays until the new one is whole on the disk;
 /// in a folder that takes no new file it is written over, with the old content kept aside until then.

@@ -10,6 +10,7 @@
 #include "processing/aoicutsegmentation.h"
 #include "processing/aoitracking.h"
 #include "processing/morph.h"
+#include "views/buildingsign.h"
 #include "views/framenav.h"
 #include "views/timeline.h"
 
@@ -139,13 +140,17 @@ void MainWindow::onActionOpen()
 void MainWindow::readProject(QDataStream &stream, const QString &path)
 {
     bool accepted = false;
+    QString problem;
+    const BuildingSign sign(g_state->video->frameCount);
     {
         // The views would show every object while it is still being read; the reload below stands in for all
         // that the state would have announced.
         const QSignalBlocker blocker(g_state);
-        accepted = ProjectFile::read(stream, *g_state);
+        accepted = ProjectFile::read(stream, *g_state, &problem);
     }
     if (!accepted) {
+        if (!problem.isEmpty())
+            statusBar()->showMessage(tr("The project was not opened: %1").arg(problem));
         QMessageBox::information(this, tr("Palu"),
                                  tr("Palu file does not match the requierments (e.g. version of Palu, video "
                                     "frame rate or video resolution)"));

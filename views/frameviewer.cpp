@@ -3,11 +3,11 @@
 #include "views/frameviewer.h"
 
 #include "core/datastate.h"
-#include "core/mainwindow.h"
 #include "processing/functions.h"
 #include "processing/outlineedit.h"
 #include "views/framecache.h"
 #include "views/framegraphicsview.h"
+#include "views/newobject.h"
 #include "views/polyareagraphicsitem.h"
 
 #include <QGraphicsPixmapItem>
@@ -179,11 +179,8 @@ void FrameViewer::removeNearestVertex(QPointF point)
 
 void FrameViewer::addVertex(QPointF point)
 {
-    if (!g_state->hasObjects()) {
-        g_state->addObject();
-        if (g_mainWindow)
-            g_mainWindow->reload();
-    }
+    if (!g_state->hasObjects())
+        NewObject::add();
     const TrackedObject *object = g_state->getCurrentObject();
     KeyFrame *keyFrame = object ? object->getCurrentKeyFrame() : nullptr;
     if (!keyFrame)

@@ -4,7 +4,9 @@
 
 #include "core/datastate.h"
 #include "core/mainwindow.h"
+#include "views/buildingsign.h"
 #include "views/clickablegraphicsview.h"
+#include "views/newobject.h"
 #include "views/timelinegrid.h"
 #include "views/timelinenumbers.h"
 #include "views/timelinerows.h"
@@ -154,6 +156,7 @@ void TimeLine::reload()
         return;
     }
     setDisabled(false);
+    const BuildingSign sign(itemsToMake());
     QScrollBar *rows = bodyView->verticalScrollBar();
     const int top = rows->value();
     reloadList();
@@ -162,6 +165,17 @@ void TimeLine::reload()
     reloadMarkers();
     rows->setValue(top);
     showCurrentRow();
+}
+
+/// How many items the next reload makes, at least: none where the video and its objects are those of the
+/// last.
+qint64 TimeLine::itemsToMake() const
+{
+    const qint64 frameCount = g_state->video->frameCount;
+    const bool anew = raster().width(g_state->video->frameCount) != headerScene->width();
+    const auto isNew = [&](TrackedObject *object) { return anew || !m_shownObjects.contains(object); };
+    const auto rows = std::count_if(g_state->objects.cbegin(), g_state->objects.cend(), isNew);
+    return frameCount * (rows + (anew ? 1 : 0));
 }
 
 // What differs is made anew, the rest stays. A video of ten thousand frames and ten objects has a hundred
@@ -294,10 +308,7 @@ void TimeLine::reloadMarkers()
 
 void TimeLine::addObject()
 {
-    const bool hadObjects = g_state->hasObjects();
-    g_state->addObject();
-    if (!hadObjects && g_mainWindow)
-        g_mainWindow->reload();
+    NewObject::add();
 }
 
 void TimeLine::connectToState()

@@ -85,6 +85,7 @@ public slots:
     int scrollPosToFrame(int pos);
 
 private:
+    qint64 itemsToMake() const;
     void reloadHeader();
     void reloadBody();
     void setBodySize(int width, int height);
