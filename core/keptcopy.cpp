@@ -66,19 +66,19 @@ quint64 inodeOf(const QFile &file)
     return ::fstat(file.handle(), &status) == 0 ? status.st_ino : 0;
 }
 
-/// Copies from where `from` stands to where `to` stands. Returns what went wrong, or nothing.
-QString copyContent(QFile &from, QFile &to)
+/// Copies `size` bytes from where `from` stands to where `to` stands. Returns what went wrong, or nothing.
+QString copyContent(QFile &from, QFile &to, qint64 size)
 {
     std::array<char, 65536> piece;
-    while (true) {
-        const qint64 size = from.read(piece.data(), piece.size());
-        if (size < 0)
-            return from.errorString();
-        if (size == 0)
-            return QString();
-        if (to.write(piece.data(), size) != size)
+    for (qint64 left = size; left > 0;) {
+        const qint64 got = from.read(piece.data(), qMin<qint64>(left, piece.size()));
+        if (got <= 0)
+            return got < 0 ? from.errorString() : QStringLiteral("%1 is cut off").arg(from.fileName());
+        if (to.write(piece.data(), got) != got)
             return DiskSync::writeError(to);
+        left -= got;
     }
+    return QString();
 }
 
 QString makeFolder()
@@ -93,19 +93,22 @@ QString makeFolder()
 
 QString writeCopy(QFile &old, const QString &path, SiblingFile &copy)
 {
+    struct stat status;
+    if (::fstat(old.handle(), &status) != 0)
+        return qt_error_string(errno);
     QDataStream stream(&copy.device());
     stream.setVersion(streamVersion);
-    stream << Head{ProcessMark::own(), path, inodeOf(old), old.size()};
+    stream << Head{ProcessMark::own(), path, status.st_ino, status.st_size};
     if (stream.status() != QDataStream::Ok)
         return DiskSync::writeError(copy.device());
-    const QString error = copyContent(old, copy.device());
+    const QString error = copyContent(old, copy.device(), status.st_size);
     return error.isEmpty() ? copy.replaceTarget() : error;
 }
 
 /// The content goes over what is there before the rest is cut off, so that the room is not given away first.
 QString writeBack(QFile &kept, QFile &file, qint64 size)
 {
-    QString error = copyContent(kept, file);
+    QString error = copyContent(kept, file, size);
     if (error.isEmpty() && !file.resize(size))
         error = DiskSync::writeError(file);
     return error.isEmpty() ? DiskSync::content(file) : error;
@@ -166,17 +169,15 @@ QString KeptCopy::restore(const QString &path)
         return QString();
     }
     const QString error = writeBack(kept, file, head.size);
-    if (error.isEmpty())
-        drop(path);
-    return error;
+    return error.isEmpty() ? drop(path) : error;
 }
 
 // Without the sync a loss of power could bring the copy back, and the next start would put it over the new
 // content.
-void KeptCopy::drop(const QString &path)
+QString KeptCopy::drop(const QString &path)
 {
-    if (QFile::remove(copyPath(path)))
-        DiskSync::names(folder());
+    QFile copy(copyPath(path));
+    return copy.remove() ? DiskSync::names(folder()) : copy.errorString();
 }
 
 void KeptCopy::putBack(const QString &path)
@@ -192,11 +193,13 @@ void KeptCopy::putBack(const QString &path)
 
 void KeptCopy::putAllBack()
 {
-    const QStringList pattern(QLatin1Char('*') + QLatin1String(suffix));
-    for (const QFileInfo &copy : QDir(folder()).entryInfoList(pattern, QDir::Files)) {
-        QFile file(copy.filePath());
+    const QDir copies(folder());
+    for (const QString &name : copies.entryList(QDir::Files)) {
+        const QString path = copies.filePath(name.section(QLatin1Char('.'), 0, 0) + QLatin1String(suffix));
+        SiblingFile::clearLeftovers(path);
+        QFile copy(path);
         Head head;
-        if (file.open(QIODevice::ReadOnly) && readHead(file, &head))
+        if (copy.open(QIODevice::ReadOnly) && readHead(copy, &head))
             putBack(head.path);
     }
 }

@@ -26,8 +26,8 @@ QString keep(const QString &path);
 /// user's own hands.
 QString restore(const QString &path);
 
-/// Forgets the content kept for `path`.
-void drop(const QString &path);
+/// Forgets the content kept for `path`. Returns what went wrong, or nothing.
+QString drop(const QString &path);
 
 /// Puts back what a process that is gone left of a file. Failures are logged.
 void putBack(const QString &path);

@@ -31,13 +31,21 @@ QString text(const char *source)
     return QCoreApplication::translate("SafeFile", source);
 }
 
-/// Where the links at `path` lead, also when there is no file yet.
-QString behindLinks(const QString &path)
+/// Where the links at `path` lead, also when there is no file yet. `error` says if that cannot be told.
+QString behindLinks(const QString &path, QString *error)
 {
-    QFileInfo info(path);
-    for (int i = 0; i < mostLinks && info.isSymLink(); ++i)
-        info.setFile(info.symLinkTarget());
-    return info.filePath();
+    QString file = path;
+    struct stat status;
+    for (int i = 0; i < mostLinks; ++i) {
+        const bool found = ::lstat(QFile::encodeName(file).constData(), &status) == 0;
+        if (!found && errno != ENOENT)
+            *error = qt_error_string(errno);
+        if (!found || !S_ISLNK(status.st_mode))
+            return file;
+        file = QFile::symLinkTarget(file);
+    }
+    *error = qt_error_string(ELOOP);
+    return path;
 }
 
 /// Why the file at `path` may not be replaced, or nothing.
@@ -59,6 +67,14 @@ bool takesNoNewFile(int error)
     return error == EACCES || error == EPERM || error == ENAMETOOLONG;
 }
 
+/// Cuts off what is behind the place that was written last. QFile is not asked for that place, since it says
+/// 0 where it cannot tell whether the file has places at all.
+bool cutOffTheRest(int descriptor)
+{
+    const off_t end = ::lseek(descriptor, 0, SEEK_CUR);
+    return end >= 0 && ::ftruncate(descriptor, end) == 0;
+}
+
 /// Writes the content over the file's. Returns what went wrong, or nothing.
 QString writeOver(const QString &path, const SafeFile::Writer &write)
 {
@@ -66,9 +82,9 @@ QString writeOver(const QString &path, const SafeFile::Writer &write)
     if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
         return file.errorString();
     // What was there is cut off behind the new content, not before it: until then the room is ours.
-    if (!write(file) || !file.flush() || !file.resize(file.pos()))
+    if (!write(file) || !file.flush())
         return DiskSync::writeError(file);
-    return DiskSync::content(file);
+    return cutOffTheRest(file.handle()) ? DiskSync::content(file) : qt_error_string(errno);
 }
 
 /// The same with the old content put back if it went wrong.
@@ -77,11 +93,11 @@ QString writeOverOrPutBack(const QString &path, const SafeFile::Writer &write)
     const QString kept = KeptCopy::keep(path);
     if (!kept.isEmpty())
         return text("its old content could not be kept aside: %1").arg(kept);
-    const QString error = writeOver(path, write);
-    if (error.isEmpty()) {
-        KeptCopy::drop(path);
+    QString error = writeOver(path, write);
+    if (error.isEmpty())
+        error = KeptCopy::drop(path); // else the next start would put it over the new content
+    if (error.isEmpty())
         return QString();
-    }
     const QString back = KeptCopy::restore(path);
     return back.isEmpty()
                ? error
@@ -111,8 +127,10 @@ Outcome replaceByRename(SiblingFile &file, const SafeFile::Writer &write, QStrin
 
 Outcome SafeFile::replace(const QString &path, const Writer &write, QString *error, Options options)
 {
-    const QString target = behindLinks(path);
-    *error = obstacle(target);
+    error->clear();
+    const QString target = behindLinks(path, error);
+    if (error->isEmpty())
+        *error = obstacle(target);
     if (!error->isEmpty())
         return Outcome::NotOpened;
     KeptCopy::putBack(target);

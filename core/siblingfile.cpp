@@ -126,6 +126,8 @@ int SiblingFile::open(mode_t newFileMode)
         return ENAMETOOLONG;
     struct stat old;
     const bool replaces = ::stat(QFile::encodeName(m_target).constData(), &old) == 0;
+    if (!replaces && errno != ENOENT)
+        return errno;
     // Until it has the old one's permissions nobody else may look into it.
     const mode_t mode = replaces ? ownerOnly : newFileMode;
     int descriptor = openUnnamed(mode);

@@ -4,7 +4,7 @@
 # Sourced by ./run, ./test and .ci/run: installs what is missing and builds.
 
 palu_packages=(build-essential cmake ninja-build ccache qtbase5-dev libqt5gui5 libopencv-dev libeigen3-dev
-    libbenchmark-dev fonts-dejavu-core clang-format clang-tidy)
+    libbenchmark-dev fonts-dejavu-core clang-format clang-tidy strace)
 
 # Installs the packages that are not there yet. Asks for sudo only when needed and not root.
 palu_install_packages() {
