@@ -3,6 +3,7 @@
 #include "core/mainwindow.h"
 
 #include "core/datastate.h"
+#include "core/disksync.h"
 #include "core/history.h"
 #include "core/safefile.h"
 #include "export/formats.h"
@@ -69,6 +70,18 @@ void showFailure(QStatusBar &statusBar, const QString &tool, const FrameJob::Res
                                     .arg(tool)
                                     .arg(result.failedFrame + 1)
                                     .arg(result.reason));
+}
+
+/// Says if a file that was written straight to its place is not whole; stays until another message comes.
+void showUnfinishedFile(QStatusBar &statusBar, QFile &file)
+{
+    const bool failed = file.error() != QFileDevice::NoError;
+    const QString error = failed ? file.errorString() : DiskSync::content(file);
+    if (error.isEmpty())
+        return;
+    const QString name = QDir::toNativeSeparators(file.fileName());
+    qWarning("could not write %s to its end: %s", qUtf8Printable(name), qUtf8Printable(error));
+    statusBar.showMessage(MainWindow::tr("%1 could not be written to its end: %2").arg(name, error));
 }
 
 } // namespace
@@ -237,8 +250,10 @@ void MainWindow::onActionExportXML()
         return;
     const ExportFormat &format = ExportFormats::fromFilter(filter);
     QFile file(withSuffix(name, QLatin1String(format.suffix)));
-    if (format.write(g_state, &file))
+    if (format.write(g_state, &file)) {
+        showUnfinishedFile(*statusBar(), file);
         return;
+    }
     QMessageBox question;
     question.setText(tr("Could not write .xml file."));
     question.setInformativeText(tr("Do you want to retry saving?"));

@@ -5,11 +5,15 @@
 #include "export/exportxml.h"
 #include "tests/gui/projecttest.h"
 #include "tests/support/dialogdriver.h"
+#include "tests/support/failingdisk.h"
 #include "tests/support/logcapture.h"
 
 #include <QAction>
 #include <QDir>
+#include <QStatusBar>
 #include <QtTest>
+
+#include <cerrno>
 
 class TestExportAction : public ProjectTest
 {
@@ -23,6 +27,8 @@ private slots:
     void cancellingExportWritesNothing();
     void failingExportAsksForARetry();
     void retryAsksForTheNameAgain();
+    void aFileThatIsNotWholeIsTold_data();
+    void aFileThatIsNotWholeIsTold();
 };
 
 void TestExportAction::exportAsksForAName()
@@ -145,6 +151,39 @@ void TestExportAction::retryAsksForTheNameAgain()
     QCOMPARE(driver.fileDialogs.size(), 3);
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList("good.xml"));
     QVERIFY(contentOf(path("good.xml")).contains("data:polygone"));
+}
+
+void TestExportAction::aFileThatIsNotWholeIsTold_data()
+{
+    QTest::addColumn<int>("room");
+    QTest::addColumn<int>("syncError");
+    QTest::newRow("no room") << 0 << 0;
+    QTest::newRow("room for a part") << 300 << 0;
+    QTest::newRow("a failing sync") << 1000000 << EIO;
+}
+
+void TestExportAction::aFileThatIsNotWholeIsTold()
+{
+    QFETCH(int, room);
+    QFETCH(int, syncError);
+    makeProject();
+    LogCapture log;
+    DialogDriver driver;
+    driver.acceptFile(path("export"));
+    {
+        const FileSizeLimit disk(static_cast<rlim_t>(room));
+        const FailingSync sync(syncError);
+        m_program->action("export XML")->trigger();
+    }
+    QCOMPARE(driver.problem(), QString()); // no box
+    QVERIFY(log.contains("export.xml"));
+    const QString told = (*m_program)->statusBar()->currentMessage();
+    QVERIFY2(told.contains("export.xml could not be written to its end"), qPrintable(told));
+    // The next one that is whole says nothing.
+    (*m_program)->statusBar()->clearMessage();
+    driver.acceptFile(path("export"));
+    m_program->action("export XML")->trigger();
+    QCOMPARE((*m_program)->statusBar()->currentMessage(), QString());
 }
 
 QTEST_MAIN(TestExportAction)
