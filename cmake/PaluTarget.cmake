@@ -17,6 +17,10 @@ function(palu_target_defaults target)
   endif()
   # Warnings in the log carry file, line and function in release builds too.
   target_compile_definitions(${target} PRIVATE QT_MESSAGELOGCONTEXT QT_DEPRECATED_WARNINGS)
+  if(PALU_BUILD_FUZZERS)
+    # An index beyond the end of one of Qt's containers is a fault to be found.
+    target_compile_definitions(${target} PRIVATE QT_FORCE_ASSERTS)
+  endif()
   if(PALU_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${PALU_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
