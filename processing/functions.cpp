@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "processing/functions.h"
 
+#include <QLineF>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -24,6 +26,89 @@ double tameCoordinate(double value)
 bool almostEqual(QPointF a, QPointF b)
 {
     return std::abs(a.x() - b.x()) <= pointTolerance && std::abs(a.y() - b.y()) <= pointTolerance;
+}
+
+// Qt's polygon intersection takes time with the cube of the crossings, of which an outline can have as many
+// as its vertices squared. Outlines beyond these limits, as damaged projects have them, are cut edge by edge.
+constexpr int mostVertices = 10000;
+constexpr int mostCrossings = 5000;
+
+/// On which side of the line from `a` to `b` a point lies, as the sign of the result.
+double sideOf(QPointF a, QPointF b, QPointF p)
+{
+    return (b.x() - a.x()) * (p.y() - a.y()) - (b.y() - a.y()) * (p.x() - a.x());
+}
+
+bool meet(const QLineF &a, const QLineF &b)
+{
+    if (std::max(a.y1(), a.y2()) < std::min(b.y1(), b.y2()) ||
+        std::max(b.y1(), b.y2()) < std::min(a.y1(), a.y2()))
+        return false;
+    return sideOf(a.p1(), a.p2(), b.p1()) * sideOf(a.p1(), a.p2(), b.p2()) <= 0 &&
+           sideOf(b.p1(), b.p2(), a.p1()) * sideOf(b.p1(), b.p2(), a.p2()) <= 0;
+}
+
+/// The edges of both polygons, each from left to right, by their left ends.
+std::vector<QLineF> sortedEdges(const QPolygonF &a, const QPolygonF &b)
+{
+    std::vector<QLineF> edges;
+    for (const QPolygonF &polygon : {a, b}) {
+        for (int i = 0; i < polygon.size(); ++i) {
+            const QLineF edge(polygon.at(i), polygon.at((i + 1) % polygon.size()));
+            edges.push_back(edge.x1() <= edge.x2() ? edge : QLineF(edge.p2(), edge.p1()));
+        }
+    }
+    std::sort(edges.begin(), edges.end(), [](const QLineF &e, const QLineF &f) { return e.x1() < f.x1(); });
+    return edges;
+}
+
+/// Whether the edges of both polygons meet too often for their intersection to be found soon. Edges that
+/// follow each other meet, too.
+bool areTangled(const QPolygonF &a, const QPolygonF &b)
+{
+    const int count = a.size() + b.size();
+    if (count > mostVertices)
+        return true;
+    if (count * (count - 1) / 2 <= mostCrossings)
+        return false;
+    const std::vector<QLineF> edges = sortedEdges(a, b);
+    int meetings = 0;
+    for (auto edge = edges.begin(); edge != edges.end(); ++edge) {
+        for (auto other = edge + 1; other != edges.end() && other->x1() <= edge->x2(); ++other)
+            meetings += meet(*edge, *other);
+        if (meetings > mostCrossings + count)
+            return true;
+    }
+    return false;
+}
+
+/// The part of a polygon to the left of the line from `a` to `b`, as the y axis points down. Where it falls
+/// into several parts they stay joined by edges on the line (Sutherland and Hodgman, "Reentrant polygon
+/// clipping", 1974).
+QPolygonF leftOf(const QPolygonF &polygon, QPointF a, QPointF b)
+{
+    QPolygonF left;
+    for (int i = 0; i < polygon.size(); ++i) {
+        const QPointF start = polygon.at(i);
+        const QPointF end = polygon.at((i + 1) % polygon.size());
+        const double startSide = sideOf(a, b, start);
+        const double endSide = sideOf(a, b, end);
+        if (startSide >= 0)
+            left.append(start);
+        if ((startSide > 0 && endSide < 0) || (startSide < 0 && endSide > 0))
+            left.append(start + (end - start) * (startSide / (startSide - endSide)));
+    }
+    return left;
+}
+
+QPolygonF cutEdgeByEdge(QPolygonF polygon, const QPolygonF &corners)
+{
+    for (int i = 0; i < corners.size(); ++i)
+        polygon = leftOf(polygon, corners.at(i), corners.at((i + 1) % corners.size()));
+    const QRectF box = corners.boundingRect();
+    for (QPointF &p : polygon) // where an edge is a billion pixels long, its cut is a hair beside the line
+        p = QPointF(std::clamp(p.x(), box.left(), box.right()), std::clamp(p.y(), box.top(), box.bottom()));
+    return polygon;
 }
 
 } // namespace
@@ -141,6 +226,8 @@ QPolygonF Functions::clippedToRect(QPolygonF poly, QRectF rect)
     for (QPointF &p : poly)
         p = QPointF(tameCoordinate(p.x()), tameCoordinate(p.y()));
     const QPolygonF corners({rect.topLeft(), rect.topRight(), rect.bottomRight(), rect.bottomLeft()});
+    if (areTangled(poly, corners))
+        return rect.isEmpty() ? QPolygonF() : cutEdgeByEdge(poly, corners);
     QPolygonF clipped = poly.intersected(corners);
     if (clipped.size() > 1 && almostEqual(clipped.first(), clipped.last()))
         clipped.removeLast(); // the intersection is a closed ring

@@ -42,7 +42,9 @@ QPolygonF transformPolygonAffine(QPolygonF poly, Eigen::Affine2d t);
 /// `value` rounded to the nearest whole number, halves away from zero; cut to the range of int, 0 for NaN.
 int roundToInt(double value);
 
-/// The part of the polygon inside `rect`, again with every vertex once; empty when nothing is left.
+/// The part of the polygon inside `rect`, again with every vertex once; empty when nothing is left. Takes
+/// bounded time: an outline with thousands of crossings keeps them, and its parts stay joined along the edges
+/// of `rect`.
 QPolygonF clippedToRect(QPolygonF poly, QRectF rect);
 
 /// `p` moved into `bounds`: x into [left, width], y into [top, height]. The upper limits are the size, not

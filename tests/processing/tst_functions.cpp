@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "processing/functions.h"
 
+#include <QElapsedTimer>
+#include <QLineF>
 #include <QtTest>
 
 #include <cmath>
@@ -32,6 +34,43 @@ bool same(const QPolygonF &a, const QPolygonF &b)
     return a.size() == b.size() &&
            std::equal(a.begin(), a.end(), b.begin(),
                       [](const QPointF &left, const QPointF &right) { return same(left, right); });
+}
+
+const QRectF frame(0, 0, 640, 480);
+
+QPolygonF randomOutline(int vertices, const QRectF &area, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> x(area.left(), area.right());
+    std::uniform_real_distribution<double> y(area.top(), area.bottom());
+    QPolygonF outline;
+    for (int i = 0; i < vertices; ++i) {
+        const double left = x(random);
+        outline.append(QPointF(left, y(random)));
+    }
+    return outline;
+}
+
+/// Without crossings of its own, with vertices up to 3 pixels beside a circle.
+QPolygonF jaggedCircle(int vertices, QPointF centre, double radius)
+{
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> jag(-3, 3);
+    QPolygonF outline;
+    for (int i = 0; i < vertices; ++i) {
+        const double angle = 2 * pi * i / vertices;
+        outline.append(centre + (radius + jag(random)) * QPointF(std::cos(angle), std::sin(angle)));
+    }
+    return outline;
+}
+
+QPolygonF intersectionWithFrame(const QPolygonF &outline)
+{
+    const QPolygonF corners({frame.topLeft(), frame.topRight(), frame.bottomRight(), frame.bottomLeft()});
+    QPolygonF clipped = outline.intersected(corners);
+    if (clipped.size() > 1 && QLineF(clipped.first(), clipped.last()).length() < 1e-12)
+        clipped.removeLast();
+    return clipped;
 }
 
 QPolygonF reversed(const QPolygonF &polygon)
@@ -86,6 +125,11 @@ private slots:
     void outlinesAreClippedToTheRectangle();
     void outlinesOfAnySizeAreClippedWithoutHarm_data();
     void outlinesOfAnySizeAreClippedWithoutHarm();
+    void ordinaryOutlinesAreIntersectedWithTheRectangle();
+    void tangledOutlinesAreCutSoon_data();
+    void tangledOutlinesAreCutSoon();
+    void tangledOutlinesInsideStayAsTheyAre();
+    void cuttingATangleKeepsWhatIsInside();
     void everyNumberIsRoundedToAnInt_data();
     void everyNumberIsRoundedToAnInt();
 };
@@ -629,6 +673,75 @@ void TestFunctions::outlinesOfAnySizeAreClippedWithoutHarm()
     QVERIFY(std::abs(actual.top() - box.top()) < tolerance);
     QVERIFY(std::abs(actual.right() - box.right()) < tolerance);
     QVERIFY(std::abs(actual.bottom() - box.bottom()) < tolerance);
+}
+
+// A user's outlines have few crossings, however many vertices.
+void TestFunctions::ordinaryOutlinesAreIntersectedWithTheRectangle()
+{
+    const QRectF around = frame.adjusted(-200, -200, 200, 200);
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        const QPolygonF outline = randomOutline(1 + static_cast<int>(seed) / 4, around, seed);
+        QVERIFY(same(Functions::clippedToRect(outline, frame), intersectionWithFrame(outline)));
+    }
+    for (int vertices : {50, 500, 3000, 9000}) {
+        for (const QPointF centre : {QPointF(320, 240), QPointF(600, 100), QPointF(10, 470)}) {
+            const QPolygonF outline = jaggedCircle(vertices, centre, 180);
+            QVERIFY(same(Functions::clippedToRect(outline, frame), intersectionWithFrame(outline)));
+        }
+    }
+}
+
+void TestFunctions::tangledOutlinesAreCutSoon_data()
+{
+    QTest::addColumn<QPolygonF>("outline");
+    QTest::newRow("3000 in the frame") << randomOutline(3000, frame, 1);
+    QTest::newRow("3000 around the frame") << randomOutline(3000, frame.adjusted(-400, -400, 400, 400), 2);
+    QTest::newRow("3000 in a billion pixels") << randomOutline(3000, QRectF(-1e9, -1e9, 2e9, 2e9), 3);
+    QTest::newRow("10000 in the frame") << randomOutline(9990, frame, 4);
+    QTest::newRow("200000 in the frame") << randomOutline(200000, frame, 5);
+    QTest::newRow("a million beside a circle") << jaggedCircle(1000000, QPointF(600, 400), 300);
+    QPolygonF again;
+    for (int i = 0; i < 9000; ++i)
+        again.append(QPointF(i % 2 ? 700 : 10, i % 3 ? 20 : 470));
+    QTest::newRow("the same edges again and again") << again;
+    QTest::newRow("9000 times the same point") << QPolygonF(QVector<QPointF>(9000, QPointF(50, 50)));
+}
+
+void TestFunctions::tangledOutlinesAreCutSoon()
+{
+    QFETCH(QPolygonF, outline);
+    QElapsedTimer timer;
+    timer.start();
+    const QPolygonF cut = Functions::clippedToRect(outline, frame);
+    QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY(!cut.isEmpty());
+    QVERIFY(cut.size() <= 5 * outline.size());
+    const QRectF box = cut.boundingRect();
+    QVERIFY(box.left() >= 0 && box.top() >= 0 && box.right() <= 640 && box.bottom() <= 480);
+    QVERIFY(Functions::clippedToRect(outline, QRectF()).isEmpty());
+}
+
+void TestFunctions::tangledOutlinesInsideStayAsTheyAre()
+{
+    const QPolygonF outline = randomOutline(1000, frame, 6);
+    QVERIFY(same(Functions::clippedToRect(outline, frame), outline));
+    QVERIFY(Functions::clippedToRect(outline.translated(1000, 0), frame).isEmpty());
+}
+
+void TestFunctions::cuttingATangleKeepsWhatIsInside()
+{
+    const QPolygonF outline = randomOutline(400, frame.adjusted(-300, -300, 300, 300), 8);
+    const QPolygonF cut = Functions::clippedToRect(outline, frame);
+    QVERIFY(frame.contains(cut.boundingRect()));
+    int inside = 0;
+    for (double x = 3.3; x < 640; x += 7) {
+        for (double y = 3.7; y < 480; y += 7) {
+            const bool wanted = outline.containsPoint(QPointF(x, y), Qt::OddEvenFill);
+            QCOMPARE(cut.containsPoint(QPointF(x, y), Qt::OddEvenFill), wanted);
+            inside += wanted ? 1 : 0;
+        }
+    }
+    QVERIFY(inside > 1000);
 }
 
 void TestFunctions::everyNumberIsRoundedToAnInt_data()
