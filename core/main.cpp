@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
+#include "core/endsignals.h"
 #include "core/mainwindow.h"
 #include "core/safefile.h"
 #include "core/temporaryfolders.h"
@@ -18,6 +19,8 @@ int main(int argc, char *argv[])
     g_state = new DataState;
     MainWindow window;
     g_mainWindow = &window;
+    const EndSignals endSignals;
+    QObject::connect(&endSignals, &EndSignals::received, &window, &MainWindow::closeSoon);
     window.show();
     const int result = QApplication::exec();
     delete g_state;

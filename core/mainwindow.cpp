@@ -6,11 +6,14 @@
 #include "core/framebounds.h"
 #include "core/history.h"
 #include "core/jobdialogs.h"
+#include "core/modaljob.h"
+#include "core/windowcloser.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
 #include "views/timeline.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
@@ -40,6 +43,7 @@ const char videoFilter[] = QT_TRANSLATE_NOOP(
 MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
     : QMainWindow(parent, flags)
     , m_jobDialogs(std::make_unique<JobDialogs>(this))
+    , m_closer(std::make_unique<WindowCloser>(this))
 {
     resize(windowSize);
     m_toolBar = new QToolBar(tr("Toolbar"), this);
@@ -298,7 +302,19 @@ void MainWindow::onActionClose()
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     m_frameNav->stopPlayback();
+    if (ModalJob::isRunning()) { // a window that is gone would leave the job, and with it the program, behind
+        event->ignore();
+        closeSoon();
+        return;
+    }
     QMainWindow::closeEvent(event);
+}
+
+void MainWindow::closeSoon()
+{
+    if (ModalJob::isRunning())
+        statusBar()->showMessage(tr("The program closes as soon as the work in progress has ended."));
+    m_closer->closeSoon();
 }
 
 void MainWindow::onActionNextFrame()

@@ -23,6 +23,7 @@ class QMenu;
 class QTimer;
 class QToolBar;
 class TimeLine;
+class WindowCloser;
 
 /// The one window: menus, tool bar, frame viewer and docks, and the actions of the program.
 class MainWindow : public QMainWindow
@@ -63,6 +64,9 @@ public slots:
     void reload();
     /// Discards the project and starts an empty one.
     void recreateDataState();
+    /// Closes the window, whatever goes on in it: open dialogs are canceled and a job is aborted. Returns at
+    /// once.
+    void closeSoon();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -95,6 +99,7 @@ private:
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
 
     std::unique_ptr<JobDialogs> m_jobDialogs;
+    std::unique_ptr<WindowCloser> m_closer;
     QMenu *m_fileMenu = nullptr;
     QMenu *m_frameMenu = nullptr;
     QMenu *m_toolsMenu = nullptr;

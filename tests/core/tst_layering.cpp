@@ -49,6 +49,8 @@ const QVector<Rule> rules{
     {"export/", geometry + model + QStringList{"export/"}, {}},
     {"views/", geometry + model + QStringList{"views/", "core/framebounds.h"}, {"core/mainwindow.h"}},
     {"core/jobdialogs.", {"core/jobdialogs.h", "core/modaljob.h"}, {}},
+    {"core/windowcloser.", {"core/windowcloser.h", "core/modaljob.h"}, {}},
+    {"core/endsignals.", {"core/endsignals.h"}, {}},
     {"core/mainwindow", folders, {}},
     {"core/main.cpp", {"core/"}, {}},
 };
@@ -196,6 +198,8 @@ void TestLayering::theRulesFindViolations_data()
     row("core/history.cpp", "core/mainwindow.h", false);
     row("core/jobdialogs.cpp", "core/modaljob.h", true);
     row("core/jobdialogs.cpp", "core/mainwindow.h", false);
+    row("core/windowcloser.cpp", "core/mainwindow.h", false);
+    row("core/endsignals.cpp", "core/modaljob.h", false);
     row("export/exportxml.cpp", "processing/functions.h", true);
     row("export/exportxml.cpp", "processing/morph.h", false);
     row("export/exportxml.cpp", "core/modaljob.h", false);
