@@ -27,7 +27,9 @@ FrameJob::Error failure(int frame, const QString &reasonForUser, const std::stri
     return {frame, reasonForUser, "segmentation of frame " + std::to_string(frame) + ": " + reason};
 }
 
-void segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath)
+} // namespace
+
+void AoiCutSegmentation::segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath) const
 {
     GrabCut grabCut(imagePath, keyFrame.polygonSnapshot());
     if (grabCut.image.empty())
@@ -35,14 +37,13 @@ void segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath)
                       "the image " + imagePath.toStdString() + " cannot be read");
     cv::setRNGSeed(keyFrame.frame); // results must not depend on what the thread did before
     try {
-        grabCut.segmentImage(grabCutRounds, 1);
+        if (!grabCut.segmentImage(grabCutRounds, 1, [this] { return mayGoOn(); }))
+            return;
     } catch (const std::exception &error) {
         throw failure(keyFrame.frame, tr("its outline leaves nothing to cut out"), error.what());
     }
     keyFrame.setNewPolygon(grabCut.getObjectBondary());
 }
-
-} // namespace
 
 AoiCutSegmentation::AoiCutSegmentation(DataState *dataState)
     : state(dataState)
@@ -53,7 +54,9 @@ FrameJob::Result AoiCutSegmentation::runSegmenation()
 {
     if (!state->video || !state->getCurrentObject())
         return {};
-    return FrameJob::run(tr("Segment tracking"), state->video->chunkEnds, segmentationWrapper(this));
+    m_grace.reset();
+    return FrameJob::run(tr("Segment tracking"), state->video->chunkEnds, segmentationWrapper(this),
+                         [this] { m_grace.start(); });
 }
 
 void AoiCutSegmentation::segmentation(int &chunkEnd)
@@ -61,7 +64,7 @@ void AoiCutSegmentation::segmentation(int &chunkEnd)
     const TrackedObject *object = state->getCurrentObject();
     if (!object)
         return;
-    for (int frame = state->video->chunkStart(chunkEnd); frame < chunkEnd; ++frame) {
+    for (int frame = state->video->chunkStart(chunkEnd); frame < chunkEnd && mayGoOn(); ++frame) {
         KeyFrame *keyFrame = object->keyFrames.at(frame);
         if (keyFrame->type == KeyFrame::Automatic || keyFrame->type == KeyFrame::Visible)
             segmentKeyFrame(*keyFrame, state->video->getFramePath(frame));

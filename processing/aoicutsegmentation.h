@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "processing/abortgrace.h"
 #include "processing/framejob.h"
 
 class DataState;
+class KeyFrame;
+class QString;
 
 /// Refines the current object's visible and automatic polygons of the whole video by GrabCut, the frames in
 /// parallel.
@@ -17,6 +20,7 @@ public:
     FrameJob::Result runSegmenation();
     /// Segments the frames of the work split's chunk that ends before `chunkEnd`. Runs on a pool thread.
     /// Throws FrameJob::Error when a frame cannot be segmented; the frames before it keep their new polygons.
+    /// So they do when the chunk is left some time after "Abort".
     void segmentation(int &chunkEnd);
 
     /// Function object of the parallel map: segments one chunk.
@@ -31,4 +35,10 @@ public:
     };
 
     DataState *state;
+
+private:
+    bool mayGoOn() const { return !m_grace.isOver(); }
+    void segmentKeyFrame(KeyFrame &keyFrame, const QString &imagePath) const;
+
+    AbortGrace m_grace;
 };

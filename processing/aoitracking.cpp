@@ -71,11 +71,15 @@ void AOItracking::run(const QString &label)
 {
     m_images.startRun();
     m_aborted.store(false, std::memory_order_relaxed);
+    m_grace.reset();
     m_running = true;
     QList<int> chains = chainStarts();
     m_result = FrameJob::run(
         label, chains, [this](int &first) { trackChain(first); },
-        [this] { m_aborted.store(true, std::memory_order_relaxed); });
+        [this] {
+            m_grace.start();
+            m_aborted.store(true, std::memory_order_relaxed);
+        });
     m_running = false;
 }
 
@@ -118,9 +122,9 @@ void AOItracking::aoiFitting(int &pairIndex)
     if (first == -1 || last == -1 || !object() || mustStop(pairIndex))
         return;
     const int middle = first + (last - first) / 2;
-    const auto mayGoOn = [this, pairIndex] { return !mustStop(pairIndex); };
+    const auto mayGoOn = [this, pairIndex] { return !mustStop(pairIndex) && !m_grace.isOver(); };
 
-    BackwardPass backward(setup(), last, middle);
+    BackwardPass backward(setup(), last, middle, [this] { return !m_grace.isOver(); });
     stopAt(pairIndex, TrackingPass(setup()).walk(first, middle + 1, mayGoOn));
     if (mayGoOn())
         stopAt(pairIndex, backward.finish(mayGoOn));

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "processing/abortgrace.h"
 #include "processing/framejob.h"
 #include "processing/trackingstep.h"
 
@@ -87,6 +88,7 @@ private:
 
     FrameImages m_images;
     FrameJob::Result m_result;
+    AbortGrace m_grace;                 // of the pairs in progress
     std::atomic<bool> m_aborted{false}; // set by the GUI thread, read by the tasks before each pair
     mutable std::mutex m_stopMutex;     // guards stopFrame and m_stopPair between the tasks
     bool m_running = false;             // in a run over all pairs; set while no task is running

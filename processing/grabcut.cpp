@@ -13,7 +13,6 @@
 #endif
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -24,24 +23,20 @@ using Contour = std::vector<cv::Point>;
 
 constexpr double bandRatio = 0.2; // thickness of the uncertain band over the greater side of the bounding box
 
-// Drawing walks every line of pixels that an outline covers. Vertices further out than this, as damaged
-// projects have them, are drawn at this distance.
+// Drawing walks every line of pixels that an outline covers, and the wider the outline the more pixels are
+// uncertain, which takes the time. Outlines with vertices further out than this, as damaged projects have
+// them, are cut to the image first.
 constexpr int exactReach = 10; // of the image's greater side beyond the image
-
-double boundedCoordinate(double value, double greatestSide)
-{
-    const double reach = exactReach * greatestSide;
-    return std::isnan(value) ? 0 : std::clamp(value, -reach, greatestSide + reach);
-}
 
 QPolygonF boundedOutline(const QPolygonF &polygon, cv::Size image)
 {
     const double side = std::max(image.width, image.height);
-    QPolygonF bounded;
-    bounded.reserve(polygon.size());
-    for (const QPointF &p : polygon)
-        bounded.append(QPointF(boundedCoordinate(p.x(), side), boundedCoordinate(p.y(), side)));
-    return bounded;
+    const auto isNear = [side](double value) { // false for NaN
+        return value >= -exactReach * side && value <= (1 + exactReach) * side;
+    };
+    const bool exact = std::all_of(polygon.begin(), polygon.end(),
+                                   [&isNear](const QPointF &p) { return isNear(p.x()) && isNear(p.y()); });
+    return exact ? polygon : Functions::clippedToRect(polygon, QRectF(0, 0, image.width, image.height));
 }
 
 int bandThickness(const QRectF &box)
@@ -68,7 +63,7 @@ GrabCut::GrabCut(QString path, QPolygonF seed)
 {
 }
 
-void GrabCut::segmentImage(int rounds, int /*unused*/)
+bool GrabCut::segmentImage(int rounds, int /*unused*/, const std::function<bool()> &mayGoOn)
 {
     const cv::Rect rectangle = seedRectangle();
     cv::Mat mask = seedMask();
@@ -77,14 +72,18 @@ void GrabCut::segmentImage(int rounds, int /*unused*/)
     cv::Mat background;
     cv::Mat foreground;
     // More iterations every round, each round with colour models learned anew from the mask so far.
-    for (int round = 1; round <= rounds; ++round)
+    for (int round = 1; round <= rounds; ++round) {
+        if (mayGoOn && !mayGoOn())
+            return false;
         cv::grabCut(image, mask, rectangle, background, foreground, round, cv::GC_INIT_WITH_MASK);
+    }
 
     cv::Mat binMask;
     getBinMask(mask, binMask);
     std::vector<Contour> contours;
     cv::findContours(binMask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_TC89_KCOS);
     polygon = Functions::getQPolygonF(richestContour(contours));
+    return true;
 }
 
 void GrabCut::getBinMask(const cv::Mat &mask, cv::Mat &binMask) const

@@ -7,6 +7,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
+
 /// Refines the outline of an object on one frame by GrabCut (Rother et al., "GrabCut: interactive foreground
 /// extraction using iterated graph cuts", 2004).
 ///
@@ -19,8 +21,9 @@ public:
 
     /// Replaces the polygon by the outline of the foreground after `rounds` rounds; round k runs k iterations
     /// on colour models learned anew. The second argument has no effect. Throws when there is no foreground,
-    /// or no background, to work with.
-    void segmentImage(int rounds, int unused);
+    /// or no background, to work with. `mayGoOn`, if given, is asked before every round; where it says no,
+    /// the polygon stays and false is returned.
+    bool segmentImage(int rounds, int unused, const std::function<bool()> &mayGoOn = {});
     /// 1 where `mask` holds definite or probable foreground, else 0 (8 bit, one channel).
     void getBinMask(const cv::Mat &mask, cv::Mat &binMask) const;
     /// The polygon as it is now.

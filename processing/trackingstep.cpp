@@ -17,6 +17,7 @@
 #include <Eigen/Core>
 
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -202,9 +203,11 @@ void TrackingPass::move(int frame, QPointF offset)
     m_aside.insert(frame, Functions::clippedToRect(moved, frameBounds()));
 }
 
-BackwardPass::BackwardPass(const TrackingSetup &setup, int last, int middle)
+BackwardPass::BackwardPass(const TrackingSetup &setup, int last, int middle,
+                           std::function<bool()> mayGoOnAhead)
     : m_images(setup.images)
     , m_pass(setup, TrackingPass::Writing::OnTakeOver)
+    , m_mayGoOnAhead(std::move(mayGoOnAhead))
     , m_next(last)
     , m_middle(middle)
 {
@@ -233,7 +236,9 @@ int BackwardPass::finish(const std::function<bool()> &mayGoOn)
 void BackwardPass::workAhead(int from, int to)
 {
     try {
-        m_askedFrame = m_pass.walk(from, to, [this] { return !m_abandoned.load(std::memory_order_relaxed); });
+        m_askedFrame = m_pass.walk(from, to, [this] {
+            return !m_abandoned.load(std::memory_order_relaxed) && (!m_mayGoOnAhead || m_mayGoOnAhead());
+        });
         if (m_askedFrame == -1)
             loadMiddle();
     } catch (...) {

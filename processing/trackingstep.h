@@ -103,7 +103,8 @@ class BackwardPass
 {
 public:
     /// From frame `last` down to frame `middle`, when the forward pass moves the frames up to `middle` + 1.
-    BackwardPass(const TrackingSetup &setup, int last, int middle);
+    /// `mayGoOnAhead`, if given, is asked before each step of the part that is worked ahead.
+    BackwardPass(const TrackingSetup &setup, int last, int middle, std::function<bool()> mayGoOnAhead = {});
     /// Drops what finish() has not taken over.
     ~BackwardPass();
 
@@ -117,6 +118,7 @@ private:
 
     FrameImages &m_images;
     TrackingPass m_pass;
+    std::function<bool()> m_mayGoOnAhead;
     int m_next; // frame from which finish() goes on
     int m_middle;
     int m_askedFrame = -1;      // written by the steps ahead, read when they have ended

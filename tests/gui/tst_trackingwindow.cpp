@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "processing/abortgrace.h"
 #include "processing/aoitracking.h"
 #include "processing/imageprocess.h"
 #include "processing/morph.h"
@@ -28,6 +29,7 @@
 #include <QtTest>
 #include <QWindow>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -36,7 +38,8 @@ namespace
 {
 
 constexpr int frames = 13;
-constexpr int patience = 30000; // milliseconds that a wait may take on a busy machine
+constexpr std::chrono::minutes wholeParcels(1); // of grace, which no parcel here takes
+constexpr int patience = 30000;                 // milliseconds that a wait may take on a busy machine
 const char interactiveDone[] = "Interactive AOI tracking complete.";
 const char automaticDone[] = "Automatic AOI tracking complete.";
 const char userRequired[] = "User interaction required!";
@@ -227,6 +230,8 @@ class TestTrackingWindow : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { AbortGrace::setLength(wholeParcels); }
+
     void interactiveTrackingAsksForTheUser();
     void correctedTrackingRunsToTheEnd();
     void everyFrameInNeedIsAskedFor();

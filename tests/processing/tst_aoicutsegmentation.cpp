@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "processing/aoicutsegmentation.h"
 
+#include "processing/abortgrace.h"
 #include "processing/imageprocess.h"
 #include "tests/support/clips.h"
+#include "tests/support/heldjob.h"
 #include "tests/support/logcapture.h"
 #include "tests/support/plainsegmentation.h"
 #include "tests/support/poolthreads.h"
@@ -18,10 +20,13 @@
 #include <QThreadPool>
 #include <QtTest>
 
+#include <chrono>
+
 namespace
 {
 
 constexpr int frames = 12;
+constexpr std::chrono::minutes wholeParcels(1); // of grace, which no parcel here takes
 
 /// A block whose outline nobody could tell for sure: the result depends on the colour models' random start.
 Clips::Clip unclearBlock()
@@ -76,6 +81,8 @@ class TestSegmentation : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { AbortGrace::setLength(wholeParcels); }
+
     void everyFrameGetsItsForeground();
     void cleanObjectIsFoundOnAllFrames();
     void otherKeyFramesAreLeftAlone();
@@ -91,6 +98,7 @@ private slots:
     void otherObjectsAreLeftAlone();
     void progressDialogIsBusyAndModal();
     void abortSkipsWhatHasNotStarted();
+    void abortLeavesALongChunk();
     void nothingIsWritten();
 };
 
@@ -312,6 +320,25 @@ void TestSegmentation::abortSkipsWhatHasNotStarted()
     // The chunk in progress was finished, the last one never started.
     QCOMPARE(firstDifference(after.mid(0, 2), complete.mid(0, 2)), QString());
     QCOMPARE(firstDifference(after.mid(10, 2), project.seeds.mid(10, 2)), QString());
+}
+
+// What is in progress may end if it takes no longer than the grace period.
+void TestSegmentation::abortLeavesALongChunk()
+{
+    AbortGrace::setLength(std::chrono::milliseconds(0));
+    const PoolThreads pool(1);
+    BlockProject project({10, 12});
+    const QPolygonF wanted = project.wanted(0);
+    const AbortAtFirstChange abort(project.object);
+    QCOMPARE(project.run().outcome, ModalJob::Outcome::Aborted);
+    QVERIFY(abort.done());
+    const QList<QPolygonF> after = project.polygons();
+    QCOMPARE(after.at(0), wanted);
+    QCOMPARE(firstDifference(after.mid(1), project.seeds.mid(1)), QString());
+    AbortGrace::setLength(wholeParcels);
+    project.setPolygons(project.seeds);
+    QCOMPARE(project.run().outcome, ModalJob::Outcome::Finished); // the next run is not aborted
+    QCOMPARE(firstDifference(project.polygons(), project.wantedPolygons(0, frames - 1)), QString());
 }
 
 void TestSegmentation::nothingIsWritten()

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "processing/abortgrace.h"
 #include "processing/aoitracking.h"
 
 #include "processing/featurematching.h"
@@ -19,6 +20,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <stdexcept>
 
@@ -28,6 +30,8 @@ Q_DECLARE_METATYPE(KeyFrame::Type)
 
 namespace
 {
+
+constexpr std::chrono::minutes wholeParcels(1); // of grace, which no parcel here takes
 
 /// Tracking in its plainest form: one thread, one step after the other, two images read for every step.
 class PlainTracking
@@ -160,6 +164,8 @@ class TestAOItracking : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { AbortGrace::setLength(wholeParcels); }
+
     void framePairsAreTheCoveredVisibleSpans_data();
     void framePairsAreTheCoveredVisibleSpans();
     void otherSpanTypesAreLeftOut_data();
@@ -209,6 +215,8 @@ private slots:
     void progressDialogIsBusyAndModal();
     void abortSkipsWhatHasNotStarted_data();
     void abortSkipsWhatHasNotStarted();
+    void abortLeavesALongSpan_data();
+    void abortLeavesALongSpan();
     void abortSkipsTheRestOfAChain_data();
     void abortSkipsTheRestOfAChain();
     void runsTellHowTheyEnded();
@@ -1082,6 +1090,36 @@ void TestAOItracking::abortSkipsWhatHasNotStarted()
         skipped += untouched;
     }
     QVERIFY2(done > 0 && skipped > 0, qPrintable(QStringLiteral("%1, %2").arg(done).arg(skipped)));
+}
+
+void TestAOItracking::abortLeavesALongSpan_data()
+{
+    QTest::addColumn<bool>("interactive");
+    QTest::newRow("automatic") << false;
+    QTest::newRow("interactive") << true;
+}
+
+// What is in progress may end if it takes no longer than the grace period.
+void TestAOItracking::abortLeavesALongSpan()
+{
+    QFETCH(bool, interactive);
+    AbortGrace::setLength(std::chrono::milliseconds(0));
+    constexpr int frames = 41;
+    const PoolThreads pool(1);
+    TrackingProject project(Clips::curve(frames), frames);
+    project.annotateTruth({0, frames - 1});
+    const QList<QPolygonF> before = project.polygons();
+    AOItracking tracking(project.state(), interactive, matchDistance);
+    const AbortAtFirstChange abort(project.object);
+    if (interactive)
+        QCOMPARE(tracking.interactiveTracking(-1), -1);
+    else
+        tracking.automaticTracking();
+    QVERIFY(abort.done());
+    QCOMPARE(tracking.result().outcome, ModalJob::Outcome::Aborted);
+    const QList<QPolygonF> after = project.polygons();
+    QVERIFY(after.at(1) != before.at(1)); // the step in progress was made
+    QCOMPARE(firstDifference(after.mid(2), before.mid(2)), QString());
 }
 
 void TestAOItracking::abortSkipsTheRestOfAChain_data()

@@ -175,10 +175,12 @@ private slots:
     void firstOfEqualPartsWins();
     void cleanObjectIsFound_data();
     void cleanObjectIsFound();
+    void everyRoundIsAskedFor();
     void nothingToWorkWithThrows_data();
     void nothingToWorkWithThrows();
     void absurdCoordinatesTakeNoTime_data();
     void absurdCoordinatesTakeNoTime();
+    void outlinesFromFarAwayAreCutToTheImageFirst();
     void nothingIsWritten();
 };
 
@@ -424,6 +426,19 @@ void TestGrabCut::cleanObjectIsFound()
     QVERIFY2(found > 0.95, qPrintable(QString::number(found)));
 }
 
+void TestGrabCut::everyRoundIsAskedFor()
+{
+    const Sample sample = samples().at(2);
+    for (int allowed : {0, 1, 2}) {
+        GrabCut grabCut = grabCutOf(sample.image, sample.polygon);
+        int asked = 0;
+        const bool done = grabCut.segmentImage(2, 1, [&] { return asked++ < allowed; });
+        QCOMPARE(done, allowed == 2);
+        QCOMPARE(asked, std::min(allowed + 1, 2));
+        QCOMPARE(grabCut.polygon != sample.polygon, done);
+    }
+}
+
 void TestGrabCut::nothingToWorkWithThrows_data()
 {
     QTest::addColumn<QPolygonF>("polygon");
@@ -492,6 +507,19 @@ void TestGrabCut::absurdCoordinatesTakeNoTime()
         absurd < 20 * ordinary,
         qPrintable(
             QStringLiteral("%1 ms, an ordinary outline takes %2").arg(absurd / 1e6).arg(ordinary / 1e6)));
+}
+
+// Or else the uncertain band would be as wide as the way out there.
+void TestGrabCut::outlinesFromFarAwayAreCutToTheImageFirst()
+{
+    const Sample inside = textured(QString(), rectangle(80, 40, 80, 80), 1);
+    const QPolygonF damaged({QPointF(80, 40), QPointF(80, 1e9), QPointF(1e9, 1e9), QPointF(1e9, 40)});
+    const QRectF image(0, 0, inside.image.cols, inside.image.rows);
+    const QPolygonF cut(
+        {QPointF(80, 40), QPointF(80, image.bottom()), image.bottomRight(), QPointF(image.right(), 40)});
+    const QString wanted = segmented({QString(), inside.image, cut}, 1);
+    QVERIFY(wanted != QLatin1String("exception"));
+    QCOMPARE(segmented({QString(), inside.image, damaged}, 1), wanted);
 }
 
 void TestGrabCut::nothingIsWritten()
