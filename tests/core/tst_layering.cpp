@@ -45,6 +45,8 @@ const QVector<Rule> rules{
     {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
     {"core/datastate.", geometry + jobs + model, {}},
     {"core/history", geometry + jobs + model + QStringList{"core/history"}, {}},
+    {"core/recoveryoffer.", {"core/recoveryoffer.h"}, {}},
+    {"core/recovery", geometry + jobs + model + QStringList{"core/recovery"}, {}},
     {"processing/", tools + jobs + model, {}},
     {"export/", geometry + model + QStringList{"export/"}, {}},
     {"views/", geometry + model + QStringList{"views/", "core/framebounds.h"}, {"core/mainwindow.h"}},
@@ -189,6 +191,10 @@ void TestLayering::theRulesFindViolations_data()
     row("core/datastate.h", "Models/trackedobject.h", true);
     row("core/datastate.cpp", "core/framebounds.h", true);
     row("core/datastate.cpp", "core/mainwindow.h", false);
+    row("core/recovery.cpp", "core/recoveryfolder.h", true);
+    row("core/recoverycopy.cpp", "Models/projectfile.h", true);
+    row("core/recovery.cpp", "core/mainwindow.h", false);
+    row("core/recoveryoffer.cpp", "core/recovery.h", false);
     row("core/framebounds.cpp", "views/frameviewer.h", false);
     row("core/framebounds.cpp", "core/datastate.h", false);
     row("core/modaljob.cpp", "core/framebounds.h", true);

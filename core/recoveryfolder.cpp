@@ -1,0 +1,232 @@
+// SPDX-FileCopyrightText: 2026 the Palu developers
+// SPDX-License-Identifier: MIT
+#include "core/recoveryfolder.h"
+
+#include "core/processmark.h"
+#include "core/safefile.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+#include <QUuid>
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int guardTimeLimit = 1000; // milliseconds; others hold it for a few
+constexpr int guardPause = 5;        // milliseconds between two attempts
+
+const QStringList copyFilter{QStringLiteral("*.palu")};
+
+QString lockPath(const QString &copyPath)
+{
+    return copyPath + QStringLiteral(".lock");
+}
+
+/// Keeps every other program and thread from changing who owns which copy, while it is in scope. The system
+/// lets go for a program that is killed.
+class Guard
+{
+public:
+    explicit Guard(const QString &folder)
+        : m_file(::open(QFile::encodeName(folder + QStringLiteral("/.guard")).constData(),
+                        O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+    {
+        QElapsedTimer waiting;
+        waiting.start();
+        while (m_file != -1 && !(m_held = ::flock(m_file, LOCK_EX | LOCK_NB) == 0)) {
+            if (errno != EWOULDBLOCK || waiting.hasExpired(guardTimeLimit))
+                return;
+            QThread::msleep(guardPause);
+        }
+    }
+    ~Guard()
+    {
+        if (m_file != -1)
+            ::close(m_file);
+    }
+    Q_DISABLE_COPY(Guard)
+
+    bool isHeld() const { return m_held; }
+
+private:
+    int m_file;
+    bool m_held = false;
+};
+
+/// The mark in a lock file; nothing if there is no such file.
+QByteArray markIn(const QString &path)
+{
+    constexpr qint64 mostOfMark = 4096; // bytes
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.read(mostOfMark) : QByteArray();
+}
+
+/// Replaces the file at `path`, which only the user can read. Returns what went wrong, or nothing.
+QString replace(const QString &path, const SafeFile::Writer &write)
+{
+    SafeFile::Options options;
+    options.writesOver = false;
+    options.forTheUserOnly = true;
+    QString error;
+    SafeFile::replace(path, write, &error, options);
+    return error;
+}
+
+} // namespace
+
+RecoveryFolder::RecoveryFolder(const QString &path)
+    : m_path(path)
+{
+}
+
+RecoveryFolder::~RecoveryFolder()
+{
+    for (const QString &path : qAsConst(m_own))
+        QFile::remove(lockPath(path));
+}
+
+QString RecoveryFolder::newCopy()
+{
+    const QString name = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    const QString path = QStringLiteral("%1/%2.palu").arg(m_path, name);
+    const std::lock_guard lock(m_mutex);
+    m_own.insert(path);
+    return path;
+}
+
+QString RecoveryFolder::makeFolder() const
+{
+    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    if (!QDir().mkpath(m_path) || !QFile::setPermissions(m_path, ownerOnly))
+        return QStringLiteral("the folder %1 cannot be made").arg(m_path);
+    return QString();
+}
+
+/// Puts this process's mark beside a copy that is free.
+QString RecoveryFolder::takeLock(const QString &path) const
+{
+    const QByteArray mark = ProcessMark::own();
+    const Guard guard(m_path);
+    if (!guard.isHeld() || !isFree(path))
+        return QStringLiteral("another program holds %1").arg(path);
+    return replace(lockPath(path), [&mark](QFileDevice &file) { return file.write(mark) == mark.size(); });
+}
+
+bool RecoveryFolder::claim(const QString &path)
+{
+    if (isOwn(path))
+        return true;
+    const QString error = QFile::exists(path) ? takeLock(path) : QString();
+    if (!error.isEmpty())
+        qWarning("%s", qUtf8Printable(error));
+    // The one who had it may have removed it just before.
+    if (!error.isEmpty() || !QFile::exists(path))
+        return false;
+    const std::lock_guard lock(m_mutex);
+    m_own.insert(path);
+    return true;
+}
+
+QString RecoveryFolder::write(const QString &path, const std::function<bool(QFileDevice &)> &write)
+{
+    QString error = makeFolder();
+    if (error.isEmpty() && !QFile::exists(lockPath(path)))
+        error = takeLock(path);
+    if (error.isEmpty())
+        error = replace(path, write);
+    if (isOwn(path))
+        return error;
+    QFile::remove(path); // as it was while it was being written
+    QFile::remove(lockPath(path));
+    return QString();
+}
+
+// The lock goes last: nobody else may find the copy without one meanwhile.
+void RecoveryFolder::remove(const QString &path)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_own.remove(path))
+            return;
+    }
+    QFile::remove(path);
+    QFile::remove(lockPath(path));
+}
+
+bool RecoveryFolder::isOwn(const QString &path)
+{
+    const std::lock_guard lock(m_mutex);
+    return m_own.contains(path);
+}
+
+bool RecoveryFolder::isFree(const QString &path)
+{
+    const QString lock = lockPath(path);
+    return !QFile::exists(lock) || !ProcessMark::mayRun(markIn(lock));
+}
+
+QVector<RecoveryCopy> RecoveryFolder::copies()
+{
+    QVector<RecoveryCopy> found;
+    for (const QFileInfo &file : QDir(m_path).entryInfoList(copyFilter, QDir::Files | QDir::NoSymLinks)) {
+        const QString path = m_path + QLatin1Char('/') + file.fileName();
+        if (!isOwn(path) && !isFree(path))
+            continue;
+        const std::optional<RecoveryCopy> copy = RecoveryCopy::read(path);
+        const std::lock_guard lock(m_mutex);
+        if (copy) {
+            found.append(*copy);
+        } else if (QFile::exists(path) && !m_damaged.contains(path)) {
+            m_damaged.insert(path);
+            qWarning("%s is no whole copy of unsaved work", qUtf8Printable(path));
+        }
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const RecoveryCopy &a, const RecoveryCopy &b) { return a.changed > b.changed; });
+    return found;
+}
+
+void RecoveryFolder::prune(const QString &current)
+{
+    if (!QFileInfo::exists(m_path))
+        return;
+    const Guard guard(m_path);
+    if (!guard.isHeld())
+        return;
+    clearLeftovers();
+    QVector<RecoveryCopy> kept = copies();
+    kept.erase(std::remove_if(kept.begin(), kept.end(),
+                              [&current](const RecoveryCopy &copy) { return copy.path == current; }),
+               kept.end());
+    const std::lock_guard lock(m_mutex);
+    for (int i = mostCopies; i < kept.size(); ++i) {
+        const QString path = kept.at(i).path;
+        m_own.remove(path);
+        QFile::remove(path);
+        QFile::remove(lockPath(path));
+    }
+}
+
+/// Removes the locks of nobody without a copy, and the halves of files (`<name>.XXXXXX`) that were being
+/// written for one. To be called with the guard held, or it would take a lock from under its maker.
+void RecoveryFolder::clearLeftovers()
+{
+    static const QStringList filter{QStringLiteral("*.palu.*")};
+    for (const QString &name : QDir(m_path).entryList(filter, QDir::Files)) {
+        const QString file = m_path + QLatin1Char('/') + name;
+        const QString copy =
+            m_path + QLatin1Char('/') + name.section(QStringLiteral(".palu"), 0, 0) + QStringLiteral(".palu");
+        const bool isLock = file == lockPath(copy);
+        if (!isOwn(copy) && isFree(copy) && !(isLock && QFile::exists(copy)))
+            QFile::remove(file);
+    }
+}
