@@ -211,6 +211,7 @@ void useTemporaryHome()
         qFatal("no temporary folder");
     QDir(home.path()).mkdir(QStringLiteral("home"));
     qputenv("HOME", QFile::encodeName(home.filePath(QStringLiteral("home"))));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("data"))));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral("config"))));
     qputenv("TMPDIR", QFile::encodeName(home.path()));
 }

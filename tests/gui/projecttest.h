@@ -20,6 +20,8 @@ public:
 
 private slots:
     void initTestCase();
+
+protected slots:
     void init();
     void cleanup();
 
