@@ -9,6 +9,19 @@
 #include <QApplication>
 #include <QDir>
 #include <QIcon>
+#include <QStandardPaths>
+
+namespace
+{
+
+/// Where the copies of unsaved work lie; empty where the user has no place for such things.
+QString recoveryFolder()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    return folder.isEmpty() ? QString() : folder + QStringLiteral("/recovery");
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -21,6 +34,8 @@ int main(int argc, char *argv[])
     g_mainWindow = &window;
     const EndSignals endSignals;
     QObject::connect(&endSignals, &EndSignals::received, &window, &MainWindow::closeSoon);
+    if (const QString folder = recoveryFolder(); !folder.isEmpty())
+        window.setRecovery(folder);
     window.show();
     const int result = QApplication::exec();
     delete g_state;

@@ -222,6 +222,7 @@ void MainWindow::reload()
 void MainWindow::recreateDataState()
 {
     m_frameNav->stopPlayback();
+    leaveUnsavedWork();
     forgetProject();
     delete g_state;
     g_state = nullptr;
@@ -276,6 +277,7 @@ bool MainWindow::loadVideo(const QString &path)
     }
     g_state->videoLoaded = true;
     g_state->currentFrame = 0;
+    m_videoPath = path;
     return true;
 }
 
@@ -307,6 +309,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
         closeSoon();
         return;
     }
+    keepUnsavedWork();
     QMainWindow::closeEvent(event);
 }
 

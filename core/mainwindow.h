@@ -22,8 +22,11 @@ class QLabel;
 class QMenu;
 class QTimer;
 class QToolBar;
+class Recovery;
+class RecoveryOffer;
 class TimeLine;
 class WindowCloser;
+struct RecoveryCopy;
 
 /// The one window: menus, tool bar, frame viewer and docks, and the actions of the program.
 class MainWindow : public QMainWindow
@@ -39,6 +42,12 @@ public:
     TimeLine *timeLine() const { return m_timeLine; }
     /// Undo and redo of the open project.
     History &history() { return *m_history; }
+
+    /// Keeps copies of unsaved work in `folder`, which all programs of the user share, and offers those that
+    /// are there. Without this call the window does neither. To be called once.
+    void setRecovery(const QString &folder);
+    /// The keeper of the copies; null without setRecovery().
+    Recovery *recovery() const { return m_recovery; }
 
     /// Frame at which interactive tracking last stopped for the user, from 0; -1 when no run is pending.
     qint32 trackingStopFrame = -1;
@@ -94,6 +103,14 @@ private:
     void showProjectState();
     void projectIsOnDisk(const QString &path);
     void forgetProject();
+    void followHistory();
+    void keepUnsavedWork();
+    void leaveUnsavedWork();
+    void updateOffer();
+    void discard(const RecoveryCopy &copy);
+    void restore(const RecoveryCopy &copy);
+    QString videoOf(const RecoveryCopy &copy, const QString &videoName);
+    void goOnWith(const RecoveryCopy &copy);
     void askForCorrection(int frame);
     void announceTrackingEnd(const QString &text);
     static QString withShortcut(const QString &toolTip, const QList<QKeySequence> &shortcuts);
@@ -115,6 +132,9 @@ private:
     QTimer *m_savedNotice = nullptr;  // runs while that says so after a save
     QString m_projectPath;            // file of the project; empty before it has one
     QString m_failedSave;             // file that the last save could not write
+    QString m_videoPath;              // video of the project, as the user chose it
+    Recovery *m_recovery = nullptr;
+    RecoveryOffer *m_offer = nullptr; // left of the project's state
 };
 
 /// The main window; null in programs without one.

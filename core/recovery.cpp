@@ -83,12 +83,15 @@ void Recovery::startWriting()
     m_due = m_writing && m_ahead;
     if (m_writing || !m_ahead)
         return;
+    m_ahead = false;
+    Content content = m_take();
+    if (!content.write)
+        return;
     if (m_current.isEmpty())
         m_current = m_folder.newCopy();
     m_writing = std::make_shared<Writing>();
-    m_writing->content = m_take();
+    m_writing->content = std::move(content);
     m_writing->copy = {m_current, m_writing->content.videoPath, m_writing->content.projectPath, m_changed};
-    m_ahead = false;
     m_thread = std::thread([this, writing = m_writing] {
         writing->run(m_folder);
         QMetaObject::invokeMethod(this, &Recovery::finishWriting, Qt::QueuedConnection);
@@ -134,7 +137,7 @@ QString Recovery::leaveProject()
     flush();
     const QString error = m_error;
     startOver();
-    m_folder.prune(QString());
+    m_folder.prune(m_claimed);
     return error;
 }
 
@@ -147,8 +150,17 @@ QVector<RecoveryCopy> Recovery::copies()
     return found;
 }
 
+bool Recovery::claim(const RecoveryCopy &copy)
+{
+    if (!m_folder.claim(copy.path))
+        return false;
+    m_claimed = copy.path;
+    return true;
+}
+
 void Recovery::adopt(const RecoveryCopy &copy)
 {
+    startOver();
     m_current = copy.path;
     m_unsaved = true;
     m_changed = copy.changed;

@@ -30,7 +30,7 @@ public:
     struct Content {
         QString videoPath;
         QString projectPath; ///< the file it was saved as; empty if there is none
-        /// Writes the project; called on the writing thread.
+        /// Writes the project; called on the writing thread. Null if there is none.
         std::function<bool(QFileDevice &)> write;
     };
     using TakeContent = std::function<Content()>;
@@ -63,8 +63,9 @@ public:
 
     /// The copies of dropped projects and ended programs, those changed last first.
     QVector<RecoveryCopy> copies();
-    /// Keeps every other program from taking a copy. Returns false if one has it already or it is gone.
-    bool claim(const RecoveryCopy &copy) { return m_folder.claim(copy.path); }
+    /// Keeps every other program from taking a copy, and this one from dropping it as too old. Returns false
+    /// if another has it already or it is gone.
+    bool claim(const RecoveryCopy &copy);
     /// A claimed copy has become the project, with all its changes unsaved.
     void adopt(const RecoveryCopy &copy);
     /// Removes a copy. Returns false if another program has it or it is gone.
@@ -93,6 +94,7 @@ private:
     QTimer m_afterChange;
     QTimer m_whileChanging;
     QString m_current; // path of the project's copy; empty if it has none
+    QString m_claimed; // path of the copy last claimed
     bool m_unsaved = false;
     bool m_ahead = false; // the project, of what was last taken to be written
     bool m_due = false;   // another copy, as soon as the writing has ended

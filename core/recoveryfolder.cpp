@@ -195,7 +195,7 @@ QVector<RecoveryCopy> RecoveryFolder::copies()
     return found;
 }
 
-void RecoveryFolder::prune(const QString &current)
+void RecoveryFolder::prune(const QString &spared)
 {
     if (!QFileInfo::exists(m_path))
         return;
@@ -205,7 +205,7 @@ void RecoveryFolder::prune(const QString &current)
     clearLeftovers();
     QVector<RecoveryCopy> kept = copies();
     kept.erase(std::remove_if(kept.begin(), kept.end(),
-                              [&current](const RecoveryCopy &copy) { return copy.path == current; }),
+                              [&spared](const RecoveryCopy &copy) { return copy.path == spared; }),
                kept.end());
     const std::lock_guard lock(m_mutex);
     for (int i = mostCopies; i < kept.size(); ++i) {

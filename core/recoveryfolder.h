@@ -46,9 +46,9 @@ public:
     /// The copies that belong to nobody or to this object, those changed last first. Damaged ones are left
     /// out and logged once.
     QVector<RecoveryCopy> copies();
-    /// Removes the oldest copies beyond the limit; `current` stays and does not count. Clears away what
+    /// Removes the oldest copies beyond the limit; `spared` stays and does not count. Clears away what
     /// killed programs left beside their copies.
-    void prune(const QString &current);
+    void prune(const QString &spared);
 
 private:
     bool isOwn(const QString &path);

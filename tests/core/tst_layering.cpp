@@ -45,7 +45,7 @@ const QVector<Rule> rules{
     {"Models/", geometry + jobs + QStringList{"Models/"}, {"core/datastate.h"}},
     {"core/datastate.", geometry + jobs + model, {}},
     {"core/history", geometry + jobs + model + QStringList{"core/history"}, {}},
-    {"core/recoveryoffer.", {"core/recoveryoffer.h"}, {}},
+    {"core/recoveryoffer.", {"core/recoveryoffer.h", "core/recoverycopy.h"}, {}},
     {"core/recovery", geometry + jobs + model + QStringList{"core/recovery"}, {}},
     {"processing/", tools + jobs + model, {}},
     {"export/", geometry + model + QStringList{"export/"}, {}},

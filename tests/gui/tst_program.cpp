@@ -4,9 +4,12 @@
 #include "core/keptcopy.h"
 #include "core/mainwindow.h"
 #include "core/processmark.h"
+#include "core/recovery.h"
 
 #include <QApplication>
+#include <QDataStream>
 #include <QDir>
+#include <QFileDevice>
 #include <QIcon>
 #include <QPointer>
 #include <QTemporaryDir>
@@ -84,6 +87,7 @@ class TestProgram : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void programSetsTheWindowIcon();
     void programCreatesStateThenWindow();
     void programReturnsTheLoopsResultAndDeletesTheState_data();
@@ -91,7 +95,16 @@ private slots:
     void closingTheWindowEndsTheProgram();
     void theProgramPutsBackWhatAnInterruptedSaveLeft();
     void theProgramRemovesWhatAKilledOneLeft();
+    void programOffersUnsavedWorkFromTheUsersFolder();
+
+private:
+    QTemporaryDir m_data; // of the user
 };
+
+void TestProgram::initTestCase()
+{
+    QVERIFY(qputenv("XDG_DATA_HOME", QFile::encodeName(m_data.path())));
+}
 
 void TestProgram::programSetsTheWindowIcon()
 {
@@ -195,7 +208,6 @@ void TestProgram::closingTheWindowEndsTheProgram()
 void TestProgram::theProgramPutsBackWhatAnInterruptedSaveLeft()
 {
     const QTemporaryDir folder;
-    qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path()));
     QFile file(folder.filePath("x.palu"));
     QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
     file.write("old");
@@ -232,6 +244,33 @@ void TestProgram::theProgramRemovesWhatAKilledOneLeft()
     else
         qputenv("TMPDIR", previous);
     QVERIFY(removed);
+}
+
+void TestProgram::programOffersUnsavedWorkFromTheUsersFolder()
+{
+    const auto isOffered = [] {
+        bool offered = false;
+        runProgram([&offered] {
+            const auto *offer = g_mainWindow->findChild<QWidget *>("recoveryOffer");
+            offered = offer && offer->isVisible();
+            QCoreApplication::quit();
+        });
+        return offered;
+    };
+    QVERIFY(!isOffered());
+    const auto write = [](QFileDevice &file) {
+        QDataStream stream(&file);
+        stream << QStringLiteral("clip.mp4");
+        return true;
+    };
+    RecoveryFolder folder(m_data.filePath("palu/recovery"));
+    const QString path = folder.newCopy();
+    const RecoveryCopy copy{path, "/videos/clip.mp4", QString(), QDateTime::currentDateTime()};
+    const auto writeCopy = [&](QFileDevice &file) { return write(file) && copy.appendTo(file); };
+    QCOMPARE(folder.write(path, writeCopy), QString());
+    QVERIFY(!isOffered()); // it belongs to this process
+    QVERIFY(QFile::remove(path + ".lock"));
+    QVERIFY(isOffered());
 }
 
 QTEST_APPLESS_MAIN(TestProgram)
