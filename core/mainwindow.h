@@ -40,6 +40,9 @@ public:
     FrameViewer *frameViewer() const { return m_frameViewer; }
     FrameNav *frameNav() const { return m_frameNav; }
     TimeLine *timeLine() const { return m_timeLine; }
+    /// Closes the window, whatever goes on in it: open dialogs are canceled and a job is aborted. Returns at
+    /// once.
+    void closeSoon();
     /// Undo and redo of the open project.
     History &history() { return *m_history; }
 
@@ -73,9 +76,6 @@ public slots:
     void reload();
     /// Discards the project and starts an empty one.
     void recreateDataState();
-    /// Closes the window, whatever goes on in it: open dialogs are canceled and a job is aborted. Returns at
-    /// once.
-    void closeSoon();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
