@@ -14,6 +14,8 @@
 #include <cstring>
 #include <memory>
 
+#include <sys/mount.h>
+
 namespace
 {
 
@@ -65,6 +67,10 @@ private slots:
     void whereNoNewFileCanBeMadeTheOldOneIsWrittenOver();
     void aFailureToWriteOverTheOldFileIsToldAndCostsNothing_data();
     void aFailureToWriteOverTheOldFileIsToldAndCostsNothing();
+
+    void aDeviceThatFailsAfterAnyNumberOfBytesCostsNothing_data();
+    void aDeviceThatFailsAfterAnyNumberOfBytesCostsNothing();
+    void aFullDiskOfItsOwnKeepsTheOldFile();
 
 private:
     /// Makes the folder take no new file, while the old one can still be written.
@@ -233,6 +239,55 @@ void TestProjectSave::aFailureToWriteOverTheOldFileIsToldAndCostsNothing()
     QVERIFY(!error.isEmpty());
     QVERIFY(log.contains(error));
     QCOMPARE(contentOf(m_path), QByteArray("old"));
+}
+
+void TestProjectSave::aDeviceThatFailsAfterAnyNumberOfBytesCostsNothing_data()
+{
+    QTest::addColumn<bool>("folderIsClosed");
+    QTest::newRow("beside the old file") << false;
+    QTest::newRow("over the old file") << true;
+}
+
+void TestProjectSave::aDeviceThatFailsAfterAnyNumberOfBytesCostsNothing()
+{
+    QFETCH(bool, folderIsClosed);
+    if (folderIsClosed)
+        closeTheFolder();
+    const auto rights = folderIsClosed ? std::make_unique<WithoutRootRights>() : nullptr;
+    const QByteArray whole = bytesOf(**m_project);
+    constexpr int step = 11; // bytes
+    LogCapture log;
+    for (int missing = whole.size(); missing > 0; missing -= step) {
+        QString error;
+        {
+            const FileSizeLimit disk(static_cast<rlim_t>(whole.size() - missing));
+            QVERIFY(!ProjectFile::save(m_path, **m_project, &error));
+        }
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(contentOf(m_path), QByteArray("old"));
+    }
+}
+
+void TestProjectSave::aFullDiskOfItsOwnKeepsTheOldFile()
+{
+    const QByteArray disk = QFile::encodeName(m_folder->filePath("disk"));
+    QVERIFY(QDir().mkdir(QFile::decodeName(disk)));
+    if (::mount("none", disk.constData(), "tmpfs", 0, "size=64k") != 0)
+        QSKIP("file systems may not be mounted here");
+    const QString path = QFile::decodeName(disk) + "/x.palu";
+    writeFile(path, QByteArray(30000, 'o'));
+    QPolygonF outline(3000);
+    annotate((*m_project)->objects.first(), 7, outline);
+    LogCapture log;
+    QString error;
+    const bool saved = ProjectFile::save(path, **m_project, &error);
+    const QByteArray content = contentOf(path);
+    const QStringList left = QDir(QFile::decodeName(disk)).entryList(QDir::Files | QDir::Hidden);
+    ::umount(disk.constData());
+    QVERIFY(!saved);
+    QCOMPARE(error, QString::fromLocal8Bit(std::strerror(ENOSPC)));
+    QCOMPARE(content, QByteArray(30000, 'o'));
+    QCOMPARE(left, QStringList("x.palu"));
 }
 
 QTEST_GUILESS_MAIN(TestProjectSave)
