@@ -12,6 +12,7 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <csignal>
 #include <memory>
 
 #include <sys/file.h>
@@ -108,6 +109,7 @@ private slots:
     void aKilledProgramsContentIsPutBack_data();
     void aKilledProgramsContentIsPutBack();
     void aRunningProgramsContentIsLeftAlone();
+    void whatARunningProgramKeepsIsItsOwn();
     void anotherFileInThePlaceIsLeftAlone();
     void aDamagedCopyIsLeftAlone();
     void aFileThatIsBeingWrittenOverIsNotWrittenOverTwice();
@@ -426,6 +428,31 @@ void TestSafeFile::aRunningProgramsContentIsLeftAlone()
     };
     QCOMPARE(SafeFile::replace(m_path, write, &m_error), SafeFile::Outcome::Replaced);
     QCOMPARE(contentOf(m_path), QByteArray("halfway"));
+}
+
+// Also where the file system knows no locks.
+void TestSafeFile::whatARunningProgramKeepsIsItsOwn()
+{
+    int ends[2];
+    QCOMPARE(::pipe(ends), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool kept = KeptCopy::keep(m_path).isEmpty();
+        static_cast<void>(::write(ends[1], kept ? "k" : "-", 1) == 1);
+        ::pause();
+    }
+    char answer = 0;
+    const bool answered = ::read(ends[0], &answer, 1) == 1;
+    writeFile(m_path, "half");
+    LogCapture log;
+    SafeFile::putAllBack();
+    const QByteArray meanwhile = contentOf(m_path);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    QVERIFY(answered && answer == 'k');
+    QCOMPARE(meanwhile, QByteArray("half"));
+    SafeFile::putAllBack();
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
 }
 
 void TestSafeFile::anotherFileInThePlaceIsLeftAlone()
