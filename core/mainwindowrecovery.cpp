@@ -135,9 +135,9 @@ QString MainWindow::videoOf(const RecoveryCopy &copy, const QString &videoName)
 {
     if (QFileInfo(copy.videoPath).isFile())
         return copy.videoPath;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Select video file"), QString(),
-                                                      ProjectFile::videoFilter(videoName), nullptr,
-                                                      QFileDialog::DontUseNativeDialog);
+    QString path = QFileDialog::getOpenFileName(this, tr("Select video file"), QString(),
+                                                ProjectFile::videoFilter(videoName), nullptr,
+                                                QFileDialog::DontUseNativeDialog);
     QCoreApplication::processEvents();
     return path;
 }

@@ -135,7 +135,7 @@ void Recovery::flush()
 QString Recovery::leaveProject()
 {
     flush();
-    const QString error = m_error;
+    QString error = m_error;
     startOver();
     m_folder.prune(m_claimed);
     return error;

@@ -13,7 +13,7 @@ namespace
 constexpr int streamVersion = QDataStream::Qt_5_2;
 constexpr quint64 magic = 0x50414C55434F5059; // "PALUCOPY"
 constexpr qint64 footerSize = 16;             // bytes: magic number, position
-constexpr qint64 mostDetails = 64 * 1024;     // bytes: two paths and a time
+constexpr qint64 mostDetails = 65536;         // bytes: two paths and a time
 
 /// Where the second part starts; -1 if the file does not end in a footer that can be right.
 qint64 detailsPosition(QFile &file)

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -83,8 +84,8 @@ QString replace(const QString &path, const SafeFile::Writer &write)
 
 } // namespace
 
-RecoveryFolder::RecoveryFolder(const QString &path)
-    : m_path(path)
+RecoveryFolder::RecoveryFolder(QString path)
+    : m_path(std::move(path))
 {
 }
 
@@ -97,7 +98,7 @@ RecoveryFolder::~RecoveryFolder()
 QString RecoveryFolder::newCopy()
 {
     const QString name = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    const QString path = QStringLiteral("%1/%2.palu").arg(m_path, name);
+    QString path = QStringLiteral("%1/%2.palu").arg(m_path, name);
     const std::lock_guard lock(m_mutex);
     m_own.insert(path);
     return path;

@@ -28,7 +28,7 @@ public:
     static constexpr int mostCopies = 10;
 
     /// Makes nothing yet; the folder comes with the first copy.
-    explicit RecoveryFolder(const QString &path);
+    explicit RecoveryFolder(QString path);
     /// Gives up what this object owns. The copies stay.
     ~RecoveryFolder();
     Q_DISABLE_COPY(RecoveryFolder)
