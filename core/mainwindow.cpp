@@ -267,7 +267,8 @@ bool MainWindow::loadVideo(const QString &path)
     if (g_state->videoLoaded)
         recreateDataState();
     setDisabled(true); // until the video is loaded
-    m_frameViewer->setNotice(QString());
+    m_loadFailure.clear();
+    updateNotice();
     g_state->video = new VideoContainer(this);
     if (!g_state->video->loadFile(path)) {
         const QString reason = g_state->video->failure();
@@ -289,9 +290,9 @@ void MainWindow::showLoadFailure(const QString &path, const QString &reason)
         statusBar()->showMessage(text, messageTime);
         return;
     }
-    const QString withReason = text + QStringLiteral(": ") + reason;
-    statusBar()->showMessage(withReason);
-    m_frameViewer->setNotice(withReason);
+    m_loadFailure = text + QStringLiteral(": ") + reason;
+    statusBar()->showMessage(m_loadFailure);
+    updateNotice();
 }
 
 void MainWindow::onActionClose()

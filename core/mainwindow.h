@@ -107,6 +107,7 @@ private:
     void keepUnsavedWork();
     void leaveUnsavedWork();
     void updateOffer();
+    void updateNotice();
     void discard(const RecoveryCopy &copy);
     void restore(const RecoveryCopy &copy);
     QString videoOf(const RecoveryCopy &copy, const QString &videoName);
@@ -133,6 +134,7 @@ private:
     QString m_projectPath;            // file of the project; empty before it has one
     QString m_failedSave;             // file that the last save could not write
     QString m_videoPath;              // video of the project, as the user chose it
+    QString m_loadFailure;            // what the last import ended with; empty if all went well
     Recovery *m_recovery = nullptr;
     RecoveryOffer *m_offer = nullptr; // left of the project's state
 };

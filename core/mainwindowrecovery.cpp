@@ -94,7 +94,15 @@ void MainWindow::updateOffer()
 {
     const QVector<RecoveryCopy> copies = m_recovery->copies();
     m_offer->offer(copies.isEmpty() ? std::nullopt : std::make_optional(copies.first()));
-    m_frameViewer->setNotice(m_offer->text());
+    updateNotice();
+}
+
+/// The empty frame view says why it is empty and what could be in it.
+void MainWindow::updateNotice()
+{
+    QStringList paragraphs{m_loadFailure, m_offer ? m_offer->text() : QString()};
+    paragraphs.removeAll(QString());
+    m_frameViewer->setNotice(paragraphs.join(QStringLiteral("\n\n")));
 }
 
 void MainWindow::discard(const RecoveryCopy &copy)

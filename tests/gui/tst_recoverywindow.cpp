@@ -500,6 +500,8 @@ void TestRecoveryWindow::aVideoThatCannotBeLoadedLeavesTheCopy()
     QVERIFY((*m_program)->isEnabled());
     QCOMPARE(files().size(), 1);
     QVERIFY(!offered().isEmpty());
+    const QString notice = (*m_program)->frameViewer()->view->notice();
+    QVERIFY2(notice.contains(offered()) && notice.contains("The video was not loaded"), qPrintable(notice));
 }
 
 void TestRecoveryWindow::theOfferEndsAPlayback()
