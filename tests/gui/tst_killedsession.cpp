@@ -71,7 +71,7 @@ private:
     void judgeUnrestored(const Session &session);
     void judgeLoss(const Session &session, const QVector<SessionLog::Entry> &log, int kept);
 
-    const int m_factor = numberFrom("PALU_KILL_FACTOR", 10);
+    const int m_factor = numberFrom("PALU_KILL_FACTOR", 6);
     std::mt19937 m_random{static_cast<unsigned>(numberFrom("PALU_KILL_SEED", 1))};
     QTemporaryDir m_folder;
     Tally m_tally;
