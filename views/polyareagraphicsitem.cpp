@@ -169,12 +169,26 @@ void PolyAreaGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
             g_state->setCurrentObject(keyFrame->object->id);
         return;
     }
-    if (isOfCurrentObject()) {
+    if (isOfCurrentObject())
         movePolygon();
-    } else {
-        for (PolyPointGraphicsItem *handle : qAsConst(polyPoints))
-            handle->moveBy(-dragOffset.x(), -dragOffset.y());
-    }
+    else
+        takeBackDrag();
+    dragOffset = QPointF();
+    setPos(QPointF());
+}
+
+/// A drag that something else takes the mouse from, a dialog for instance, never was.
+bool PolyAreaGraphicsItem::sceneEvent(QEvent *event)
+{
+    if (event->type() == QEvent::UngrabMouse && !dragOffset.isNull())
+        takeBackDrag();
+    return QGraphicsPolygonItem::sceneEvent(event);
+}
+
+void PolyAreaGraphicsItem::takeBackDrag()
+{
+    for (PolyPointGraphicsItem *handle : qAsConst(polyPoints))
+        handle->moveBy(-dragOffset.x(), -dragOffset.y());
     dragOffset = QPointF();
     setPos(QPointF());
 }

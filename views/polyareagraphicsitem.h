@@ -56,9 +56,11 @@ protected:
     void mousePressEvent(QGraphicsSceneMouseEvent *event) override;
     void mouseMoveEvent(QGraphicsSceneMouseEvent *event) override;
     void mouseReleaseEvent(QGraphicsSceneMouseEvent *event) override;
+    bool sceneEvent(QEvent *event) override;
 
 private:
     bool isOfCurrentObject() const;
     void letGo();
+    void takeBackDrag();
     void becomeVisibleIfAutomatic();
 };

@@ -66,6 +66,7 @@ void PolyPointGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent *event)
 {
     const QPointF target = Functions::clampToFrame(event->scenePos(), frameBounds());
     const QPointF delta = target - scenePos();
+    m_dragging = true;
     offset += delta;
     setPos(pos() + delta);
     emit moving();
@@ -77,7 +78,20 @@ void PolyPointGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent *event)
         QGraphicsEllipseItem::mouseReleaseEvent(event);
         return;
     }
+    m_dragging = false;
     point += offset; // the drag is over; this handle is replaced as soon as the outline is taken over
     QGraphicsEllipseItem::mouseReleaseEvent(event);
     emit moved();
+}
+
+/// A drag that something else takes the mouse from, a dialog for instance, never was.
+bool PolyPointGraphicsItem::sceneEvent(QEvent *event)
+{
+    if (event->type() == QEvent::UngrabMouse && m_dragging) {
+        m_dragging = false;
+        offset = QPointF();
+        setPos(QPointF());
+        emit moving();
+    }
+    return QGraphicsEllipseItem::sceneEvent(event);
 }

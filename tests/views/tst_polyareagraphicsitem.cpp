@@ -96,6 +96,7 @@ private slots:
     void draggingThePolygonMakesAutomaticVisible();
     void otherObjectsPolygonsCannotBeDragged();
     void losingTheSelectionDuringADragDropsIt();
+    void aDragThatLosesTheMouseNeverWas();
     void aDroppedDragPutsTheHandlesBack();
     void sideButtonsDoNotDrag_data();
     void sideButtonsDoNotDrag();
@@ -437,6 +438,25 @@ void TestPolyAreaGraphicsItem::otherObjectsPolygonsCannotBeDragged()
     QCOMPARE(object->keyFrames.at(0)->polygon, square);
     QCOMPARE(current->keyFrames.at(0)->polygon, another);
     QVERIFY(current->isCurrent());
+}
+
+void TestPolyAreaGraphicsItem::aDragThatLosesTheMouseNeverWas()
+{
+    FrameStage frame;
+    const QPolygonF outline = rectangle(100, 100, 60, 40);
+    TrackedObject *object = frame.addObject(outline, KeyFrame::Automatic);
+    const PolyAreaGraphicsItem *item = frame.itemOf(object);
+    frame.press(QPointF(130, 120));
+    frame.move(QPointF(150, 130));
+    QCOMPARE(item->pos(), QPointF(20, 10));
+    QGraphicsItem *grabber = frame.scene()->mouseGrabberItem();
+    QVERIFY(grabber);
+    grabber->ungrabMouse();
+    QCOMPARE(item->pos(), QPointF());
+    QCOMPARE(item->polyPoints.at(0)->scenePos(), outline.at(0));
+    frame.release(QPointF(150, 130));
+    QCOMPARE(frame.polygon(), outline);
+    QCOMPARE(frame.currentKeyFrame()->type, KeyFrame::Automatic);
 }
 
 void TestPolyAreaGraphicsItem::losingTheSelectionDuringADragDropsIt()

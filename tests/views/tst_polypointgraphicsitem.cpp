@@ -44,6 +44,7 @@ private slots:
     void otherButtonsDoNotDragAVertex_data();
     void otherButtonsDoNotDragAVertex();
     void draggingInAScaledViewFollowsTheMouse();
+    void aDragThatLosesTheMouseNeverWas();
 };
 
 void TestPolyPointGraphicsItem::aHandleHasItsPlaceSizeAndColour()
@@ -306,6 +307,25 @@ void TestPolyPointGraphicsItem::draggingInAScaledViewFollowsTheMouse()
         const QPointF stored = object->keyFrames.at(0)->polygon.at(2);
         QVERIFY(QLineF(stored, expected).length() < 1e-6);
     }
+}
+
+// A dialog takes it, for instance, that a shortcut opens in the middle of the drag.
+void TestPolyPointGraphicsItem::aDragThatLosesTheMouseNeverWas()
+{
+    FrameStage frame;
+    TrackedObject *object = frame.addObject(square, KeyFrame::Automatic);
+    frame.press(square.at(0));
+    frame.move(square.at(0) + QPointF(20, 10));
+    const PolyAreaGraphicsItem *item = frame.itemOf(object);
+    QVERIFY(item->polygon() != square);
+    QGraphicsItem *handle = frame.scene()->mouseGrabberItem();
+    QCOMPARE(handle, static_cast<QGraphicsItem *>(item->polyPoints.at(0)));
+    handle->ungrabMouse();
+    QCOMPARE(item->polygon(), square);
+    QCOMPARE(handle->scenePos(), square.at(0));
+    frame.release(square.at(0) + QPointF(20, 10));
+    QCOMPARE(frame.polygon(), square);
+    QCOMPARE(frame.currentKeyFrame()->type, KeyFrame::Automatic);
 }
 
 QTEST_MAIN(TestPolyPointGraphicsItem)
