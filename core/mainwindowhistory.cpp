@@ -61,6 +61,7 @@ void MainWindow::createHistory()
     m_savedNotice = new QTimer(this);
     m_savedNotice->setSingleShot(true);
     m_savedNotice->setInterval(messageTime);
+    m_savedNotice->setTimerType(Qt::PreciseTimer); // others are up to a twentieth early
     connect(m_savedNotice, &QTimer::timeout, this, &MainWindow::showProjectState);
     connect(m_history, &History::cleanChanged, this, &MainWindow::showProjectState);
 }
