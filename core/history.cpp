@@ -13,11 +13,13 @@
 #include <QStyleHints>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
 
 constexpr int mostSteps = 1000;
+constexpr int lookAtJobEvery = 500; // milliseconds
 
 } // namespace
 
@@ -104,9 +106,12 @@ void History::lookIdle()
     quint32 sum = 0;
     for (const TrackedObject *object : qAsConst(m_state->objects))
         sum += object->revision();
-    if (sum != m_announced)
+    if (sum != m_announced && differs()) {
+        m_told = true;
         emit changed();
+    }
     m_announced = sum;
+    m_afterInput.start(lookAtJobEvery); // what pool threads change wakes nobody
 }
 
 /// Where events are processed without a wait for more, as playback does, nobody says that all are done; what
@@ -154,8 +159,12 @@ void History::settle()
     auto step = std::make_unique<HistoryStep>(*this);
     collect(*step);
     *m_place = step->after;
-    if (step->isEmpty())
+    if (step->isEmpty()) {
+        if (std::exchange(m_told, false))
+            emit changed(); // those who heard of changes in a job that came to nothing
         return;
+    }
+    m_told = false;
     step->finish(m_name);
     m_stack.push(step.release());
     dropOldest();

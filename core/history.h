@@ -123,5 +123,6 @@ private:
     quint32 m_announced = 0; // sum of the revisions at the last changed() of a job
     qint64 m_mostBytes = mostBytes;
     bool m_applying = false;
+    bool m_told = false; // of changes in a job that are no step yet
     bool m_wasClean = true;
 };
