@@ -81,7 +81,6 @@ void KeyFrame::restorePolygon(const QPolygonF &oldPolygon)
 
 void KeyFrame::announceRestored(int flags)
 {
-    countChange();
     if (!signalsBlocked())
         tellReceivers(flags);
 }

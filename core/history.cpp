@@ -160,6 +160,7 @@ void History::settle()
     collect(*step);
     *m_place = step->after;
     if (step->isEmpty()) {
+        tellClean();
         if (std::exchange(m_told, false))
             emit changed(); // those who heard of changes in a job that came to nothing
         return;
