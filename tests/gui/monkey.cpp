@@ -6,6 +6,7 @@
 #include "core/history.h"
 #include "core/mainwindow.h"
 #include "core/modaljob.h"
+#include "core/recovery.h"
 #include "tests/gui/programfixture.h"
 #include "tests/support/modelchecks.h"
 #include "tests/support/mousedriver.h"
@@ -21,6 +22,7 @@
 #include "views/timeline.h"
 #include "views/trackedobjectlabel.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QFileDialog>
@@ -67,8 +69,8 @@ Monkey::Monkey(unsigned seed, const QString &clip, const QString &folder)
     : m_random(seed)
     , m_clip(clip)
     , m_folder(folder)
-    , m_program(std::make_unique<ProgramFixture>())
 {
+    startProgram();
     m_deeds = deeds();
     for (const std::vector<Deed> &more : {mouseDeeds(), fileDeeds()})
         m_deeds.insert(m_deeds.end(), more.begin(), more.end());
@@ -127,7 +129,26 @@ void Monkey::restartIfClosed()
     m_lately.append(QStringLiteral("(a new program)"));
     m_pressed = nullptr;
     m_program.reset();
+    startProgram();
+}
+
+void Monkey::startProgram()
+{
     m_program = std::make_unique<ProgramFixture>();
+    m_program->window->setRecovery(QDir(m_folder).filePath(QStringLiteral("recovery")));
+    m_program->window->recovery()->setTimes({20, 100});
+}
+
+/// Restores or discards the unsaved work that is offered, if any is.
+void Monkey::answerOffer()
+{
+    for (const QAbstractButton *button : m_program->window->findChildren<QAbstractButton *>()) {
+        const bool wanted = button->text() == QLatin1String(chance(2) ? "Restore" : "Discard");
+        if (wanted && button->isVisible()) {
+            const_cast<QAbstractButton *>(button)->click();
+            return;
+        }
+    }
 }
 
 /// Where the mouse works: the frame, the time line's body and header.
@@ -291,6 +312,11 @@ std::vector<Monkey::Deed> Monkey::deeds()
 std::vector<Monkey::Deed> Monkey::fileDeeds()
 {
     return {
+        {1, "answer the offer",
+         [this] {
+             if (chance(8) && m_depth <= deepest)
+                 answerOffer();
+         }},
         {1, "a file action",
          [this] {
              if (!chance(8) || m_depth > deepest)
@@ -388,6 +414,11 @@ QString Monkey::problem()
         return QStringLiteral("the current frame is %1").arg(g_state->currentFrame);
     if (g_state->currentObjectId == -1 && g_state->hasObjects() && !g_state->objects.isEmpty())
         return QStringLiteral("no object is the current one");
+    if (m_program->window->recovery()->isUnsaved() && !ModalJob::isRunning()) {
+        m_program->window->history().settle();
+        if (m_program->window->history().isClean())
+            return QStringLiteral("a copy is kept of what is saved");
+    }
     const QString views = viewProblem();
     return views.isEmpty() && chance(5) ? undoProblem() : views;
 }

@@ -43,7 +43,9 @@ private:
     std::vector<Deed> mouseDeeds();
     std::vector<Deed> fileDeeds();
     void step();
+    void startProgram();
     void restartIfClosed();
+    void answerOffer();
     /// Called from a timer: answers what is modal and disturbs what runs.
     void disturb();
     void answerMenu(QWidget *popup);
