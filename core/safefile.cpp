@@ -12,6 +12,9 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,20 +34,52 @@ QString text(const char *source)
     return QCoreApplication::translate("SafeFile", source);
 }
 
+/// The path as the system resolves it, all links in it included; empty, with the reason in errno, where there
+/// is nothing.
+QByteArray realPath(const QByteArray &path)
+{
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.constData(), nullptr), &std::free);
+    return QByteArray(real.get());
+}
+
+/// What the symbolic link at `path` says; empty where there is none.
+QByteArray linkText(const QByteArray &path)
+{
+    QByteArray text(PATH_MAX, '\0');
+    const ssize_t size = ::readlink(path.constData(), text.data(), static_cast<size_t>(text.size()));
+    return text.left(static_cast<int>(qMax<ssize_t>(size, 0)));
+}
+
+/// Where the text of a link in the same folder as `link` leads. ".." stays in it: behind a link to a folder
+/// it means the folder around the one that the link leads to. Empty, with the reason in errno, if the folder
+/// is gone.
+QByteArray besideLink(const QByteArray &link, const QByteArray &text)
+{
+    if (text.startsWith('/'))
+        return text;
+    const QByteArray folder = realPath(link.left(link.lastIndexOf('/') + 1) + '.');
+    return folder.isEmpty() ? QByteArray() : folder + '/' + text;
+}
+
 /// Where the links at `path` lead, also when there is no file yet. `error` says if that cannot be told.
 QString behindLinks(const QString &path, QString *error)
 {
-    QString file = path;
-    struct stat status;
+    QByteArray file = QFile::encodeName(path);
     for (int i = 0; i < mostLinks; ++i) {
-        const bool found = ::lstat(QFile::encodeName(file).constData(), &status) == 0;
-        if (!found && errno != ENOENT)
-            *error = qt_error_string(errno);
-        if (!found || !S_ISLNK(status.st_mode))
-            return file;
-        file = QFile::symLinkTarget(file);
+        const QByteArray real = realPath(file);
+        if (!real.isEmpty())
+            return QFile::decodeName(real);
+        if (errno != ENOENT)
+            break;
+        const QByteArray text = linkText(file);
+        if (text.isEmpty())
+            return QFile::decodeName(file);
+        file = besideLink(file, text);
+        if (file.isEmpty())
+            break;
+        errno = ELOOP; // unless this one leads somewhere
     }
-    *error = qt_error_string(ELOOP);
+    *error = qt_error_string(errno);
     return path;
 }
 

@@ -92,6 +92,8 @@ private slots:
     void theFileKeepsItsPermissions();
     void linksAreKept_data();
     void linksAreKept();
+    void aLinkLeadsFromTheFolderItIsIn_data();
+    void aLinkLeadsFromTheFolderItIsIn();
     void aFailureLeavesTheOldFileAlone_data();
     void aFailureLeavesTheOldFileAlone();
     void whatCannotBeOpenedIsLeftAlone_data();
@@ -204,6 +206,32 @@ void TestSafeFile::linksAreKept()
     QVERIFY(QFileInfo(QFile::decodeName(link)).isSymLink());
     QVERIFY(QFileInfo(m_folder->filePath("second.palu")).isSymLink());
     QCOMPARE(contentOf(m_folder->filePath(QFile::decodeName(leadsTo))), QByteArray("new"));
+}
+
+void TestSafeFile::aLinkLeadsFromTheFolderItIsIn_data()
+{
+    QTest::addColumn<bool>("dangles");
+    QTest::newRow("a file") << false;
+    QTest::newRow("no file yet") << true;
+}
+
+// The folder's own path is another than the one that leads to it through a link.
+void TestSafeFile::aLinkLeadsFromTheFolderItIsIn()
+{
+    QFETCH(bool, dangles);
+    const auto inFolder = [this](const char *name) { return m_folder->filePath(name); };
+    for (const char *made : {"home/archive", "disk/projects", "disk/archive"})
+        QVERIFY(QDir(m_folder->path()).mkpath(made));
+    writeFile(inFolder("home/archive/v3.palu"), "another project");
+    if (!dangles)
+        writeFile(inFolder("disk/archive/v3.palu"), "old");
+    QVERIFY(QFile::link("../disk/projects", inFolder("home/projects")));
+    QVERIFY(QFile::link("../archive/v3.palu", inFolder("disk/projects/current.palu")));
+    QCOMPARE(SafeFile::replace(inFolder("home/projects/current.palu"), writes("new"), &m_error),
+             SafeFile::Outcome::Replaced);
+    QCOMPARE(contentOf(inFolder("disk/archive/v3.palu")), QByteArray("new"));
+    QCOMPARE(contentOf(inFolder("home/archive/v3.palu")), QByteArray("another project"));
+    QVERIFY(QFileInfo(inFolder("disk/projects/current.palu")).isSymLink());
 }
 
 void TestSafeFile::aFailureLeavesTheOldFileAlone_data()
