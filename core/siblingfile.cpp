@@ -99,11 +99,15 @@ void clearLeftover(const QByteArray &name)
     ::close(descriptor);
 }
 
-/// Gives the new file owner and permissions of the old one, as far as this process may.
+/// Gives the new file owner and permissions of the old one, as far as this process may: nobody but root may
+/// give away, and only to groups of one's own. What the old group might do the process's own one may not.
 int takeOver(int descriptor, const struct stat &old)
 {
-    static_cast<void>(::fchown(descriptor, old.st_uid, old.st_gid) == 0); // nobody but root may give away
-    return ::fchmod(descriptor, old.st_mode & permissionBits) == 0 ? 0 : errno;
+    constexpr auto same = static_cast<uid_t>(-1);
+    const bool groupIsKept =
+        ::fchown(descriptor, old.st_uid, old.st_gid) == 0 || ::fchown(descriptor, same, old.st_gid) == 0;
+    const mode_t mode = old.st_mode & (groupIsKept ? permissionBits : permissionBits & ~S_IRWXG);
+    return ::fchmod(descriptor, mode) == 0 ? 0 : errno;
 }
 
 } // namespace

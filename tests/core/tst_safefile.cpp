@@ -14,7 +14,9 @@
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <vector>
 
+#include <grp.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -70,6 +72,30 @@ mode_t modeOf(const QString &name)
     return ::lstat(QFile::encodeName(name).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+gid_t groupOf(const QString &name)
+{
+    struct stat status;
+    return ::stat(QFile::encodeName(name).constData(), &status) == 0 ? status.st_gid : gid_t(-1);
+}
+
+/// Makes a file a colleague's and of a group. Only root can.
+bool giveAway(const QString &name, gid_t group)
+{
+    constexpr uid_t colleague = 12345;
+    const uid_t user = ::geteuid();
+    const bool given =
+        ::seteuid(0) == 0 && ::chown(QFile::encodeName(name).constData(), colleague, group) == 0;
+    return ::seteuid(user) == 0 && given;
+}
+
+/// Makes this process that of a user who is in these groups alone, for good.
+bool becomeMember(gid_t primary, const std::vector<gid_t> &others)
+{
+    const uid_t user = ::geteuid();
+    return ::seteuid(0) == 0 && ::setgroups(others.size(), others.data()) == 0 && ::setgid(primary) == 0 &&
+           ::setuid(user) == 0;
+}
+
 void setMode(const QString &name, mode_t mode)
 {
     QCOMPARE(::chmod(QFile::encodeName(name).constData(), mode), 0);
@@ -90,6 +116,8 @@ private slots:
     void aNewFileIsMadeAsTheMaskSays();
     void aNewFileCanBeForTheUserOnly();
     void theFileKeepsItsPermissions();
+    void aColleaguesFileKeepsItsGroup_data();
+    void aColleaguesFileKeepsItsGroup();
     void linksAreKept_data();
     void linksAreKept();
     void aLinkLeadsFromTheFolderItIsIn_data();
@@ -185,6 +213,35 @@ void TestSafeFile::theFileKeepsItsPermissions()
         QCOMPARE(SafeFile::replace(m_path, writes("new"), &m_error), SafeFile::Outcome::Replaced);
         QCOMPARE(modeOf(m_path), mode);
     }
+}
+
+void TestSafeFile::aColleaguesFileKeepsItsGroup_data()
+{
+    QTest::addColumn<bool>("isMember");
+    QTest::addColumn<int>("mode");
+    QTest::newRow("the saver is in it") << true << 0666;
+    QTest::newRow("the saver is not in it") << false << 0606;
+}
+
+void TestSafeFile::aColleaguesFileKeepsItsGroup()
+{
+    QFETCH(bool, isMember);
+    QFETCH(int, mode);
+    constexpr gid_t team = 23456;
+    constexpr gid_t savers = 34567;
+    setMode(m_path, 0666);
+    if (!giveAway(m_path, team))
+        QSKIP("only root can give a file to another user");
+    setMode(m_folder->path(), 0777);
+    QVERIFY(endsInAChild([&] {
+        const std::vector<gid_t> others(isMember ? 1 : 0, team);
+        if (!becomeMember(savers, others) ||
+            SafeFile::replace(m_path, writes("new"), &m_error) != SafeFile::Outcome::Replaced)
+            ::_exit(1);
+    }));
+    QCOMPARE(contentOf(m_path), QByteArray("new"));
+    QCOMPARE(groupOf(m_path), isMember ? team : savers);
+    QCOMPARE(modeOf(m_path), static_cast<mode_t>(mode));
 }
 
 void TestSafeFile::linksAreKept_data()
