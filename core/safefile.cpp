@@ -172,8 +172,10 @@ Outcome SafeFile::replace(const QString &path, const Writer &write, QString *err
     SiblingFile::clearLeftovers(target);
     SiblingFile file(target);
     const int openError = file.open(options.forTheUserOnly ? ownerOnly : everybody);
-    if (openError == 0)
-        return replaceByRename(file, write, error);
+    if (openError == 0) {
+        const Outcome outcome = replaceByRename(file, write, error);
+        return options.writesOver && file.targetStays() ? replaceInPlace(target, write, error) : outcome;
+    }
     if (options.writesOver && takesNoNewFile(openError) && QFile::exists(target))
         return replaceInPlace(target, write, error);
     *error = qt_error_string(openError);

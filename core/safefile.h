@@ -21,14 +21,15 @@ enum class Outcome {
 };
 
 struct Options {
-    /// In a folder that takes no new file, write the old one over, with its content kept aside until the new
-    /// one is whole.
+    /// In a folder that takes no new file, or does not let it take the place of a colleague's (a sticky one),
+    /// write the old one over, with its content kept aside until the new one is whole.
     bool writesOver = true;
     /// Nobody but the user may read a file that is made anew.
     bool forTheUserOnly = false;
 };
 
-/// Writes the content; false when that failed, for which the device may have the reason.
+/// Writes the content; false when that failed, for which the device may have the reason. May be called again
+/// for another device.
 using Writer = std::function<bool(QFileDevice &)>;
 
 /// Replaces the file at `path`, or the one that a symbolic link there leads to, with what `write` writes.

@@ -204,8 +204,10 @@ QString SiblingFile::replaceTarget()
         error = giveName();
     if (!error.isEmpty())
         return error;
-    if (::rename(m_name.constData(), QFile::encodeName(m_target).constData()) != 0)
+    if (::rename(m_name.constData(), QFile::encodeName(m_target).constData()) != 0) {
+        m_targetStays = errno == EPERM || errno == EACCES;
         return qt_error_string(errno);
+    }
     m_name.clear();
     return DiskSync::names(QFileInfo(m_target).path());
 }

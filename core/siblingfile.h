@@ -32,6 +32,8 @@ public:
     /// Waits until the content is on the disk, then puts the file into the target's place, and waits until
     /// the folder is on the disk, too. Returns what went wrong, or nothing.
     QString replaceTarget();
+    /// Whether replaceTarget() failed because the folder gives the target up to its owner alone.
+    bool targetStays() const { return m_targetStays; }
 
     /// Takes away what killed programs left of files that were to replace `target`.
     static void clearLeftovers(const QString &target);
@@ -45,4 +47,5 @@ private:
     QString m_target;
     QByteArray m_name; // while there is a file of this name
     QFile m_device;
+    bool m_targetStays = false;
 };

@@ -78,14 +78,23 @@ gid_t groupOf(const QString &name)
     return ::stat(QFile::encodeName(name).constData(), &status) == 0 ? status.st_gid : gid_t(-1);
 }
 
-/// Makes a file a colleague's and of a group. Only root can.
+/// Gives a file to another user and to a group. Only root can.
+bool give(const QString &name, uid_t owner, gid_t group)
+{
+    const uid_t user = ::geteuid();
+    const bool given = ::seteuid(0) == 0 && ::chown(QFile::encodeName(name).constData(), owner, group) == 0;
+    return ::seteuid(user) == 0 && given;
+}
+
 bool giveAway(const QString &name, gid_t group)
 {
     constexpr uid_t colleague = 12345;
-    const uid_t user = ::geteuid();
-    const bool given =
-        ::seteuid(0) == 0 && ::chown(QFile::encodeName(name).constData(), colleague, group) == 0;
-    return ::seteuid(user) == 0 && given;
+    return give(name, colleague, group);
+}
+
+bool takeBack(const QString &name)
+{
+    return give(name, ::geteuid(), ::getegid());
 }
 
 /// Makes this process that of a user who is in these groups alone, for good.
@@ -131,6 +140,7 @@ private slots:
     void whatIsBeingWrittenIsNoLeftover();
     void aNameTooLongForASiblingIsWrittenOver();
     void aClosedFolderIsWrittenOverOnlyIfAllowed();
+    void aColleaguesFileInAStickyFolderIsWrittenOver();
     void writingOverKeepsTheContentAside();
     void theContentAsideIsForTheUserOnly();
     void withoutAContentAsideNothingIsTouched();
@@ -174,6 +184,7 @@ void TestSafeFile::init()
 
 void TestSafeFile::cleanup()
 {
+    takeBack(m_folder->path());
     openTheFolder();
     m_folder.reset();
     m_state.reset();
@@ -401,6 +412,22 @@ void TestSafeFile::aClosedFolderIsWrittenOverOnlyIfAllowed()
     QCOMPARE(keptFiles(), QStringList());
     QCOMPARE(SafeFile::replace(m_folder->filePath("y"), writes("new"), &m_error),
              SafeFile::Outcome::NotOpened);
+}
+
+void TestSafeFile::aColleaguesFileInAStickyFolderIsWrittenOver()
+{
+    setMode(m_path, 0666);
+    setMode(m_folder->path(), 01777);
+    if (!giveAway(m_path, ::getegid()) || !giveAway(m_folder->path(), ::getegid()))
+        QSKIP("only root can give a file to another user");
+    QCOMPARE(SafeFile::replace(m_path, writes("new"), &m_error, {false, true}), SafeFile::Outcome::Failed);
+    QVERIFY(!m_error.isEmpty());
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+    QCOMPARE(SafeFile::replace(m_path, writes("new"), &m_error), SafeFile::Outcome::Replaced);
+    QCOMPARE(m_error, QString());
+    QCOMPARE(contentOf(m_path), QByteArray("new"));
+    QCOMPARE(filesLeft(), QStringList(path));
+    QCOMPARE(keptFiles(), QStringList());
 }
 
 void TestSafeFile::writingOverKeepsTheContentAside()
