@@ -13,11 +13,12 @@ namespace
 /// The fields of a mark, in this order, none of them empty and none with a blank.
 enum Field { Machine, Boot, Namespace, Id, StartTime, FieldCount };
 
+/// By its name only where it has no id: names change with the network.
 QByteArray machine()
 {
-    const QByteArray name = QSysInfo::machineHostName().toUtf8().simplified().replace(' ', '_');
     const QByteArray id = QSysInfo::machineUniqueId();
-    return '@' + name + '/' + id;
+    const QByteArray name = QSysInfo::machineHostName().toUtf8().simplified().replace(' ', '_');
+    return id.isEmpty() ? "@name/" + name : "@id/" + id;
 }
 
 QByteArray boot()

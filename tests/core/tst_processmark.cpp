@@ -3,8 +3,10 @@
 #include "core/processmark.h"
 
 #include <QProcess>
+#include <QSysInfo>
 #include <QtTest>
 
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@ private slots:
     void whatCannotBeToldMayRun_data();
     void whatCannotBeToldMayRun();
     void aMarkFromBeforeTheLastBootIsOver();
+    void theMachineMayBeRenamed();
 };
 
 namespace
@@ -94,6 +97,27 @@ void TestProcessMark::whatCannotBeToldMayRun()
 void TestProcessMark::aMarkFromBeforeTheLastBootIsOver()
 {
     QVERIFY(!ProcessMark::mayRun(markWith(1, "#an-earlier-one")));
+}
+
+// As the network does it, and a container that is made anew.
+void TestProcessMark::theMachineMayBeRenamed()
+{
+    if (QSysInfo::machineUniqueId().isEmpty())
+        QSKIP("this machine has no id");
+    const QByteArray ended = markWith(4, "1");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const char name[] = "renamed-meanwhile";
+        if (::unshare(CLONE_NEWUTS) != 0 || ::sethostname(name, sizeof name - 1) != 0)
+            ::_exit(2);
+        ::_exit(ProcessMark::mayRun(ended) ? 1 : 0);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    QVERIFY(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 2)
+        QSKIP("this user cannot rename the machine for a process");
+    QCOMPARE(WEXITSTATUS(status), 0);
 }
 
 QTEST_GUILESS_MAIN(TestProcessMark)
