@@ -32,8 +32,14 @@ QString lockPath(const QString &copyPath)
     return copyPath + QStringLiteral(".lock");
 }
 
+/// Asks for a lock on an open file without waiting. Where there are none, nobody holds one.
+bool isHeldByAnother(int file, int kind)
+{
+    return ::flock(file, kind | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 /// Keeps every other program and thread from changing who owns which copy, while it is in scope. The system
-/// lets go for a program that is killed.
+/// lets go for a program that is killed. A file system that knows no locks keeps nobody.
 class Guard
 {
 public:
@@ -43,8 +49,8 @@ public:
     {
         QElapsedTimer waiting;
         waiting.start();
-        while (m_file != -1 && !(m_held = ::flock(m_file, LOCK_EX | LOCK_NB) == 0)) {
-            if (errno != EWOULDBLOCK || waiting.hasExpired(guardTimeLimit))
+        while (m_file != -1 && !(m_held = !isHeldByAnother(m_file, LOCK_EX))) {
+            if (waiting.hasExpired(guardTimeLimit))
                 return;
             QThread::msleep(guardPause);
         }

@@ -14,6 +14,32 @@
 #include <QtTest>
 
 #include <atomic>
+#include <cerrno>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+
+std::atomic<int> g_lockError{0};
+
+/// Makes flock() fail with `error` while it is in scope, as in a folder that knows no locks.
+struct WithoutLocks {
+    explicit WithoutLocks(int error) { g_lockError = error; }
+    ~WithoutLocks() { g_lockError = 0; }
+};
+
+} // namespace
+
+/// Stands in front of the C library's function.
+extern "C" int flock(int descriptor, int operation)
+{
+    if (g_lockError == 0)
+        return static_cast<int>(syscall(SYS_flock, descriptor, operation));
+    errno = g_lockError;
+    return -1;
+}
 
 namespace
 {
@@ -148,6 +174,8 @@ private slots:
     void discardingRemovesACopy();
     void theLastTenCopiesAreKept();
     void copiesOfRunningProgramsDoNotCount();
+    void copiesAreKeptWhereThereAreNoLocks_data();
+    void copiesAreKeptWhereThereAreNoLocks();
     void leftoversOfKilledProgramsAreCleared();
     void damagedCopiesAreLeftOut_data();
     void damagedCopiesAreLeftOut();
@@ -460,6 +488,30 @@ void TestRecovery::copiesOfRunningProgramsDoNotCount()
         program.drop("own");
     QCOMPARE(running.recovery.copies().size(), 6);
     QCOMPARE(program.recovery.copies().size(), 7);
+}
+
+void TestRecovery::copiesAreKeptWhereThereAreNoLocks_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::newRow("none left") << ENOLCK;
+    QTest::newRow("not known to the system") << ENOSYS;
+    QTest::newRow("not known to the file system") << EOPNOTSUPP;
+}
+
+void TestRecovery::copiesAreKeptWhereThereAreNoLocks()
+{
+    QFETCH(int, error);
+    const WithoutLocks lockless(error);
+    Program running(m_recovery);
+    running.drop("dropped");
+    running.changeAndFlush("open");
+    QCOMPARE(running.recovery.error(), QString());
+    QCOMPARE(textsOf(running.recovery.copies()), QStringList("dropped"));
+    Program next(m_recovery);
+    QVERIFY(next.recovery.copies().isEmpty()); // the marks say whose they are
+    killOwners();
+    QCOMPARE(textsOf(next.recovery.copies()), QStringList({"open", "dropped"}));
+    QVERIFY(next.recovery.discard(next.recovery.copies().value(0)));
 }
 
 void TestRecovery::leftoversOfKilledProgramsAreCleared()
