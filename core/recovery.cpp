@@ -37,7 +37,7 @@ Recovery::Recovery(const QString &folder, TakeContent take, QObject *parent)
         timer->setTimerType(Qt::PreciseTimer);
         connect(timer, &QTimer::timeout, this, &Recovery::startWriting);
     }
-    m_folder.prune(QString());
+    m_folder.prune();
 }
 
 Recovery::~Recovery()
@@ -136,6 +136,8 @@ QString Recovery::leaveProject()
 {
     flush();
     QString error = m_error;
+    if (!m_current.isEmpty())
+        m_folder.setNewest(m_current);
     startOver();
     m_folder.prune(m_claimed);
     return error;

@@ -61,7 +61,7 @@ public:
     /// what went wrong, or nothing.
     QString leaveProject();
 
-    /// The copies of dropped projects and ended programs, those changed last first.
+    /// The copies of dropped projects and ended programs, the one just left first, then those changed last.
     QVector<RecoveryCopy> copies();
     /// Keeps every other program from taking a copy, and this one from dropping it as too old. Returns false
     /// if another has it already or it is gone.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/recoveryfolder.h"
 
+#include "core/disksync.h"
 #include "core/processmark.h"
 #include "core/safefile.h"
 
@@ -13,6 +14,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <tuple>
 #include <utility>
 
 #include <fcntl.h>
@@ -148,23 +151,36 @@ QString RecoveryFolder::write(const QString &path, const std::function<bool(QFil
     QString error = makeFolder();
     if (error.isEmpty() && !QFile::exists(lockPath(path)))
         error = takeLock(path);
+    const QString next = path + QStringLiteral(".next");
     if (error.isEmpty())
-        error = replace(path, write);
+        error = replace(next, write);
+    if (error.isEmpty())
+        error = putInPlace(next, path);
+    QFile::remove(next);
     if (isOwn(path))
         return error;
-    QFile::remove(path); // as it was while it was being written
-    QFile::remove(lockPath(path));
+    QFile::remove(lockPath(path)); // as the copy was while it was being written
     return QString();
+}
+
+/// A copy that is removed meanwhile does not come back, not even for a moment.
+QString RecoveryFolder::putInPlace(const QString &next, const QString &path)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_own.contains(path) &&
+            std::rename(QFile::encodeName(next).constData(), QFile::encodeName(path).constData()) != 0)
+            return qt_error_string(errno);
+    }
+    return DiskSync::names(m_path);
 }
 
 // The lock goes last: nobody else may find the copy without one meanwhile.
 void RecoveryFolder::remove(const QString &path)
 {
-    {
-        const std::lock_guard lock(m_mutex);
-        if (!m_own.remove(path))
-            return;
-    }
+    const std::lock_guard lock(m_mutex);
+    if (!m_own.remove(path))
+        return;
     QFile::remove(path);
     QFile::remove(lockPath(path));
 }
@@ -181,7 +197,8 @@ bool RecoveryFolder::isFree(const QString &path)
     return !QFile::exists(lock) || !ProcessMark::mayRun(markIn(lock));
 }
 
-QVector<RecoveryCopy> RecoveryFolder::copies()
+/// Damaged ones, which have no video, are among them.
+QVector<RecoveryCopy> RecoveryFolder::allCopies()
 {
     QVector<RecoveryCopy> found;
     for (const QFileInfo &file : QDir(m_path).entryInfoList(copyFilter, QDir::Files | QDir::NoSymLinks)) {
@@ -189,17 +206,45 @@ QVector<RecoveryCopy> RecoveryFolder::copies()
         if (!isOwn(path) && !isFree(path))
             continue;
         const std::optional<RecoveryCopy> copy = RecoveryCopy::read(path);
-        const std::lock_guard lock(m_mutex);
-        if (copy) {
-            found.append(*copy);
-        } else if (QFile::exists(path) && !m_damaged.contains(path)) {
-            m_damaged.insert(path);
-            qWarning("%s is no whole copy of unsaved work", qUtf8Printable(path));
-        }
+        if (copy || QFile::exists(path))
+            found.append(copy ? *copy : damagedCopy(path));
     }
-    std::stable_sort(found.begin(), found.end(),
-                     [](const RecoveryCopy &a, const RecoveryCopy &b) { return a.changed > b.changed; });
+    sortNewestFirst(found);
     return found;
+}
+
+void RecoveryFolder::sortNewestFirst(QVector<RecoveryCopy> &copies)
+{
+    const std::lock_guard lock(m_mutex);
+    const QDateTime now = QDateTime::currentDateTime();
+    const auto rank = [&](const RecoveryCopy &copy) {
+        return std::make_tuple(copy.path == m_newest, copy.changed <= now, copy.changed);
+    };
+    std::stable_sort(copies.begin(), copies.end(),
+                     [&rank](const RecoveryCopy &a, const RecoveryCopy &b) { return rank(a) > rank(b); });
+}
+
+RecoveryCopy RecoveryFolder::damagedCopy(const QString &path)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_damaged.contains(path))
+        qWarning("%s is no whole copy of unsaved work", qUtf8Printable(path));
+    m_damaged.insert(path);
+    return {path, QString(), QString(), QFileInfo(path).lastModified()};
+}
+
+QVector<RecoveryCopy> RecoveryFolder::copies()
+{
+    QVector<RecoveryCopy> found = allCopies();
+    const auto isDamaged = [](const RecoveryCopy &copy) { return copy.videoPath.isEmpty(); };
+    found.erase(std::remove_if(found.begin(), found.end(), isDamaged), found.end());
+    return found;
+}
+
+void RecoveryFolder::setNewest(const QString &path)
+{
+    const std::lock_guard lock(m_mutex);
+    m_newest = path;
 }
 
 void RecoveryFolder::prune(const QString &spared)
@@ -210,10 +255,9 @@ void RecoveryFolder::prune(const QString &spared)
     if (!guard.isHeld())
         return;
     clearLeftovers();
-    QVector<RecoveryCopy> kept = copies();
-    kept.erase(std::remove_if(kept.begin(), kept.end(),
-                              [&spared](const RecoveryCopy &copy) { return copy.path == spared; }),
-               kept.end());
+    QVector<RecoveryCopy> kept = allCopies();
+    const auto isSpared = [&spared](const RecoveryCopy &copy) { return copy.path == spared; };
+    kept.erase(std::remove_if(kept.begin(), kept.end(), isSpared), kept.end());
     const std::lock_guard lock(m_mutex);
     for (int i = mostCopies; i < kept.size(); ++i) {
         const QString path = kept.at(i).path;

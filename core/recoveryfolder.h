@@ -17,6 +17,7 @@ class QFileDevice;
 ///
 ///     <folder>/<name>.palu       a copy
 ///     <folder>/<name>.palu.lock  the mark of the process that it belongs to
+///     <folder>/<name>.palu.next  what is to replace the copy, while it is being written
 ///     <folder>/.guard            held by the one that is changing who owns what
 ///
 /// A copy whose process has ended, or that has no lock, belongs to nobody, and the first who claims it gets
@@ -24,7 +25,7 @@ class QFileDevice;
 class RecoveryFolder
 {
 public:
-    /// Of the copies that belong to nobody or to this object, so many are kept.
+    /// Of the copies that belong to nobody or to this object, damaged ones included, so many are kept.
     static constexpr int mostCopies = 10;
 
     /// Makes nothing yet; the folder comes with the first copy.
@@ -43,16 +44,22 @@ public:
     QString write(const QString &path, const std::function<bool(QFileDevice &)> &write);
     /// Removes a copy of this object's own.
     void remove(const QString &path);
-    /// The copies that belong to nobody or to this object, those changed last first. Damaged ones are left
-    /// out and logged once.
+    /// The copies that belong to nobody or to this object, those changed last first. Those from the future
+    /// are the last: the clock went back since. Damaged ones are left out and logged once.
     QVector<RecoveryCopy> copies();
+    /// The copy at `path` comes before all others from now on, whatever the clock did.
+    void setNewest(const QString &path);
     /// Removes the oldest copies beyond the limit; `spared` stays and does not count. Clears away what
     /// killed programs left beside their copies.
-    void prune(const QString &spared);
+    void prune(const QString &spared = QString());
 
 private:
+    QVector<RecoveryCopy> allCopies();
+    void sortNewestFirst(QVector<RecoveryCopy> &copies);
+    RecoveryCopy damagedCopy(const QString &path);
     bool isOwn(const QString &path);
     static bool isFree(const QString &path);
+    QString putInPlace(const QString &next, const QString &path);
     void clearLeftovers();
     QString makeFolder() const;
     QString takeLock(const QString &path) const;
@@ -61,4 +68,5 @@ private:
     std::mutex m_mutex; // guards what follows
     QSet<QString> m_own;
     QSet<QString> m_damaged; // logged already
+    QString m_newest;
 };

@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@ namespace
 {
 
 std::atomic<int> g_lockError{0};
+std::atomic<int> g_copiesPutInPlace{0};
 
 /// Makes flock() fail with `error` while it is in scope, as in a folder that knows no locks.
 struct WithoutLocks {
@@ -39,6 +41,15 @@ extern "C" int flock(int descriptor, int operation)
         return static_cast<int>(syscall(SYS_flock, descriptor, operation));
     errno = g_lockError;
     return -1;
+}
+
+/// So does this one, to count the copies that appear.
+extern "C" int rename(const char *from, const char *to)
+{
+    if (QByteArray(to).endsWith(".palu"))
+        ++g_copiesPutInPlace;
+    constexpr int currentFolder = -100; // AT_FDCWD, whose header declares a struct flock
+    return renameat(currentFolder, from, currentFolder, to);
 }
 
 namespace
@@ -164,6 +175,7 @@ private slots:
     void changesDuringAWritingAreCopiedAfterIt();
     void savingRemovesTheCopy();
     void savingRemovesTheCopyThatIsBeingWritten();
+    void aRemovedCopyNeverComesBack();
     void aDroppedProjectLeavesItsNewestState();
     void theProjectsOwnCopyIsNotOffered();
     void theEndOfTheProgramWaitsForTheWriting();
@@ -173,6 +185,9 @@ private slots:
     void aClaimedCopyIsTheNextProjectsOwn();
     void discardingRemovesACopy();
     void theLastTenCopiesAreKept();
+    void workIsKeptWhenTheClockWentBack();
+    void theCopyJustLeftIsTheFirstWhateverTheClockSays();
+    void damagedCopiesCountAndGoToo();
     void copiesOfRunningProgramsDoNotCount();
     void copiesAreKeptWhereThereAreNoLocks_data();
     void copiesAreKeptWhereThereAreNoLocks();
@@ -190,6 +205,8 @@ private:
     {
         return QDir(m_recovery).entryList({filter}, QDir::Files);
     }
+    /// Puts a copy of a program that has ended into the folder.
+    void makeCopy(const QByteArray &text, const QDateTime &changed) const;
     /// Makes this process's marks in the folder those of one that has ended.
     void killOwners();
 
@@ -212,6 +229,15 @@ void TestRecovery::killOwners()
 {
     for (const QString &name : files("*.lock"))
         writeFile(m_recovery + '/' + name, deadMark());
+}
+
+void TestRecovery::makeCopy(const QByteArray &text, const QDateTime &changed) const
+{
+    QVERIFY(QDir().mkpath(m_recovery));
+    QFile file(m_recovery + '/' + QString::fromLatin1(text) + ".palu");
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    const RecoveryCopy copy{file.fileName(), "/videos/clip.mp4", {}, changed};
+    QVERIFY(writeProject(file, text + '.') && copy.appendTo(file));
 }
 
 void TestRecovery::aCopySaysWhatItIsACopyOf()
@@ -352,6 +378,25 @@ void TestRecovery::savingRemovesTheCopyThatIsBeingWritten()
     QCOMPARE(program.recovery.error(), QString());
 }
 
+// Another program that looks at that moment would offer it.
+void TestRecovery::aRemovedCopyNeverComesBack()
+{
+    g_copiesPutInPlace = 0;
+    Program program(m_recovery);
+    program.changeAndFlush("one");
+    QCOMPARE(g_copiesPutInPlace.load(), 1);
+    program.recovery.setTimes({1, never});
+    program.isHeld = true;
+    program.change("two");
+    QTRY_COMPARE(program.started.available(), 1);
+    program.recovery.noteClean();
+    QCOMPARE(files(), QStringList());
+    program.isHeld = false;
+    program.gate.release();
+    program.recovery.flush(); // waits
+    QCOMPARE(g_copiesPutInPlace.load(), 1);
+}
+
 void TestRecovery::aDroppedProjectLeavesItsNewestState()
 {
     Program program(m_recovery);
@@ -476,6 +521,60 @@ void TestRecovery::theLastTenCopiesAreKept()
     killOwners();
     Program next(m_recovery); // the open one of the killed program counts from now on
     QCOMPARE(textsOf(next.recovery.copies()), QStringList("open") + newest.mid(0, 9));
+}
+
+void TestRecovery::workIsKeptWhenTheClockWentBack()
+{
+    const QDateTime tomorrow = QDateTime::currentDateTime().addDays(1);
+    for (int i = 0; i < 10; ++i)
+        makeCopy("from the future " + QByteArray::number(i), tomorrow.addSecs(i));
+    {
+        Program program(m_recovery);
+        program.drop("newest");
+        QCOMPARE(textsOf(program.recovery.copies()).value(0), QString("newest"));
+    }
+    Program next(m_recovery);
+    const QStringList kept = textsOf(next.recovery.copies());
+    QCOMPARE(kept.size(), 10);
+    QCOMPARE(kept.value(0), QString("newest"));
+    QVERIFY(!kept.contains("from the future 0")); // the oldest
+}
+
+void TestRecovery::theCopyJustLeftIsTheFirstWhateverTheClockSays()
+{
+    Program program(m_recovery);
+    const QDateTime soon = QDateTime::currentDateTime().addSecs(1);
+    for (int i = 0; i < 12; ++i)
+        makeCopy("of another program " + QByteArray::number(i), soon);
+    program.drop("just left");
+    QTRY_VERIFY(QDateTime::currentDateTime() > soon); // all the others are newer now
+    QCOMPARE(textsOf(program.recovery.copies()).value(0), QString("just left"));
+    program.recovery.leaveProject(); // an empty one
+    const QStringList kept = textsOf(program.recovery.copies());
+    QCOMPARE(kept.size(), 10);
+    QCOMPARE(kept.value(0), QString("just left"));
+}
+
+void TestRecovery::damagedCopiesCountAndGoToo()
+{
+    const QDateTime lastYear = QDateTime::currentDateTime().addYears(-1);
+    QVERIFY(QDir().mkpath(m_recovery));
+    for (int i = 0; i < 12; ++i) {
+        const QString name = QStringLiteral("state/recovery/damaged %1.palu").arg(i, 2, 10, QLatin1Char('0'));
+        writeFile(path(name), "half");
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(lastYear.addDays(i), QFileDevice::FileModificationTime));
+    }
+    LogCapture log;
+    Program program(m_recovery);
+    QCOMPARE(files().size(), 10);
+    QVERIFY(!files().contains("damaged 01.palu"));
+    makeCopy("whole", QDateTime::currentDateTime());
+    program.recovery.leaveProject();
+    QCOMPARE(files().size(), 10);
+    QVERIFY(!files().contains("damaged 02.palu"));
+    QCOMPARE(textsOf(program.recovery.copies()), QStringList("whole"));
 }
 
 void TestRecovery::copiesOfRunningProgramsDoNotCount()
