@@ -15,10 +15,11 @@ namespace
 {
 
 constexpr qint64 megabyte = 1024 * 1024;
-// As measured, and a little more (docs/reliability.md): a number above the time line; a key frame with its
-// span entry and its marker, with the line of the grid that the first object brings, and undo.
+// As measured, and a little more (docs/reliability.md): a number above the time line; the line of the grid
+// that the first object brings; a key frame with its span entry and its marker, and undo.
 constexpr qint64 bytesPerFrame = 600;
-constexpr qint64 bytesPerObjectAndFrame = 1400;
+constexpr qint64 bytesPerFrameOfTheGrid = 500;
+constexpr qint64 bytesPerObjectAndFrame = 900;
 constexpr qint64 reserve = 256 * megabyte; // for images and all else
 constexpr qint64 unlimited = std::numeric_limits<qint64>::max();
 
@@ -38,12 +39,6 @@ qint64 rowOf(const QByteArray &table, const QByteArray &name, qint64 otherwise)
             return fields.at(1).toLongLong();
     }
     return otherwise;
-}
-
-qint64 freeInMachine()
-{
-    const qint64 kilobytes = rowOf(contents(QStringLiteral("/proc/meminfo")), "MemAvailable:", -1);
-    return kilobytes < 0 ? unlimited : kilobytes * 1024;
 }
 
 qint64 freeInAddressSpace()
@@ -88,12 +83,20 @@ bool canHold(qint64 bytes)
 
 qint64 ProjectLimits::memoryNeeded(int frames, int objects)
 {
-    return frames * (bytesPerFrame + objects * bytesPerObjectAndFrame);
+    const qint64 grid = objects > 0 ? bytesPerFrameOfTheGrid : 0;
+    return frames * (bytesPerFrame + grid + objects * bytesPerObjectAndFrame);
+}
+
+qint64 ProjectLimits::freeInMachine(const QByteArray &memoryInfo)
+{
+    const qint64 kilobytes = rowOf(memoryInfo, "MemAvailable:", -1);
+    return kilobytes < 0 ? unlimited : (kilobytes + rowOf(memoryInfo, "SwapFree:", 0)) * 1024;
 }
 
 qint64 ProjectLimits::memoryAvailable()
 {
-    return std::min({freeInMachine(), freeInAddressSpace(), freeInGroups()});
+    return std::min(
+        {freeInMachine(contents(QStringLiteral("/proc/meminfo"))), freeInAddressSpace(), freeInGroups()});
 }
 
 bool ProjectLimits::canHoldVideo(int frames)
@@ -101,7 +104,7 @@ bool ProjectLimits::canHoldVideo(int frames)
     return frames <= mostFrames && canHold(memoryNeeded(frames, 0));
 }
 
-bool ProjectLimits::canHoldObjects(int frames, int objects)
+bool ProjectLimits::canHoldObjects(int frames, int objects, int loaded)
 {
-    return canHold(memoryNeeded(frames, objects) - memoryNeeded(frames, 0));
+    return canHold(memoryNeeded(frames, loaded + objects) - memoryNeeded(frames, loaded));
 }

@@ -13,7 +13,7 @@
 void NewObject::add()
 {
     const int frames = g_state->video ? g_state->video->frameCount : 0;
-    if (!ProjectLimits::canHoldObjects(frames, 1)) {
+    if (!ProjectLimits::canHoldObjects(frames, 1, g_state->objects.size())) {
         const QString text = QCoreApplication::translate(
             "NewObject", "There is not enough memory for another object with %1 frames.");
         if (g_mainWindow)

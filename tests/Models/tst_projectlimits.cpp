@@ -11,6 +11,7 @@ class TestProjectLimits : public QObject
 
 private slots:
     void moreFramesAndObjectsNeedMore();
+    void whatCanBeSwappedOutIsFree();
     void theProcessOwnLimitCounts();
     void whatFitsIsTaken_data();
     void whatFitsIsTaken();
@@ -32,8 +33,20 @@ void TestProjectLimits::moreFramesAndObjectsNeedMore()
     QVERIFY(ProjectLimits::memoryNeeded(2'000'000, 0) == 2 * video);
     const qint64 object = ProjectLimits::memoryNeeded(1'000'000, 1) - video;
     QVERIFY(object >= 1200 * megabyte);
-    QVERIFY(ProjectLimits::memoryNeeded(1'000'000, 3) == video + 3 * object);
-    QVERIFY(ProjectLimits::memoryNeeded(ProjectLimits::mostFrames, 1000) > 50'000'000'000'000);
+    const qint64 further = ProjectLimits::memoryNeeded(1'000'000, 2) - video - object;
+    QVERIFY(further >= 840 * 1'000'000 && further <= 900 * 1'000'000); // measured, and a little more
+    QVERIFY(ProjectLimits::memoryNeeded(1'000'000, 3) == video + object + 2 * further);
+    QVERIFY(ProjectLimits::memoryNeeded(ProjectLimits::mostFrames, 1000) > 45'000'000'000'000);
+}
+
+void TestProjectLimits::whatCanBeSwappedOutIsFree()
+{
+    const QByteArray info("MemTotal: 8000 kB\nMemAvailable: 3000 kB\n");
+    QCOMPARE(ProjectLimits::freeInMachine(info), qint64(3000 * 1024));
+    QCOMPARE(ProjectLimits::freeInMachine(info + "SwapTotal: 900 kB\nSwapFree: 500 kB\n"),
+             qint64(3500 * 1024));
+    QVERIFY(ProjectLimits::freeInMachine("SwapFree: 500 kB\n") >
+            ProjectLimits::memoryNeeded(1'000'000, 1'000));
 }
 
 void TestProjectLimits::theProcessOwnLimitCounts()
@@ -49,10 +62,12 @@ void TestProjectLimits::whatFitsIsTaken_data()
     QTest::addColumn<int>("frames");
     QTest::addColumn<bool>("video");
     QTest::addColumn<bool>("object");
-    QTest::newRow("a film of a minute") << 1500 << true << true;
-    QTest::newRow("as much as is never asked about") << 45'000 << true << true;
-    QTest::newRow("room for the frames only") << 300'000 << true << false;
-    QTest::newRow("no room") << 1'000'000 << false << false;
+    QTest::addColumn<bool>("furtherObject");
+    QTest::newRow("a film of a minute") << 1500 << true << true << true;
+    QTest::newRow("as much as is never asked about") << 45'000 << true << true << true;
+    QTest::newRow("no room for the grid") << 300'000 << true << false << true;
+    QTest::newRow("room for the frames only") << 500'000 << true << false << false;
+    QTest::newRow("no room") << 1'000'000 << false << false << false;
 }
 
 void TestProjectLimits::whatFitsIsTaken()
@@ -60,9 +75,11 @@ void TestProjectLimits::whatFitsIsTaken()
     QFETCH(int, frames);
     QFETCH(bool, video);
     QFETCH(bool, object);
+    QFETCH(bool, furtherObject);
     const LittleMemory memory(600 * megabyte);
     QCOMPARE(ProjectLimits::canHoldVideo(frames), video);
     QCOMPARE(ProjectLimits::canHoldObjects(frames, 1), object);
+    QCOMPARE(ProjectLimits::canHoldObjects(frames, 1, 1), furtherObject);
     QVERIFY(!ProjectLimits::canHoldObjects(frames, 100'000));
 }
 
