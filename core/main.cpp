@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
 #include "core/endsignals.h"
+#include "core/leavablecall.h"
 #include "core/mainwindow.h"
 #include "core/safefile.h"
 #include "core/temporaryfolders.h"
@@ -10,6 +11,8 @@
 #include <QDir>
 #include <QIcon>
 #include <QStandardPaths>
+
+#include <cstdlib>
 
 namespace
 {
@@ -21,9 +24,8 @@ QString recoveryFolder()
     return folder.isEmpty() ? QString() : folder + QStringLiteral("/recovery");
 }
 
-} // namespace
-
-int main(int argc, char *argv[])
+/// The program from its application object to that one's end. Nothing is left to clean up afterwards.
+int runProgram(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     QApplication::setWindowIcon(QIcon(QStringLiteral(":icons/mainicon.ico")));
@@ -40,5 +42,15 @@ int main(int argc, char *argv[])
     const int result = QApplication::exec();
     delete g_state;
     g_state = nullptr;
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const int result = runProgram(argc, argv);
+    if (LeavableCall::wasAnyLeft())
+        std::_Exit(result);
     return result;
 }

@@ -3,6 +3,7 @@
 #include "processing/aoicutsegmentation.h"
 
 #include "core/datastate.h"
+#include "core/leavablecall.h"
 #include "processing/grabcut.h"
 
 #include <QCoreApplication>
@@ -39,6 +40,8 @@ void AoiCutSegmentation::segmentKeyFrame(KeyFrame &keyFrame, const QString &imag
     try {
         if (!grabCut.segmentImage(grabCutRounds, 1, [this] { return mayGoOn(); }))
             return;
+    } catch (const LeavableCall::TooManyLeft &error) {
+        throw failure(keyFrame.frame, tr("what was aborted before is still being computed"), error.what());
     } catch (const std::exception &error) {
         throw failure(keyFrame.frame, tr("its outline leaves nothing to cut out"), error.what());
     }

@@ -20,7 +20,7 @@ public:
     FrameJob::Result runSegmenation();
     /// Segments the frames of the work split's chunk that ends before `chunkEnd`. Runs on a pool thread.
     /// Throws FrameJob::Error when a frame cannot be segmented; the frames before it keep their new polygons.
-    /// So they do when the chunk is left some time after "Abort".
+    /// So they do when the chunk is left some time after "Abort", in the middle of a frame if need be.
     void segmentation(int &chunkEnd);
 
     /// Function object of the parallel map: segments one chunk.

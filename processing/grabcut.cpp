@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "processing/grabcut.h"
 
+#include "core/leavablecall.h"
 #include "processing/functions.h"
 #include "processing/imageprocess.h"
 
@@ -13,6 +14,7 @@
 #endif
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -44,6 +46,35 @@ int bandThickness(const QRectF &box)
     return std::max(1, Functions::roundToInt(std::max(box.width(), box.height()) * bandRatio));
 }
 
+/// What the rounds work on, for a thread that may outlive whoever waits for it.
+struct Cut {
+    cv::Mat image;
+    cv::Rect rectangle;
+    cv::Mat mask;
+    cv::RNG random; // as it goes on, whatever thread draws from it
+    cv::Mat background{};
+    cv::Mat foreground{};
+
+    // The colour models are learned anew from the mask so far.
+    void iterate(int iterations)
+    {
+        cv::theRNG() = random;
+        cv::grabCut(image, mask, rectangle, background, foreground, iterations, cv::GC_INIT_WITH_MASK);
+        random = cv::theRNG();
+    }
+};
+
+/// One round. A minimum cut cannot be interrupted, and takes a minute on some pictures: those without any
+/// contrast. Where somebody may not go on, it is left behind.
+bool cutRound(const std::shared_ptr<Cut> &cut, int iterations, const std::function<bool()> &mayGoOn)
+{
+    const auto round = [cut, iterations] { cut->iterate(iterations); };
+    if (mayGoOn)
+        return mayGoOn() && LeavableCall::run(round, mayGoOn);
+    round();
+    return true;
+}
+
 /// The contour with the most points, the first of several; not the one with the largest area.
 const Contour &richestContour(const std::vector<Contour> &contours)
 {
@@ -65,21 +96,18 @@ GrabCut::GrabCut(QString path, QPolygonF seed)
 
 bool GrabCut::segmentImage(int rounds, int /*unused*/, const std::function<bool()> &mayGoOn)
 {
-    const cv::Rect rectangle = seedRectangle();
-    cv::Mat mask = seedMask();
-    writeDebugImage(mask);
+    const auto cut = std::make_shared<Cut>(Cut{image, seedRectangle(), seedMask(), cv::theRNG()});
+    writeDebugImage(cut->mask);
 
-    cv::Mat background;
-    cv::Mat foreground;
-    // More iterations every round, each round with colour models learned anew from the mask so far.
+    // More iterations every round.
     for (int round = 1; round <= rounds; ++round) {
-        if (mayGoOn && !mayGoOn())
+        if (!cutRound(cut, round, mayGoOn))
             return false;
-        cv::grabCut(image, mask, rectangle, background, foreground, round, cv::GC_INIT_WITH_MASK);
     }
+    cv::theRNG() = cut->random;
 
     cv::Mat binMask;
-    getBinMask(mask, binMask);
+    getBinMask(cut->mask, binMask);
     std::vector<Contour> contours;
     cv::findContours(binMask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_TC89_KCOS);
     polygon = Functions::getQPolygonF(richestContour(contours));

@@ -21,8 +21,9 @@ public:
 
     /// Replaces the polygon by the outline of the foreground after `rounds` rounds; round k runs k iterations
     /// on colour models learned anew. The second argument has no effect. Throws when there is no foreground,
-    /// or no background, to work with. `mayGoOn`, if given, is asked before every round; where it says no,
-    /// the polygon stays and false is returned.
+    /// or no background, to work with. `mayGoOn`, if given, is asked before every round and several times a
+    /// second; where it says no, the polygon stays and false is returned. A round in progress, which cannot
+    /// be interrupted, then goes on unheard for a while, with the image: that must not be written to.
     bool segmentImage(int rounds, int unused, const std::function<bool()> &mayGoOn = {});
     /// 1 where `mask` holds definite or probable foreground, else 0 (8 bit, one channel).
     void getBinMask(const cv::Mat &mask, cv::Mat &binMask) const;

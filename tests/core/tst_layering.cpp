@@ -25,7 +25,8 @@ const QStringList folders{"Models", "core", "processing", "export", "views"};
 const QStringList geometry{"processing/functions.h", "processing/outlineedit.h"};
 const QStringList jobs{"core/modaljob.h",         "core/framebounds.h", "core/processmark.h",
                        "core/temporaryfolders.h", "core/safefile.h",    "core/keptcopy.h",
-                       "core/siblingfile.h",      "core/filelock.h",    "core/disksync.h"};
+                       "core/siblingfile.h",      "core/filelock.h",    "core/disksync.h",
+                       "core/leavablecall.h"};
 const QStringList model{"Models/", "core/datastate.h"};
 const QStringList tools{"processing/"}; // and geometry
 
@@ -34,6 +35,7 @@ const QVector<Rule> rules{
     {"processing/functions.", geometry, {}},
     {"processing/outlineedit.", geometry, {}},
     {"core/modaljob.", jobs, {}},
+    {"core/leavablecall.", jobs, {}},
     {"core/framebounds.", jobs, {}},
     {"core/processmark.", jobs, {}},
     {"core/safefile.", jobs, {}},
@@ -200,6 +202,8 @@ void TestLayering::theRulesFindViolations_data()
     row("core/modaljob.cpp", "core/framebounds.h", true);
     row("core/modaljob.cpp", "core/mainwindow.h", false);
     row("core/modaljob.h", "core/datastate.h", false);
+    row("core/leavablecall.cpp", "processing/grabcut.h", false);
+    row("processing/grabcut.cpp", "core/leavablecall.h", true);
     row("core/history.cpp", "core/datastate.h", true);
     row("core/history.cpp", "core/mainwindow.h", false);
     row("core/jobdialogs.cpp", "core/modaljob.h", true);

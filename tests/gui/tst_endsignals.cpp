@@ -1,18 +1,22 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
 #include "core/datastate.h"
+#include "core/leavablecall.h"
 #include "core/mainwindow.h"
 #include "core/modaljob.h"
 #include "tests/gui/programfixture.h"
+#include "tests/support/clips.h"
 #include "tests/support/dialogdriver.h"
 #include "tests/support/jobitems.h"
 #include "tests/support/progresswatch.h"
+#include "tests/support/testproject.h"
 #include "views/framenav.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QDockWidget>
+#include <QElapsedTimer>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProcess>
@@ -23,6 +27,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 
 /// The program's main(), which is compiled under this name here.
@@ -31,17 +36,23 @@ int paluMain(int argc, char *argv[]);
 namespace
 {
 
-constexpr int patience = 30000; // milliseconds that a program may take on a busy machine
+constexpr int patience = 30000;  // milliseconds that a program may take on a busy machine
+constexpr int longestEnd = 3000; // milliseconds that one may take where work is at hand that takes longer
 
 // What runs in the program that gets the signals.
 
 QString g_clip;
 std::function<void()> g_scene; // called once in the program's event loop
 
+void say(const QByteArray &what)
+{
+    std::puts(what.constData());
+    std::fflush(stdout);
+}
+
 void sayReady()
 {
-    std::puts("ready");
-    std::fflush(stdout);
+    say("ready");
 }
 
 void trigger(const QString &text)
@@ -114,6 +125,23 @@ void work(bool ends)
     QMessageBox(QMessageBox::Information, QString(), QStringLiteral("done")).exec();
 }
 
+/// Two frames in one parcel, of which the second one may take many seconds. Says how the program ends.
+void segment(bool slow)
+{
+    QObject::connect(qApp, &QObject::destroyed, qApp,
+                     [] { say("left behind: " + QByteArray::number(LeavableCall::leftBehind())); });
+    std::atexit([] { say("exit handlers"); });
+    load();
+    g_state->video->chunkEnds = {g_state->video->frameCount};
+    g_state->addObject();
+    TrackedObject *object = g_state->getCurrentObject();
+    annotate(object, 0, rectangle(100, 60, 120, 90));
+    annotate(object, 1, slow ? Clips::makeSlowToCut(*g_state->video, 1) : rectangle(100, 60, 120, 90));
+    QObject::connect(
+        object->keyFrames.first(), &KeyFrame::hasChanged, qApp, [] { sayReady(); }, Qt::DirectConnection);
+    trigger(QStringLiteral("segmentation"));
+}
+
 const QMap<QString, std::function<void()>> scenes{
     {"idle", sayReady},
     {"video loaded", [] { load(), sayReady(); }},
@@ -126,6 +154,8 @@ const QMap<QString, std::function<void()>> scenes{
     {"menu", [] { openAndWait([] { g_mainWindow->menuBar()->actions().constFirst()->menu()->exec(); }); }},
     {"job that asks at its end", [] { work(true); }},
     {"job that does not end", [] { work(false); }},
+    {"segmentation", [] { segment(false); }},
+    {"slow segmentation", [] { segment(true); }},
 };
 
 void startScene()
@@ -193,6 +223,8 @@ private slots:
     void aSignalEndsTheProgram();
     void theVideoIsThereWhileTheProgramRuns();
     void aSecondSignalEndsItAtOnce();
+    void whatCannotBeInterruptedDoesNotHoldTheProgram_data();
+    void whatCannotBeInterruptedDoesNotHoldTheProgram();
     void anIgnoredSignalStaysIgnored();
 
 private:
@@ -255,6 +287,38 @@ void TestEndSignals::aSecondSignalEndsItAtOnce()
     QVERIFY(program.ends());
     QCOMPARE(program.exitStatus(), QProcess::CrashExit);
     QCOMPARE(program.exitCode(), SIGINT);
+}
+
+void TestEndSignals::whatCannotBeInterruptedDoesNotHoldTheProgram_data()
+{
+    QTest::addColumn<QString>("scene");
+    QTest::addColumn<QByteArray>("end");
+    QTest::newRow("over in time") << QStringLiteral("segmentation")
+                                  << QByteArray("left behind: 0\nexit handlers\n");
+    QTest::newRow("left behind") << QStringLiteral("slow segmentation") << QByteArray("left behind: 1\n");
+}
+
+// Static objects must outlive what is left behind, so that they never end then.
+void TestEndSignals::whatCannotBeInterruptedDoesNotHoldTheProgram()
+{
+    QFETCH(QString, scene);
+    QFETCH(QByteArray, end);
+    Program program(scene, m_clip);
+    QVERIFY(program.isReady());
+    QElapsedTimer timer;
+    timer.start();
+    program.send(SIGTERM);
+    QVERIFY(program.ends());
+    const qint64 time = timer.elapsed();
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.leftovers(), QStringList());
+    qInfo("ended after %lld ms", time);
+    QVERIFY2(time < longestEnd, qPrintable(QString::number(time)));
+    const QByteArray said = program.readAllStandardOutput();
+    if (said.startsWith("ready\nleft behind: 0") && !end.startsWith("left behind: 0"))
+        QSKIP("the slow round was over too soon");
+    QCOMPARE(said, "ready\n" + end);
 }
 
 void TestEndSignals::anIgnoredSignalStaysIgnored()

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "processing/aoicutsegmentation.h"
 
+#include "core/leavablecall.h"
 #include "processing/abortgrace.h"
 #include "processing/imageprocess.h"
 #include "tests/support/clips.h"
@@ -14,19 +15,23 @@
 #include "tests/support/trackingproject.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSemaphore>
 #include <QThreadPool>
 #include <QtTest>
 
 #include <chrono>
+#include <memory>
 
 namespace
 {
 
 constexpr int frames = 12;
 constexpr std::chrono::minutes wholeParcels(1); // of grace, which no parcel here takes
+constexpr int longestEnd = 3000;                // milliseconds from "Abort", a second of grace included
 
 /// A block whose outline nobody could tell for sure: the result depends on the colour models' random start.
 Clips::Clip unclearBlock()
@@ -99,6 +104,8 @@ private slots:
     void progressDialogIsBusyAndModal();
     void abortSkipsWhatHasNotStarted();
     void abortLeavesALongChunk();
+    void abortLeavesARoundThatTakesLong();
+    void whereAllThreadsAreLeftBehindARunIsRefused();
     void nothingIsWritten();
 };
 
@@ -339,6 +346,56 @@ void TestSegmentation::abortLeavesALongChunk()
     project.setPolygons(project.seeds);
     QCOMPARE(project.run().outcome, ModalJob::Outcome::Finished); // the next run is not aborted
     QCOMPARE(firstDifference(project.polygons(), project.wantedPolygons(0, frames - 1)), QString());
+}
+
+// Those on a picture without any contrast do, and cannot be interrupted.
+void TestSegmentation::abortLeavesARoundThatTakesLong()
+{
+    AbortGrace::setLength(std::chrono::seconds(1));
+    const PoolThreads pool(1);
+    TrackingProject project(Clips::curve(2), 2);
+    project->video->chunkEnds = {2};
+    annotate(project.object, 0, project.clip.truth(0));
+    const QPolygonF slowOutline = Clips::makeSlowToCut(project.video(), 1);
+    annotate(project.object, 1, slowOutline);
+    QElapsedTimer sinceAbort;
+    ProgressWatch watch;
+    HeldJob firstFrame(project.object, [&watch] { watch.abort(); });
+    watch.onAborted = [&] {
+        sinceAbort.start();
+        firstFrame.release();
+    };
+    QCOMPARE(AoiCutSegmentation(project.state()).runSegmenation().outcome, ModalJob::Outcome::Aborted);
+    const qint64 time = sinceAbort.elapsed();
+    const bool left = LeavableCall::leftBehind() == 1;
+    QVERIFY(firstFrame.wentOn());
+    qInfo("ended after %lld ms", time);
+    QVERIFY2(time < longestEnd, qPrintable(QString::number(time)));
+    if (!left)
+        QSKIP("the slow round was over too soon");
+    const QList<QPolygonF> after = project.polygons();
+    QVERIFY(after.at(0) != project.clip.truth(0));
+    QCOMPARE(after.at(1), slowOutline);
+    QTRY_COMPARE_WITH_TIMEOUT(LeavableCall::leftBehind(), 0, 150000);
+    QCOMPARE(firstDifference(project.polygons(), after), QString());
+}
+
+void TestSegmentation::whereAllThreadsAreLeftBehindARunIsRefused()
+{
+    const PoolThreads pool(1);
+    BlockProject project({12});
+    const auto gate = std::make_shared<QSemaphore>();
+    QVERIFY(!LeavableCall::run([gate] { gate->acquire(); }, [] { return false; }));
+    const LogCapture log;
+    const FrameJob::Result result = project.run();
+    gate->release();
+    QCOMPARE(result.outcome, ModalJob::Outcome::Failed);
+    QCOMPARE(result.failedFrame, 0);
+    QCOMPARE(result.reason, QStringLiteral("what was aborted before is still being computed"));
+    QCOMPARE(firstDifference(project.polygons(), project.seeds), QString());
+    QCOMPARE(log.warnings().size(), 1);
+    QTRY_COMPARE(LeavableCall::leftBehind(), 0);
+    QCOMPARE(project.run().outcome, ModalJob::Outcome::Finished);
 }
 
 void TestSegmentation::nothingIsWritten()

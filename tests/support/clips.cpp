@@ -346,6 +346,22 @@ void Clips::makeFlat(const VideoContainer &video, int frame)
     writeFrame(video, frame, cv::Mat(video.height, video.width, CV_8UC3, cv::Scalar::all(128)));
 }
 
+// It is the colour: on a grey ground the minimum cut is found at once.
+QPolygonF Clips::makeSlowToCut(const VideoContainer &video, int frame)
+{
+    constexpr int vertices = 100;
+    constexpr double outer = 100; // pixels
+    constexpr double inner = 30;
+    writeFrame(video, frame, cv::Mat(240, 320, CV_8UC3, cv::Scalar(60, 90, 50)));
+    QPolygonF star;
+    for (int i = 0; i < vertices; ++i) {
+        const double angle = qDegreesToRadians(360.0 * i / vertices);
+        const double radius = i % 2 ? inner : outer;
+        star.append(QPointF(160 + radius * std::cos(angle), 120 + radius * std::sin(angle)));
+    }
+    return star;
+}
+
 ImageProcess Clips::processOf(const cv::Mat &image)
 {
     static const ImageProcess nothing((QString()));
