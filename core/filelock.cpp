@@ -11,6 +11,8 @@ FileLock::FileLock(const QString &path)
 {
     if (!m_file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
         m_error = m_file.errorString();
-    else if (::flock(m_file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    else
+        m_excludesOthers = ::flock(m_file.handle(), LOCK_EX | LOCK_NB) == 0;
+    if (m_error.isEmpty() && !m_excludesOthers && errno == EWOULDBLOCK)
         m_error = QStringLiteral("another program is writing it");
 }

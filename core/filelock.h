@@ -15,8 +15,11 @@ public:
 
     /// Why there is no lock; empty when there is one.
     QString error() const { return m_error; }
+    /// Whether nobody else can have a lock; false where the file system knows none.
+    bool excludesOthers() const { return m_excludesOthers; }
 
 private:
     QFile m_file;
     QString m_error;
+    bool m_excludesOthers = false;
 };

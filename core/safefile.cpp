@@ -102,38 +102,18 @@ bool takesNoNewFile(int error)
     return error == EACCES || error == EPERM || error == ENAMETOOLONG;
 }
 
-/// Cuts off what is behind the place that was written last. QFile is not asked for that place, since it says
-/// 0 where it cannot tell whether the file has places at all.
-bool cutOffTheRest(int descriptor)
-{
-    const off_t end = ::lseek(descriptor, 0, SEEK_CUR);
-    return end >= 0 && ::ftruncate(descriptor, end) == 0;
-}
-
-/// Writes the content over the file's. Returns what went wrong, or nothing.
+/// Writes the content over the file's. Returns what went wrong, or nothing; the old content is then put back.
 QString writeOver(const QString &path, const SafeFile::Writer &write)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        return file.errorString();
-    // What was there is cut off behind the new content, not before it: until then the room is ours.
-    if (!write(file) || !file.flush())
-        return DiskSync::writeError(file);
-    return cutOffTheRest(file.handle()) ? DiskSync::content(file) : qt_error_string(errno);
-}
-
-/// The same with the old content put back if it went wrong.
-QString writeOverOrPutBack(const QString &path, const SafeFile::Writer &write)
-{
-    const QString kept = KeptCopy::keep(path);
+    const QString kept = KeptCopy::keep(path, write);
     if (!kept.isEmpty())
         return text("its old content could not be kept aside: %1").arg(kept);
-    QString error = writeOver(path, write);
+    QString error = KeptCopy::writeOver(path);
     if (error.isEmpty())
-        error = KeptCopy::drop(path); // else the next start would put it over the new content
+        error = KeptCopy::drop(path);
     if (error.isEmpty())
         return QString();
-    const QString back = KeptCopy::restore(path);
+    const QString back = KeptCopy::undo(path);
     return back.isEmpty()
                ? error
                : text("%1; its old content is kept, since putting it back failed, too: %2").arg(error, back);
@@ -146,9 +126,9 @@ Outcome replaceInPlace(const QString &path, const SafeFile::Writer &write, QStri
     *error = lock.error();
     if (!error->isEmpty())
         return Outcome::Failed;
-    *error = KeptCopy::restore(file); // what an earlier attempt could not put back
+    *error = KeptCopy::restore(file, lock); // what an earlier attempt could not put back
     if (error->isEmpty())
-        *error = writeOverOrPutBack(file, write);
+        *error = writeOver(file, write);
     return error->isEmpty() ? Outcome::Replaced : Outcome::Failed;
 }
 

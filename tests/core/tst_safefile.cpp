@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the Palu developers
 // SPDX-License-Identifier: MIT
+#include "core/filelock.h"
 #include "core/keptcopy.h"
+#include "core/processmark.h"
 #include "core/safefile.h"
 #include "tests/support/failingdisk.h"
 #include "tests/support/logcapture.h"
@@ -46,12 +48,12 @@ SafeFile::Writer writes(const QByteArray &content)
     return [content](QFileDevice &file) { return file.write(content) == content.size(); };
 }
 
-/// Writes half of a long content and dies there.
-bool dieHalfway(QFileDevice &file)
+/// Begins to write "new" over a file with "old", and gets no further than its first letter.
+bool writeHalf(const QString &name)
 {
-    file.write(QByteArray(longEnough, 'n'));
-    file.flush();
-    ::_exit(1);
+    QFile file(name);
+    return KeptCopy::keep(name, writes("new")).isEmpty() && file.open(QIODevice::ReadWrite) &&
+           file.write("n") == 1;
 }
 
 /// Whether `action` came to its end in a process of its own.
@@ -149,6 +151,11 @@ private slots:
     void aKilledProgramsContentIsPutBack_data();
     void aKilledProgramsContentIsPutBack();
     void aRunningProgramsContentIsLeftAlone();
+    void aLockTellsMoreThanAMark();
+    void whatSomebodyElseWroteMeanwhileIsLeftAlone_data();
+    void whatSomebodyElseWroteMeanwhileIsLeftAlone();
+    void whatWasWrittenInAnyOrderIsPutBack_data();
+    void whatWasWrittenInAnyOrderIsPutBack();
     void whatARunningProgramKeepsIsItsOwn();
     void anotherFileInThePlaceIsLeftAlone();
     void aDamagedCopyIsLeftAlone();
@@ -432,29 +439,21 @@ void TestSafeFile::aColleaguesFileInAStickyFolderIsWrittenOver()
 
 void TestSafeFile::writingOverKeepsTheContentAside()
 {
-    closeTheFolder();
-    QByteArray aside;
-    const auto write = [this, &aside](QFileDevice &file) {
-        aside = contentOf(QDir(KeptCopy::folder()).filePath(keptFiles().value(0)));
-        return file.write("new") == 3;
-    };
-    QCOMPARE(SafeFile::replace(m_path, write, &m_error), SafeFile::Outcome::Replaced);
-    QVERIFY(aside.endsWith("old"));
+    QVERIFY(writeHalf(m_path));
+    const QByteArray aside = contentOf(QDir(KeptCopy::folder()).filePath(keptFiles().value(0)));
+    QVERIFY(aside.endsWith("oldnew"));
+    QCOMPARE(KeptCopy::writeOver(m_path), QString());
+    QCOMPARE(contentOf(m_path), QByteArray("new"));
+    QCOMPARE(KeptCopy::undo(m_path), QString());
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+    QCOMPARE(keptFiles(), QStringList());
 }
 
 void TestSafeFile::theContentAsideIsForTheUserOnly()
 {
-    closeTheFolder();
-    mode_t folder = 0;
-    mode_t file = 0;
-    const auto write = [&](QFileDevice &) {
-        folder = modeOf(KeptCopy::folder());
-        file = modeOf(QDir(KeptCopy::folder()).filePath(keptFiles().value(0)));
-        return true;
-    };
-    QCOMPARE(SafeFile::replace(m_path, write, &m_error), SafeFile::Outcome::Replaced);
-    QCOMPARE(folder, mode_t(0700));
-    QCOMPARE(file, mode_t(0600));
+    QVERIFY(writeHalf(m_path));
+    QCOMPARE(modeOf(KeptCopy::folder()), mode_t(0700));
+    QCOMPARE(modeOf(QDir(KeptCopy::folder()).filePath(keptFiles().value(0))), mode_t(0600));
 }
 
 void TestSafeFile::withoutAContentAsideNothingIsTouched()
@@ -508,8 +507,8 @@ void TestSafeFile::aKilledProgramsContentIsPutBack()
     QFETCH(bool, folderOpens);
     QFETCH(int, by);
     closeTheFolder();
-    QVERIFY(!endsInAChild([this] { SafeFile::replace(m_path, dieHalfway, &m_error); }));
-    QVERIFY(contentOf(m_path) != "old");
+    QVERIFY(endsInAChild([this] { writeHalf(m_path); }));
+    QCOMPARE(contentOf(m_path), QByteArray("nld"));
     QCOMPARE(keptFiles().size(), 1);
     if (folderOpens)
         openTheFolder();
@@ -529,40 +528,105 @@ void TestSafeFile::aRunningProgramsContentIsLeftAlone()
     closeTheFolder();
     LogCapture log;
     bool looked = false;
-    const auto write = [&](QFileDevice &file) {
-        file.write("half");
-        file.flush();
+    {
+        const FileLock lock(m_path);
+        QVERIFY(writeHalf(m_path));
         looked = endsInAChild([this] {
             SafeFile::putAllBack();
             SafeFile::putBack(m_path);
         });
-        return looked && contentOf(m_path) == "half" && file.write("way") == 3;
-    };
-    QCOMPARE(SafeFile::replace(m_path, write, &m_error), SafeFile::Outcome::Replaced);
-    QCOMPARE(contentOf(m_path), QByteArray("halfway"));
+    }
+    QVERIFY(looked);
+    QCOMPARE(contentOf(m_path), QByteArray("nld"));
+    SafeFile::putBack(m_path);
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+}
+
+void TestSafeFile::aLockTellsMoreThanAMark()
+{
+    const QByteArray own = ProcessMark::own().split(' ').first();
+    QVERIFY(endsInAChild([this] { writeHalf(m_path); }));
+    const QString copy = QDir(KeptCopy::folder()).filePath(keptFiles().value(0));
+    writeFile(copy, contentOf(copy).replace(own, QByteArray(own.size(), 'x'))); // of another machine
+    QVERIFY(ProcessMark::mayRun("xx " + ProcessMark::own()));
+    SafeFile::putBack(m_path);
+    QCOMPARE(contentOf(m_path), QByteArray("old"));
+    QCOMPARE(keptFiles(), QStringList());
+}
+
+void TestSafeFile::whatSomebodyElseWroteMeanwhileIsLeftAlone_data()
+{
+    QTest::addColumn<QByteArray>("found");
+    QTest::addColumn<bool>("isOthers");
+    QTest::newRow("the new content") << QByteArray("new") << false;
+    QTest::newRow("the old content") << QByteArray("old") << false;
+    QTest::newRow("another one as long") << QByteArray("one") << true;
+    QTest::newRow("a longer one") << QByteArray("older") << true;
+    QTest::newRow("a shorter one") << QByteArray("ol") << true;
+    QTest::newRow("nothing") << QByteArray() << true;
+}
+
+// Into the same file: its number says nothing then.
+void TestSafeFile::whatSomebodyElseWroteMeanwhileIsLeftAlone()
+{
+    QFETCH(QByteArray, found);
+    QFETCH(bool, isOthers);
+    QVERIFY(endsInAChild([this] { writeHalf(m_path); }));
+    writeFile(m_path, found);
+    LogCapture log;
+    SafeFile::putBack(m_path);
+    QCOMPARE(contentOf(m_path), found);
+    QCOMPARE(log.warnings().size(), isOthers ? 1 : 0);
+    QCOMPARE(keptFiles().size(), isOthers ? 1 : 0);
+    if (isOthers)
+        QVERIFY2(log.contains(keptFiles().first()), "the log says where the old content is");
+}
+
+void TestSafeFile::whatWasWrittenInAnyOrderIsPutBack_data()
+{
+    QTest::addColumn<int>("oldSize");
+    QTest::addColumn<int>("newSize");
+    QTest::newRow("a longer content") << 200000 << 300000;
+    QTest::newRow("a shorter content") << 300000 << 200000;
+}
+
+// As a machine that fails leaves it: the room of the new content is there, but only some of its pieces.
+void TestSafeFile::whatWasWrittenInAnyOrderIsPutBack()
+{
+    QFETCH(int, oldSize);
+    QFETCH(int, newSize);
+    const QByteArray old(oldSize, 'o');
+    const QByteArray found = old.left(4096) + QByteArray(100000, 'n') + old.mid(104096, 50000);
+    writeFile(m_path, old);
+    QCOMPARE(KeptCopy::keep(m_path, writes(QByteArray(newSize, 'n'))), QString());
+    writeFile(m_path, found.leftJustified(qMin(oldSize, newSize), 'n') +
+                          QByteArray(qMax(0, newSize - oldSize), '\0'));
+    SafeFile::putBack(m_path);
+    QVERIFY(contentOf(m_path) == old);
+    QCOMPARE(keptFiles(), QStringList());
 }
 
 // Also where the file system knows no locks.
 void TestSafeFile::whatARunningProgramKeepsIsItsOwn()
 {
+    const WithoutLocks fileSystem;
     int ends[2];
     QCOMPARE(::pipe(ends), 0);
     const pid_t child = ::fork();
     if (child == 0) {
-        const bool kept = KeptCopy::keep(m_path).isEmpty();
+        const bool kept = writeHalf(m_path);
         static_cast<void>(::write(ends[1], kept ? "k" : "-", 1) == 1);
         ::pause();
     }
     char answer = 0;
     const bool answered = ::read(ends[0], &answer, 1) == 1;
-    writeFile(m_path, "half");
     LogCapture log;
     SafeFile::putAllBack();
     const QByteArray meanwhile = contentOf(m_path);
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     QVERIFY(answered && answer == 'k');
-    QCOMPARE(meanwhile, QByteArray("half"));
+    QCOMPARE(meanwhile, QByteArray("nld"));
     SafeFile::putAllBack();
     QCOMPARE(contentOf(m_path), QByteArray("old"));
 }
@@ -570,7 +634,8 @@ void TestSafeFile::whatARunningProgramKeepsIsItsOwn()
 void TestSafeFile::anotherFileInThePlaceIsLeftAlone()
 {
     closeTheFolder();
-    QVERIFY(!endsInAChild([this] { SafeFile::replace(m_path, dieHalfway, &m_error); }));
+    QVERIFY(endsInAChild([this] { writeHalf(m_path); }));
+    QCOMPARE(contentOf(m_path), QByteArray("nld"));
     openTheFolder();
     writeFile(m_folder->filePath("other"), "other");
     QCOMPARE(std::rename(QFile::encodeName(m_folder->filePath("other")).constData(),
@@ -589,7 +654,8 @@ void TestSafeFile::anotherFileInThePlaceIsLeftAlone()
 void TestSafeFile::aDamagedCopyIsLeftAlone()
 {
     closeTheFolder();
-    QVERIFY(!endsInAChild([this] { SafeFile::replace(m_path, dieHalfway, &m_error); }));
+    QVERIFY(endsInAChild([this] { writeHalf(m_path); }));
+    QCOMPARE(contentOf(m_path), QByteArray("nld"));
     const QByteArray torn = contentOf(m_path);
     const QString copy = QDir(KeptCopy::folder()).filePath(keptFiles().value(0));
     QVERIFY(QFile::resize(copy, QFileInfo(copy).size() - 1));

@@ -15,6 +15,7 @@ namespace
 {
 
 std::atomic<int> g_syncError{0};
+std::atomic<bool> g_locks{true};
 
 } // namespace
 
@@ -24,6 +25,15 @@ extern "C" int fdatasync(int descriptor)
     if (g_syncError == 0)
         return static_cast<int>(syscall(SYS_fdatasync, descriptor));
     errno = g_syncError;
+    return -1;
+}
+
+/// The same for locks.
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    if (g_locks)
+        return static_cast<int>(syscall(SYS_flock, descriptor, operation));
+    errno = ENOLCK;
     return -1;
 }
 
@@ -64,4 +74,14 @@ FailingSync::FailingSync(int error)
 FailingSync::~FailingSync()
 {
     g_syncError = 0;
+}
+
+WithoutLocks::WithoutLocks()
+{
+    g_locks = false;
+}
+
+WithoutLocks::~WithoutLocks()
+{
+    g_locks = true;
 }

@@ -34,3 +34,11 @@ public:
     explicit FailingSync(int error);
     ~FailingSync();
 };
+
+/// Makes flock() fail while it is in scope, as on a file system that knows no locks.
+class WithoutLocks
+{
+public:
+    WithoutLocks();
+    ~WithoutLocks();
+};
