@@ -19,8 +19,8 @@ namespace
 
 /// The second one is for folders of a video that is called like the first one.
 const QString markNames[] = {QStringLiteral(".palu-process"), QStringLiteral(".palu-process-mark")};
-constexpr int randomLetters = 6; // behind the program's name, as QTemporaryDir makes them
-constexpr qint64 longestMark = 4096;
+constexpr int randomLetters = 6;     // behind the program's name, as QTemporaryDir makes them
+constexpr qint64 longestMark = 8192; // a path in it takes up to 4096
 constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
 
 QString pathOf(const QString &folder, const QString &name)
@@ -31,6 +31,20 @@ QString pathOf(const QString &folder, const QString &name)
 bool isMarkName(const QString &name)
 {
     return std::find(std::begin(markNames), std::end(markNames), name) != std::end(markNames);
+}
+
+/// What tells one folder from its copies.
+QByteArray ownPath(const QString &folder)
+{
+    return QFile::encodeName(QDir(folder).canonicalPath());
+}
+
+/// Whether a file in a folder is the mark of that folder and of a process that is gone. What a person copied
+/// with its mark bears the path of another folder.
+bool marksAsAbandoned(const QByteArray &content, const QString &folder)
+{
+    const int end = content.indexOf('\n');
+    return end >= 0 && content.mid(end + 1) == ownPath(folder) && !ProcessMark::mayRun(content.left(end));
 }
 
 /// The marks in a folder, at least one of them a mark indeed.
@@ -48,7 +62,9 @@ QList<QByteArray> marksIn(const QString &folder)
 bool isAbandoned(const QString &folder)
 {
     const QList<QByteArray> marks = marksIn(folder);
-    return !marks.isEmpty() && std::none_of(marks.cbegin(), marks.cend(), ProcessMark::mayRun);
+    return !marks.isEmpty() && std::all_of(marks.cbegin(), marks.cend(), [&folder](const QByteArray &mark) {
+        return marksAsAbandoned(mark, folder);
+    });
 }
 
 } // namespace
@@ -57,9 +73,9 @@ bool isAbandoned(const QString &folder)
 void TemporaryFolders::mark(const QString &folder)
 {
     const QString path = pathOf(folder, markNames[0]);
+    const QByteArray content = ProcessMark::own() + '\n' + ownPath(folder);
     QFile file(path + QStringLiteral(".new"));
-    if (!file.open(QIODevice::WriteOnly) || file.write(ProcessMark::own()) < 0 || !file.flush() ||
-        !file.rename(path))
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) < 0 || !file.flush() || !file.rename(path))
         file.remove();
 }
 

@@ -9,8 +9,8 @@
 #include <functional>
 #include <thread>
 
-/// The temporary folders of videos. Each holds a hidden file with the mark of the process that made it, so
-/// that what a killed process has left can be told from what is in use.
+/// The temporary folders of videos. Each holds a hidden file with the mark of the process that made it and
+/// the folder's own path, so that what a killed process has left can be told from what is in use.
 namespace TemporaryFolders
 {
 

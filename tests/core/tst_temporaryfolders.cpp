@@ -60,6 +60,7 @@ private slots:
     void whatAKilledProgramLeftIsRemovedLater();
     void onlyWhatAnEndedProcessMarkedIsAbandoned_data();
     void onlyWhatAnEndedProcessMarkedIsAbandoned();
+    void whatAPersonCopiedIsLeftAlone();
     void foldersOfOtherUsersAreLeftAlone();
     void linksToFoldersAreLeftAlone();
     void anInterruptedRemovalCanBeTakenUpAgain();
@@ -166,6 +167,8 @@ void TestTemporaryFolders::onlyWhatAnEndedProcessMarkedIsAbandoned_data()
                                    << "" << false;
     QTest::newRow("a mark of another machine") << "palu-abcdef"
                                                << "@elsewhere/1 #2 &3 4 5" << false;
+    QTest::newRow("a mark that names no folder") << "palu-abcdef"
+                                                 << "without a path" << false;
     QTest::newRow("of another program") << "tool-abcdef"
                                         << "ended" << false;
     QTest::newRow("of a program with a longer name") << "palu-tool-abcdef"
@@ -179,13 +182,25 @@ void TestTemporaryFolders::onlyWhatAnEndedProcessMarkedIsAbandoned()
     QFETCH(QString, name);
     QFETCH(QString, marked);
     QFETCH(bool, isAbandoned);
+    const QByteArray ended = ProcessMark::own() + '0'; // of one that started later and is not there
     const QString folder = marked == "ended" ? makeAbandonedFolder(name) : makeFolder(name);
     if (marked != "ended" && marked != "no") {
         QFile mark(folder + "/.palu-process");
         QVERIFY(mark.open(QIODevice::WriteOnly));
-        mark.write(marked.toUtf8());
+        mark.write(marked == "without a path" ? ended : marked.toUtf8() + '\n' + QFile::encodeName(folder));
     }
     QCOMPARE(abandoned(), isAbandoned ? QStringList(folder) : QStringList());
+}
+
+// With all that is in it, as a person does who rescues a video.
+void TestTemporaryFolders::whatAPersonCopiedIsLeftAlone()
+{
+    const QString folder = makeAbandonedFolder(QStringLiteral("palu-AbCdEf"));
+    const QString copy = makeFolder(QStringLiteral("palu-rescue"));
+    QVERIFY(QFile::copy(folder + "/.palu-process", copy + "/.palu-process"));
+    QCOMPARE(abandoned(), QStringList(folder));
+    QVERIFY(QFile::rename(folder, m_parent->filePath(QStringLiteral("palu-keptby"))));
+    QCOMPARE(abandoned(), QStringList());
 }
 
 void TestTemporaryFolders::foldersOfOtherUsersAreLeftAlone()

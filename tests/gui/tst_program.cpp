@@ -234,6 +234,7 @@ void TestProgram::theProgramRemovesWhatAKilledOneLeft()
     QFile mark(folder.filePath("palu-abcdef/.palu-process"));
     QVERIFY(mark.open(QIODevice::WriteOnly));
     mark.write(ProcessMark::own() + '0'); // started later than this process: it has ended
+    mark.write('\n' + QFile::encodeName(QDir(folder.filePath("palu-abcdef")).canonicalPath()));
     mark.close();
     bool removed = false;
     runProgram([&] {
