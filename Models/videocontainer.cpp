@@ -128,6 +128,7 @@ VideoContainer::VideoContainer(QObject *parent)
 {
     if (!m_temporaryDir.isValid()) {
         qWarning("Could not create temporary folder!");
+        TemporaryFolders::endCleaning();
         std::exit(1); // NOLINT(concurrency-mt-unsafe): there are no work items yet
     }
     TemporaryFolders::mark(m_temporaryDir.path());

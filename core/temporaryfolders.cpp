@@ -19,8 +19,9 @@ namespace
 
 /// The second one is for folders of a video that is called like the first one.
 const QString markNames[] = {QStringLiteral(".palu-process"), QStringLiteral(".palu-process-mark")};
-constexpr int randomLetters = 6;     // behind the program's name, as QTemporaryDir makes them
-constexpr qint64 longestMark = 8192; // a path in it takes up to 4096
+constexpr int randomLetters = 6;                  // behind the program's name, as QTemporaryDir makes them
+constexpr qint64 longestMark = 8192;              // a path in it takes up to 4096
+TemporaryFolders::Cleaning *g_cleaning = nullptr; // used on its owner's thread alone
 constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
 
 QString pathOf(const QString &folder, const QString &name)
@@ -130,10 +131,25 @@ TemporaryFolders::Cleaning::Cleaning(const QString &parent, const QString &progr
             remove(folder, [this] { return m_end.load(); });
     })
 {
+    g_cleaning = this;
 }
 
 TemporaryFolders::Cleaning::~Cleaning()
 {
+    end();
+    if (g_cleaning == this)
+        g_cleaning = nullptr;
+}
+
+void TemporaryFolders::Cleaning::end()
+{
     m_end = true;
-    m_thread.join();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void TemporaryFolders::endCleaning()
+{
+    if (g_cleaning)
+        g_cleaning->end();
 }

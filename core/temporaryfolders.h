@@ -33,10 +33,19 @@ class Cleaning
 public:
     Cleaning(const QString &parent, const QString &programName);
     ~Cleaning();
+    Cleaning(const Cleaning &) = delete;
+    Cleaning &operator=(const Cleaning &) = delete;
+
+    /// Returns when the thread has ended.
+    void end();
 
 private:
     std::atomic<bool> m_end{false}; // written by the owner, read by the thread before each file
     std::thread m_thread;
 };
+
+/// Ends the Cleaning that there is, if any. To be called on its owner's thread before the program exits
+/// without leaving main(), which would take away what the thread still uses.
+void endCleaning();
 
 } // namespace TemporaryFolders

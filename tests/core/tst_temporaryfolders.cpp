@@ -14,6 +14,8 @@
 #include <QtTest>
 
 #include <cstdio>
+#include <cstdlib>
+#include <thread>
 
 #include <unistd.h>
 
@@ -24,6 +26,7 @@ namespace
 const char importArgument[] = "--import";
 const char importAndWaitArgument[] = "--import-and-wait";
 const char markArgument[] = "--mark";
+const char exitArgument[] = "--exit-while-cleaning";
 
 const QString program = QStringLiteral("palu");
 const auto never = [] { return false; };
@@ -43,6 +46,28 @@ int import(const QString &video, bool wait)
     if (wait)
         std::getchar();
     return loaded ? 0 : 1;
+}
+
+int threads()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
+
+/// Holds the exit up until a Cleaning that has not been ended is through.
+void waitForThreads()
+{
+    while (threads() > 1)
+        std::this_thread::yield();
+}
+
+/// As the program does that finds no place for another video.
+int exitWhileCleaning(const QString &folder)
+{
+    std::atexit(&waitForThreads);
+    const TemporaryFolders::Cleaning cleaning(QFileInfo(folder).path(), program);
+    qputenv("TMPDIR", "/dev/null");
+    const VideoContainer container;
+    return 0;
 }
 
 } // namespace
@@ -66,6 +91,7 @@ private slots:
     void anInterruptedRemovalCanBeTakenUpAgain();
     void whatCannotBeRemovedKeepsItsMark();
     void endingTheProgramEndsTheCleaning();
+    void exitingEndsTheCleaningFirst();
     void aVideoNamedLikeTheMarkIsImported_data();
     void aVideoNamedLikeTheMarkIsImported();
 
@@ -252,6 +278,19 @@ void TestTemporaryFolders::endingTheProgramEndsTheCleaning()
     QTRY_VERIFY(!QFile::exists(folder));
 }
 
+// What the thread uses must not be taken away under it.
+void TestTemporaryFolders::exitingEndsTheCleaningFirst()
+{
+    const QString folder = makeAbandonedFolder(QStringLiteral("palu-abcdef"));
+    for (int i = 0; i < 5000; ++i)
+        QVERIFY(QFile::link(m_clip, folder + QStringLiteral("/frames/%1.jpg").arg(i)));
+    const auto child = startChild({exitArgument, folder});
+    QVERIFY(child->waitForFinished());
+    QCOMPARE(child->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child->exitCode(), 1);
+    QCOMPARE(abandoned(), QStringList(folder));
+}
+
 void TestTemporaryFolders::aVideoNamedLikeTheMarkIsImported_data()
 {
     QTest::addColumn<QString>("name");
@@ -288,6 +327,8 @@ int main(int argc, char *argv[])
             return import(arguments.at(2), false);
         if (arguments.at(1) == QLatin1String(importAndWaitArgument))
             return import(arguments.at(2), true);
+        if (arguments.at(1) == QLatin1String(exitArgument))
+            return exitWhileCleaning(arguments.at(2));
         if (arguments.at(1) == QLatin1String(markArgument)) {
             TemporaryFolders::mark(arguments.at(2));
             return 0;
