@@ -66,16 +66,21 @@ MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
 
 MainWindow::~MainWindow()
 {
-    // What is half typed is finished while the views are still whole.
+    finishFields(); // while the views are still whole
+    FrameBounds::withdrawShownFrame(this);
+    if (g_mainWindow == this)
+        g_mainWindow = nullptr;
+}
+
+/// What is half typed becomes part of the project.
+void MainWindow::finishFields()
+{
     for (const QWidget *part :
          {static_cast<QWidget *>(this), static_cast<QWidget *>(m_frameNav),
           static_cast<QWidget *>(m_timeLine)}) { // floating docks have a focus of their own
         if (QWidget *field = part->focusWidget())
             field->clearFocus();
     }
-    FrameBounds::withdrawShownFrame(this);
-    if (g_mainWindow == this)
-        g_mainWindow = nullptr;
 }
 
 void MainWindow::createMenus()
@@ -310,6 +315,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
         closeSoon();
         return;
     }
+    finishFields();
     keepUnsavedWork();
     QMainWindow::closeEvent(event);
 }

@@ -104,8 +104,10 @@ private:
     void projectIsOnDisk(const QString &path);
     void forgetProject();
     void followHistory();
-    void keepUnsavedWork();
+    void finishFields();
+    QString keepUnsavedWork();
     void leaveUnsavedWork();
+    void showLostWork();
     void updateOffer();
     void updateNotice();
     void discard(const RecoveryCopy &copy);
@@ -135,6 +137,8 @@ private:
     QString m_failedSave;             // file that the last save could not write
     QString m_videoPath;              // video of the project, as the user chose it
     QString m_loadFailure;            // what the last import ended with; empty if all went well
+    QString m_leftWork;               // what became of work that no copy holds; empty once the next has one
+    QString m_otherVideo;             // copy whose video is not the one at its place any more
     Recovery *m_recovery = nullptr;
     RecoveryOffer *m_offer = nullptr; // left of the project's state
 };

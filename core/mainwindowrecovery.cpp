@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QDataStream>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -45,9 +46,10 @@ void MainWindow::setRecovery(const QString &folder)
     m_offer->hide();
     connect(m_history, &History::changed, this, &MainWindow::followHistory);
     connect(m_history, &History::cleanChanged, this, &MainWindow::followHistory);
-    connect(m_recovery, &Recovery::errorChanged, this, [this] {
-        const QString error = m_recovery->error();
-        m_offer->setFailure(error.isEmpty() ? QString() : tr("Unsaved work is not kept: %1").arg(error));
+    connect(m_recovery, &Recovery::errorChanged, this, &MainWindow::showLostWork);
+    connect(m_recovery, &Recovery::written, this, [this] {
+        m_leftWork.clear();
+        showLostWork();
     });
     connect(m_offer, &RecoveryOffer::restoreClicked, this, &MainWindow::restore);
     connect(m_offer, &RecoveryOffer::discardClicked, this, &MainWindow::discard);
@@ -67,27 +69,42 @@ void MainWindow::followHistory()
 }
 
 /// Has what the history does not know yet, the middle of a job included, written with the rest. Returns when
-/// it is on the disk.
-void MainWindow::keepUnsavedWork()
+/// it is on the disk; if that is another file than the copy, its path.
+QString MainWindow::keepUnsavedWork()
 {
     if (!m_recovery || !m_history->follows(g_state))
-        return;
+        return QString();
     m_history->settle();
     if (ModalJob::isRunning())
         followHistory();
-    m_recovery->flush();
+    return m_recovery->flushOrRescue();
 }
 
-/// To be called before the project is dropped.
+/// To be called before the project is dropped. What could not be kept is said until the next project has a
+/// copy.
 void MainWindow::leaveUnsavedWork()
 {
     if (!m_recovery)
         return;
-    keepUnsavedWork();
+    const QString rescued = keepUnsavedWork();
     const QString error = m_recovery->leaveProject();
-    if (!error.isEmpty())
-        statusBar()->showMessage(tr("The unsaved work could not be kept: %1").arg(error));
+    if (!error.isEmpty() && rescued.isEmpty())
+        m_leftWork = tr("The unsaved work could not be kept: %1").arg(error);
+    else if (!error.isEmpty())
+        m_leftWork = tr("The unsaved work is in %1: %2").arg(QDir::toNativeSeparators(rescued), error);
+    showLostWork();
     updateOffer();
+}
+
+/// Says which unsaved work is not kept, and why.
+void MainWindow::showLostWork()
+{
+    const QString error = m_recovery->error();
+    QStringList texts{m_leftWork,
+                      error.isEmpty() ? QString() : tr("Unsaved work is not kept: %1").arg(error)};
+    texts.removeAll(QString());
+    m_offer->setFailure(texts.join(QStringLiteral("; ")));
+    updateNotice();
 }
 
 void MainWindow::updateOffer()
@@ -100,7 +117,7 @@ void MainWindow::updateOffer()
 /// The empty frame view says why it is empty and what could be in it.
 void MainWindow::updateNotice()
 {
-    QStringList paragraphs{m_loadFailure, m_offer ? m_offer->text() : QString()};
+    QStringList paragraphs{m_loadFailure, m_leftWork, m_offer ? m_offer->text() : QString()};
     paragraphs.removeAll(QString());
     m_frameViewer->setNotice(paragraphs.join(QStringLiteral("\n\n")));
 }
@@ -130,18 +147,22 @@ void MainWindow::restore(const RecoveryCopy &copy)
     const QString videoPath = videoOf(copy, videoName);
     if (videoPath.isEmpty())
         return;
-    if (loadVideo(videoPath))
+    finishFields();
+    const bool loaded = loadVideo(videoPath);
+    if (loaded)
         readProject(stream, copy.projectPath);
     if (g_state->videoLoaded)
         goOnWith(copy);
+    else if (loaded || !m_loadFailure.isEmpty()) // not aborted
+        m_otherVideo = copy.path;
     updateOffer();
 }
 
-/// The path of the video that a copy belongs to, from the user where it is not there any more; empty if the
-/// user does not say.
+/// The path of the video that a copy belongs to, from the user where it is not there any more, or is another
+/// one now; empty if the user does not say.
 QString MainWindow::videoOf(const RecoveryCopy &copy, const QString &videoName)
 {
-    if (QFileInfo(copy.videoPath).isFile())
+    if (copy.path != m_otherVideo && QFileInfo(copy.videoPath).isFile())
         return copy.videoPath;
     QString path = QFileDialog::getOpenFileName(this, tr("Select video file"), QString(),
                                                 ProjectFile::videoFilter(videoName), nullptr,
@@ -153,6 +174,7 @@ QString MainWindow::videoOf(const RecoveryCopy &copy, const QString &videoName)
 /// The project that was read from a copy has its changes still unsaved.
 void MainWindow::goOnWith(const RecoveryCopy &copy)
 {
+    m_otherVideo.clear();
     m_history->setUnsaved();
     m_recovery->adopt(copy);
     if (m_videoPath != copy.videoPath)

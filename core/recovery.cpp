@@ -2,7 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "core/recovery.h"
 
+#include "core/recoveryrescue.h"
+
+#include <QDir>
 #include <QFileDevice>
+#include <QFileInfo>
 #include <QtDebug>
 
 #include <algorithm>
@@ -50,6 +54,7 @@ void Recovery::noteChange()
 {
     m_unsaved = true;
     m_ahead = true;
+    m_rescued.clear();
     m_changed = QDateTime::currentDateTime();
     m_afterChange.start(m_times.afterChange);
     if (!m_whileChanging.isActive())
@@ -72,6 +77,7 @@ void Recovery::startOver()
     m_ahead = false;
     m_due = false;
     m_current.clear();
+    m_rescued.clear();
     setError(QString());
 }
 
@@ -112,6 +118,8 @@ void Recovery::endWriting()
     if (ended->copy.path == m_current) { // neither removed nor left meanwhile
         setError(ended->error);
         m_ahead = m_ahead || !ended->error.isEmpty();
+        if (ended->error.isEmpty())
+            emit written();
     }
     if (m_due)
         startWriting();
@@ -130,6 +138,24 @@ void Recovery::flush()
     waitForWriting();
     startWriting();
     waitForWriting();
+}
+
+QString Recovery::flushOrRescue()
+{
+    flush();
+    if (m_error.isEmpty() || !m_rescued.isEmpty())
+        return m_rescued;
+    const Content content = m_take();
+    if (!content.write)
+        return QString();
+    QStringList folders{QDir::tempPath()};
+    if (!content.projectPath.isEmpty())
+        folders.prepend(QFileInfo(content.projectPath).path());
+    const QString &named = content.projectPath.isEmpty() ? content.videoPath : content.projectPath;
+    m_rescued = RecoveryRescue::write(folders, QFileInfo(named).completeBaseName(), content.write);
+    if (!m_rescued.isEmpty())
+        qWarning("the unsaved work was written to %s instead", qUtf8Printable(m_rescued));
+    return m_rescued;
 }
 
 QString Recovery::leaveProject()

@@ -57,6 +57,10 @@ public:
     bool isUnsaved() const { return m_unsaved; }
     /// Writes what no copy holds yet and returns when all is on the disk, or error() says why it is not.
     void flush();
+    /// Does that and, where it fails, writes the project to a file beside the one it was saved as or, if that
+    /// cannot be done, for temporary files. Returns the path of that file, or nothing if there is none. A
+    /// project that has not changed since is not written again.
+    QString flushOrRescue();
     /// Does that for a project that is about to be dropped. Its copy becomes one of the dropped ones. Returns
     /// what went wrong, or nothing.
     QString leaveProject();
@@ -77,6 +81,8 @@ public:
 signals:
     /// error() is another one.
     void errorChanged();
+    /// A copy of the project is whole on the disk.
+    void written();
 
 private:
     class Writing;
@@ -102,4 +108,5 @@ private:
     std::shared_ptr<Writing> m_writing; // null when none is going on
     std::thread m_thread;
     QString m_error;
+    QString m_rescued; // path of the file that has the newest changes instead of the copy
 };

@@ -15,11 +15,14 @@
 #include "views/framegraphicsview.h"
 #include "views/framenav.h"
 #include "views/frameviewer.h"
+#include "views/timeline.h"
+#include "views/trackedobjectlabel.h"
 
 #include <QAction>
 #include <QDataStream>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QStatusBar>
 #include <QToolButton>
 #include <QtTest>
@@ -64,11 +67,20 @@ private slots:
     void cancellingThatQuestionChangesNothing();
     void aVideoThatDoesNotFitLeavesTheCopy();
     void aVideoThatCannotBeLoadedLeavesTheCopy();
+    void restoreAsksAfterTheVideoCouldNotBeLoaded();
+    void restoreAsksAfterTheVideoDidNotFit();
     void theOfferEndsAPlayback();
     void aCopyThatAnotherProgramTookIsNotOfferedAnyMore();
     void aJobIsCopiedWhileItRuns();
     void theOfferDoesNothingWhileAJobRuns();
     void workThatCannotBeKeptIsSaid();
+    void closingWritesBesideTheProjectWhatCannotBeKept();
+    void closingWritesToTemporaryFilesWhatCannotBeKept();
+    void newSaysWhereTheWorkIsUntilTheNextCopy();
+    void newSaysThatTheWorkCouldNotBeKeptAtAll();
+    void closingKeepsAHalfTypedName_data();
+    void closingKeepsAHalfTypedName();
+    void restoringKeepsAHalfTypedName();
 
 private:
     /// Starts the program anew; it keeps its unsaved work.
@@ -77,6 +89,12 @@ private:
     void kill();
     /// Makes a project with unsaved work, draws `count` outlines in it.
     void makeUnsavedWork(int count = 1);
+    /// Makes a project on a video, ends the program with unsaved work and starts it anew.
+    void leaveWorkOn(const QString &clip);
+    /// Puts something in the way of the folder of the copies.
+    void blockFolder();
+    QString failure() const;
+    void typeHalfAName(const QString &name);
     QStringList files() const { return QDir(m_recovery).entryList({"*.palu"}, QDir::Files); }
     QString offered() const;
     QToolButton *button(const char *name) const;
@@ -118,6 +136,37 @@ void TestRecoveryWindow::makeUnsavedWork(int count)
         m_program->draw(outline.translated(10 * i, 0));
     (*m_program)->history().settle();
     QVERIFY(!(*m_program)->history().isClean());
+}
+
+void TestRecoveryWindow::leaveWorkOn(const QString &clip)
+{
+    QCOMPARE(m_program->newProject(clip), QString());
+    m_program->draw(outline);
+    m_program->action("&Close")->trigger();
+    start();
+}
+
+void TestRecoveryWindow::blockFolder()
+{
+    QDir(m_recovery).removeRecursively();
+    writeFile(m_recovery, "in the way of the folder");
+}
+
+QString TestRecoveryWindow::failure() const
+{
+    const auto *label = (*m_program)->findChild<QLabel *>("recoveryFailure");
+    return label->isVisible() ? label->text() : QString();
+}
+
+void TestRecoveryWindow::typeHalfAName(const QString &name)
+{
+    TrackedObjectLabel *label = m_program->firstLabel();
+    label->window()->activateWindow();
+    QTRY_VERIFY(label->isActiveWindow());
+    label->editButton->click();
+    QVERIFY(label->nameEdit->hasFocus());
+    label->nameEdit->selectAll();
+    QTest::keyClicks(label->nameEdit, name);
 }
 
 QString TestRecoveryWindow::offered() const
@@ -504,6 +553,46 @@ void TestRecoveryWindow::aVideoThatCannotBeLoadedLeavesTheCopy()
     QVERIFY2(notice.contains(offered()) && notice.contains("The video was not loaded"), qPrintable(notice));
 }
 
+void TestRecoveryWindow::restoreAsksAfterTheVideoCouldNotBeLoaded()
+{
+    const QString clip = path("a clip.mp4");
+    QVERIFY(QFile::copy(m_clip, clip));
+    leaveWorkOn(clip);
+    writeFile(clip, "no video");
+    LogCapture log;
+    click("recoveryRestore");
+    QVERIFY(!g_state->videoLoaded);
+    DialogDriver driver;
+    driver.acceptFile(m_clip);
+    click("recoveryRestore");
+    QCOMPARE(driver.problem(), QString());
+    QCOMPARE(driver.fileDialogs.value(0).title, QString("Select video file"));
+    QVERIFY(g_state->videoLoaded);
+    QCOMPARE(g_state->objects.size(), 1);
+}
+
+void TestRecoveryWindow::restoreAsksAfterTheVideoDidNotFit()
+{
+    const QString clip = path("a clip.mp4");
+    QVERIFY(QFile::copy(m_clip, clip));
+    leaveWorkOn(clip);
+    const QString longer = encodeClip(m_folder->path(), "longer", 14);
+    QVERIFY(QFile::remove(clip) && QFile::rename(longer, clip));
+    {
+        DialogDriver driver;
+        driver.clickButton(QMessageBox::Ok);
+        click("recoveryRestore");
+        QCOMPARE(driver.problem(), QString());
+    }
+    QVERIFY(!g_state->videoLoaded);
+    DialogDriver driver;
+    driver.acceptFile(m_clip);
+    click("recoveryRestore");
+    QCOMPARE(driver.problem(), QString());
+    QVERIFY(g_state->videoLoaded);
+    QCOMPARE(g_state->objects.size(), 1);
+}
+
 void TestRecoveryWindow::theOfferEndsAPlayback()
 {
     makeUnsavedWork();
@@ -591,6 +680,111 @@ void TestRecoveryWindow::workThatCannotBeKeptIsSaid()
     (*m_program)->recovery()->flush();
     QVERIFY(!failure->isVisible());
     QVERIFY(!(*m_program)->findChild<QWidget *>("recoveryOffer")->isVisible());
+}
+
+void TestRecoveryWindow::closingWritesBesideTheProjectWhatCannotBeKept()
+{
+    QCOMPARE(m_program->newProject(m_clip), QString());
+    QCOMPARE(m_program->saveAs(path("kitchen.palu")), QString());
+    m_program->draw(outline);
+    const QByteArray left = projectBytes();
+    writeFile(path("kitchen (unsaved work).palu"), "of an earlier time");
+    blockFolder();
+    LogCapture log;
+    m_program->action("&Close")->trigger();
+    QVERIFY(!(*m_program)->isVisible());
+    const QString rescued = path("kitchen (unsaved work 2).palu");
+    QVERIFY(contentOf(rescued) == left);
+    QCOMPARE(contentOf(path("kitchen (unsaved work).palu")), QByteArray("of an earlier time"));
+    QVERIFY2(log.warnings().join('\n').contains(rescued), qPrintable(log.warnings().join('\n')));
+    QMetaObject::invokeMethod(qApp, "aboutToQuit"); // as it comes next
+    QCOMPARE(QDir(m_folder->path()).entryList({"kitchen (*"}).size(), 2);
+    QVERIFY(!(QFileInfo(rescued).permissions() & (QFile::ReadGroup | QFile::ReadOther)));
+    start();
+    QCOMPARE(m_program->open(rescued, m_clip), QString());
+    QVERIFY(projectBytes() == left);
+}
+
+void TestRecoveryWindow::closingWritesToTemporaryFilesWhatCannotBeKept()
+{
+    QVERIFY(QDir().mkpath(path("temporary")));
+    makeUnsavedWork();
+    const QByteArray left = projectBytes();
+    blockFolder();
+    const QByteArray before = qgetenv("TMPDIR");
+    qputenv("TMPDIR", QFile::encodeName(path("temporary")));
+    LogCapture log;
+    m_program->action("&Close")->trigger();
+    before.isEmpty() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", before);
+    QVERIFY(!(*m_program)->isVisible());
+    QVERIFY(contentOf(path("temporary/my clip (unsaved work).palu")) == left);
+}
+
+void TestRecoveryWindow::newSaysWhereTheWorkIsUntilTheNextCopy()
+{
+    QCOMPARE(m_program->newProject(m_clip), QString());
+    QCOMPARE(m_program->saveAs(path("kitchen.palu")), QString());
+    m_program->draw(outline);
+    const QByteArray left = projectBytes();
+    blockFolder();
+    LogCapture log;
+    (*m_program)->recreateDataState();
+    const QString rescued = path("kitchen (unsaved work).palu");
+    QVERIFY(contentOf(rescued) == left);
+    QVERIFY2(failure().contains(rescued), qPrintable(failure()));
+    QVERIFY((*m_program)->frameViewer()->view->notice().contains(rescued));
+    (*m_program)->statusBar()->clearMessage();
+    makeUnsavedWork();
+    (*m_program)->recovery()->flush();
+    QVERIFY2(failure().contains(rescued), qPrintable(failure()));
+    QVERIFY(failure().contains("Unsaved work is not kept: ")); // of the new project
+    QVERIFY(QFile::remove(m_recovery));
+    (*m_program)->recovery()->flush();
+    QCOMPARE(failure(), QString());
+    (*m_program)->recreateDataState();
+    QVERIFY(!(*m_program)->frameViewer()->view->notice().contains(rescued));
+}
+
+void TestRecoveryWindow::newSaysThatTheWorkCouldNotBeKeptAtAll()
+{
+    makeUnsavedWork();
+    blockFolder();
+    const QByteArray before = qgetenv("TMPDIR");
+    qputenv("TMPDIR", "/proc"); // which takes no files, not even from root
+    LogCapture log;
+    (*m_program)->recreateDataState();
+    before.isEmpty() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", before);
+    QVERIFY2(failure().startsWith("The unsaved work could not be kept: "), qPrintable(failure()));
+    QCOMPARE((*m_program)->frameViewer()->view->notice(), failure());
+}
+
+void TestRecoveryWindow::closingKeepsAHalfTypedName_data()
+{
+    QTest::addColumn<bool>("floating");
+    QTest::newRow("in the window") << false;
+    QTest::newRow("in a floating dock") << true;
+}
+
+void TestRecoveryWindow::closingKeepsAHalfTypedName()
+{
+    QFETCH(bool, floating);
+    makeUnsavedWork();
+    (*m_program)->timeLine()->setFloating(floating);
+    typeHalfAName("van");
+    m_program->action("&Close")->trigger();
+    start();
+    click("recoveryRestore");
+    QCOMPARE(g_state->objects.first()->name, QString("van"));
+}
+
+void TestRecoveryWindow::restoringKeepsAHalfTypedName()
+{
+    leaveWorkOn(m_clip);
+    makeUnsavedWork();
+    typeHalfAName("van");
+    click("recoveryRestore");
+    click("recoveryRestore");
+    QCOMPARE(g_state->objects.first()->name, QString("van"));
 }
 
 QTEST_MAIN(TestRecoveryWindow)
