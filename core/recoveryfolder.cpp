@@ -72,12 +72,11 @@ private:
     bool m_held = false;
 };
 
-/// The mark in a lock file; nothing if there is no such file.
-QByteArray markIn(const QString &path)
+/// The mark in an open lock file.
+QByteArray markIn(QFile &lock)
 {
     constexpr qint64 mostOfMark = 4096; // bytes
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.read(mostOfMark) : QByteArray();
+    return lock.read(mostOfMark);
 }
 
 /// Replaces the file at `path`, which only the user can read. Returns what went wrong, or nothing.
@@ -102,6 +101,8 @@ RecoveryFolder::~RecoveryFolder()
 {
     for (const QString &path : qAsConst(m_own))
         QFile::remove(lockPath(path));
+    for (const int lock : qAsConst(m_locks))
+        ::close(lock);
 }
 
 QString RecoveryFolder::newCopy()
@@ -121,29 +122,45 @@ QString RecoveryFolder::makeFolder() const
     return QString();
 }
 
-/// Puts this process's mark beside a copy that is free.
-QString RecoveryFolder::takeLock(const QString &path) const
+/// Puts this process's mark beside a copy that is free. The file is locked before it gets its name.
+QString RecoveryFolder::takeLock(const QString &path)
 {
     const QByteArray mark = ProcessMark::own();
     const Guard guard(m_path);
     if (!guard.isHeld() || !isFree(path))
         return QStringLiteral("another program holds %1").arg(path);
-    return replace(lockPath(path), [&mark](QFileDevice &file) { return file.write(mark) == mark.size(); });
+    int lock = -1;
+    const QString error = replace(lockPath(path), [&](QFileDevice &file) {
+        lock = ::fcntl(file.handle(), F_DUPFD_CLOEXEC, 0); // NOLINT: it is a function of many arguments
+        return lock != -1 && !isHeldByAnother(lock, LOCK_EX) && file.write(mark) == mark.size();
+    });
+    const std::lock_guard mutexLock(m_mutex);
+    if (error.isEmpty())
+        lock = std::exchange(*m_locks.insert(path, m_locks.value(path, -1)), lock);
+    if (lock != -1)
+        ::close(lock);
+    return error;
 }
 
 bool RecoveryFolder::claim(const QString &path)
 {
     if (isOwn(path))
         return true;
-    const QString error = QFile::exists(path) ? takeLock(path) : QString();
-    if (!error.isEmpty())
-        qWarning("%s", qUtf8Printable(error));
-    // The one who had it may have removed it just before.
-    if (!error.isEmpty() || !QFile::exists(path))
+    if (!QFile::exists(path))
         return false;
+    const QString error = takeLock(path);
+    if (!error.isEmpty()) {
+        qWarning("%s", qUtf8Printable(error));
+        return false;
+    }
+    // The one who had it may have removed it just before.
     const std::lock_guard lock(m_mutex);
-    m_own.insert(path);
-    return true;
+    const bool isThere = QFile::exists(path);
+    if (isThere)
+        m_own.insert(path);
+    else
+        removeOwn(path); // its lock
+    return isThere;
 }
 
 QString RecoveryFolder::write(const QString &path, const std::function<bool(QFileDevice &)> &write)
@@ -159,7 +176,8 @@ QString RecoveryFolder::write(const QString &path, const std::function<bool(QFil
     QFile::remove(next);
     if (isOwn(path))
         return error;
-    QFile::remove(lockPath(path)); // as the copy was while it was being written
+    const std::lock_guard lock(m_mutex);
+    removeOwn(path); // its lock, as the copy was while it was being written
     return QString();
 }
 
@@ -179,10 +197,18 @@ QString RecoveryFolder::putInPlace(const QString &next, const QString &path)
 void RecoveryFolder::remove(const QString &path)
 {
     const std::lock_guard lock(m_mutex);
-    if (!m_own.remove(path))
-        return;
+    if (m_own.contains(path))
+        removeOwn(path);
+}
+
+/// To be called with the mutex locked.
+void RecoveryFolder::removeOwn(const QString &path)
+{
+    m_own.remove(path);
     QFile::remove(path);
     QFile::remove(lockPath(path));
+    if (m_locks.contains(path))
+        ::close(m_locks.take(path));
 }
 
 bool RecoveryFolder::isOwn(const QString &path)
@@ -191,10 +217,15 @@ bool RecoveryFolder::isOwn(const QString &path)
     return m_own.contains(path);
 }
 
+/// A look at a lock is shared, so that two at once do not take each other for the owner.
 bool RecoveryFolder::isFree(const QString &path)
 {
-    const QString lock = lockPath(path);
-    return !QFile::exists(lock) || !ProcessMark::mayRun(markIn(lock));
+    QFile lock(lockPath(path));
+    if (!lock.open(QIODevice::ReadOnly))
+        return !lock.exists();
+    if (::flock(lock.handle(), LOCK_SH | LOCK_NB) == 0)
+        return true;
+    return errno != EWOULDBLOCK && !ProcessMark::mayRun(markIn(lock));
 }
 
 /// Damaged ones, which have no video, are among them.
@@ -259,12 +290,8 @@ void RecoveryFolder::prune(const QString &spared)
     const auto isSpared = [&spared](const RecoveryCopy &copy) { return copy.path == spared; };
     kept.erase(std::remove_if(kept.begin(), kept.end(), isSpared), kept.end());
     const std::lock_guard lock(m_mutex);
-    for (int i = mostCopies; i < kept.size(); ++i) {
-        const QString path = kept.at(i).path;
-        m_own.remove(path);
-        QFile::remove(path);
-        QFile::remove(lockPath(path));
-    }
+    for (int i = mostCopies; i < kept.size(); ++i)
+        removeOwn(kept.at(i).path);
 }
 
 /// Removes the locks of nobody without a copy, and the halves of files (`<name>.XXXXXX`) that were being

@@ -4,6 +4,7 @@
 
 #include "core/recoverycopy.h"
 
+#include <QHash>
 #include <QSet>
 #include <QString>
 #include <QVector>
@@ -16,10 +17,11 @@ class QFileDevice;
 /// The folder with the copies of unsaved work of all programs of a user, and whose they are.
 ///
 ///     <folder>/<name>.palu       a copy
-///     <folder>/<name>.palu.lock  the mark of the process that it belongs to
+///     <folder>/<name>.palu.lock  the mark of the process that it belongs to, locked as long as that lives
 ///     <folder>/<name>.palu.next  what is to replace the copy, while it is being written
 ///     <folder>/.guard            held by the one that is changing who owns what
 ///
+/// Whether that process lives is what the file lock says and, where there are no file locks, the mark.
 /// A copy whose process has ended, or that has no lock, belongs to nobody, and the first who claims it gets
 /// it. The copies of other processes that may still run are not seen. All calls may be made on any thread.
 class RecoveryFolder
@@ -62,11 +64,13 @@ private:
     QString putInPlace(const QString &next, const QString &path);
     void clearLeftovers();
     QString makeFolder() const;
-    QString takeLock(const QString &path) const;
+    QString takeLock(const QString &path);
+    void removeOwn(const QString &path);
 
     const QString m_path;
     std::mutex m_mutex; // guards what follows
     QSet<QString> m_own;
-    QSet<QString> m_damaged; // logged already
+    QHash<QString, int> m_locks; // descriptors of the open lock files of own copies
+    QSet<QString> m_damaged;     // logged already
     QString m_newest;
 };

@@ -181,6 +181,9 @@ private slots:
     void theEndOfTheProgramWaitsForTheWriting();
     void runningProgramsDoNotSeeEachOthersCopies();
     void copiesOfKilledProgramsAreSeen();
+    void aCopyIsFreeOnceItsOwnersLockIs_data();
+    void aCopyIsFreeOnceItsOwnersLockIs();
+    void aLockedCopyIsNotFreeWhateverItsMarkSays();
     void aCopyIsClaimedOnce();
     void aClaimedCopyIsTheNextProjectsOwn();
     void discardingRemovesACopy();
@@ -227,8 +230,10 @@ void TestRecovery::cleanup()
 
 void TestRecovery::killOwners()
 {
-    for (const QString &name : files("*.lock"))
+    for (const QString &name : files("*.lock")) {
+        QVERIFY(QFile::remove(m_recovery + '/' + name)); // the process has that one locked
         writeFile(m_recovery + '/' + name, deadMark());
+    }
 }
 
 void TestRecovery::makeCopy(const QByteArray &text, const QDateTime &changed) const
@@ -454,6 +459,38 @@ void TestRecovery::copiesOfKilledProgramsAreSeen()
     killOwners();
     Program next(m_recovery);
     QCOMPARE(textsOf(next.recovery.copies()), QStringList({"open", "dropped"})); // those changed last first
+}
+
+void TestRecovery::aCopyIsFreeOnceItsOwnersLockIs_data()
+{
+    QTest::addColumn<QByteArray>("mark");
+    QTest::newRow("of a process that runs") << ProcessMark::own();
+    QTest::newRow("of another machine") << "@elsewhere/1" + ProcessMark::own();
+    QTest::newRow("no mark") << QByteArray("x");
+}
+
+// A machine that was renamed, or a process id that was given again: the mark alone would keep it for good.
+void TestRecovery::aCopyIsFreeOnceItsOwnersLockIs()
+{
+    QFETCH(QByteArray, mark);
+    makeCopy("left", QDateTime::currentDateTime());
+    writeFile(m_recovery + "/left.palu.lock", mark);
+    Program next(m_recovery);
+    QCOMPARE(textsOf(next.recovery.copies()), QStringList("left"));
+    QVERIFY(next.recovery.claim(next.recovery.copies().value(0)));
+    Program other(m_recovery);
+    QVERIFY(other.recovery.copies().isEmpty());
+}
+
+void TestRecovery::aLockedCopyIsNotFreeWhateverItsMarkSays()
+{
+    Program running(m_recovery);
+    running.changeAndFlush("open");
+    writeFile(m_recovery + '/' + files("*.lock").value(0), deadMark()); // the same file, still locked
+    Program other(m_recovery);
+    QVERIFY(other.recovery.copies().isEmpty());
+    running.recovery.noteClean();
+    QCOMPARE(files("*"), QStringList());
 }
 
 // Two programs that were started at once offer the same copy.
