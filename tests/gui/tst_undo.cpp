@@ -3,6 +3,8 @@
 #include "core/datastate.h"
 #include "core/history.h"
 #include "core/mainwindow.h"
+#include "core/modaljob.h"
+#include "processing/abortgrace.h"
 #include "processing/morph.h"
 #include "tests/gui/projecttest.h"
 #include "tests/support/clips.h"
@@ -26,12 +28,48 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSpinBox>
 #include <QStatusBar>
+#include <QThreadPool>
+#include <QTimer>
 #include <QToolButton>
 #include <QtTest>
 
+#include <chrono>
 #include <functional>
+
+namespace
+{
+
+constexpr int patience = 30000; // milliseconds that a wait may take on a busy machine
+
+/// Repaints a widget again and again while it is in scope.
+class Repainting : public QObject
+{
+public:
+    explicit Repainting(QWidget *widget)
+    {
+        widget->installEventFilter(this);
+        connect(&m_timer, &QTimer::timeout, widget, QOverload<>::of(&QWidget::update));
+        m_timer.start(0);
+    }
+    /// Whether it was painted while a job was running.
+    bool isDone() const { return m_paintsInJob > 0; }
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        m_paintsInJob += event->type() == QEvent::Paint && ModalJob::isRunning();
+        return false;
+    }
+
+private:
+    QTimer m_timer;
+    int m_paintsInJob = 0;
+};
+
+} // namespace
 
 class TestUndo : public ProjectTest
 {
@@ -44,6 +82,8 @@ private slots:
     void toolsAreUndone();
     void anInteractiveRunIsUndoneWithItsQuestion();
     void anAbortedRunIsOneStep();
+    void anAbortedRunCanBeUndoneAtOnce_data();
+    void anAbortedRunCanBeUndoneAtOnce();
     void aDoubleClickOnAHandleIsOneStep();
     void twoQuickClicksAreTwoSteps();
     void theViewsShowWhatIsUndone();
@@ -287,6 +327,48 @@ void TestUndo::anAbortedRunIsOneStep()
     undo();
     QVERIFY(projectFields(*g_state) == before);
     QCOMPARE((*m_program)->history().stepCount(), 1);
+}
+
+void TestUndo::anAbortedRunCanBeUndoneAtOnce_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<int>("grace");
+    for (const char *action : {"&iTrack", "&aTrack", "segmentation"}) {
+        QTest::addRow("%s, left at the first frame", action) << QString::fromLatin1(action) << 0;
+        QTest::addRow("%s, what is in progress ends", action) << QString::fromLatin1(action) << 60000;
+    }
+}
+
+// Whatever the work items still do and announce then, and with the window repainting what they change.
+void TestUndo::anAbortedRunCanBeUndoneAtOnce()
+{
+    QFETCH(QString, action);
+    QFETCH(int, grace);
+    AbortGrace::setLength(std::chrono::milliseconds(grace));
+    const auto usualGrace = qScopeGuard([] { AbortGrace::setLength(std::chrono::seconds(1)); });
+    makeTrackableProject();
+    const QByteArray before = projectFields(*g_state);
+    DialogDriver driver;
+    driver.tolerateMessageBoxes();
+    const LogCapture log;
+    Repainting repainting((*m_program)->frameViewer()->view->viewport());
+    {
+        const AbortAtFirstChange abort(g_state->objects.first());
+        m_program->action(action)->trigger();
+        QVERIFY(abort.done());
+    }
+    undo();
+    QVERIFY(projectFields(*g_state) == before);
+    QVERIFY(message().startsWith("Undone: "));
+    QVERIFY(repainting.isDone());
+    QVERIFY(QThreadPool::globalInstance()->waitForDone(patience));
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    QVERIFY(projectFields(*g_state) == before);
+    QCOMPARE((*m_program)->history().stepCount(), 1);
+    QCOMPARE(driver.problem(), QString());
+    redo();
+    QVERIFY(projectFields(*g_state) != before);
 }
 
 // Its first click alone turns an automatic outline into the user's own.
