@@ -85,8 +85,9 @@ void MainWindow::showProjectState()
 {
     QString text;
     const bool unsaved = !m_history->isClean();
-    const QString path =
-        m_projectPath.isEmpty() && g_state && g_state->video ? g_state->video->fileName() : m_projectPath;
+    QString path = m_projectPath;
+    if (path.isEmpty() && m_history->follows(g_state)) // which may be ending just now
+        path = g_state->video->fileName();
     const QString name = shortened(QFileInfo(path).fileName());
     if (!m_failedSave.isEmpty())
         text = tr("%1 could not be saved").arg(shortened(QFileInfo(m_failedSave).fileName()));
