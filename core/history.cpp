@@ -61,6 +61,7 @@ void History::follow(DataState *state)
     }
     m_state = nullptr;
     m_stack.clear();
+    m_stack.setClean(); // clearing an empty stack leaves the mark of an unsaved project
     m_known.clear();
     m_secondClick.stop();
     *m_place = HistoryPlace();

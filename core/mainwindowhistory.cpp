@@ -73,6 +73,8 @@ void MainWindow::moveInHistory(bool back)
         back ? field->undo() : field->redo();
         return;
     }
+    if (QGuiApplication::mouseButtons() != Qt::NoButton) // a gesture that is not over cannot be taken back
+        return;
     m_frameNav->stopPlayback();
     const QString name = back ? m_history->undo() : m_history->redo();
     if (name.isEmpty())

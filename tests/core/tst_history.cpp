@@ -695,6 +695,12 @@ void TestHistory::anUnsavedProjectStaysUnsaved()
     QVERIFY(!history.isClean());
     history.setSaved();
     QVERIFY(history.isClean());
+    history.setUnsaved();
+    history.follow(nullptr);
+    history.follow(project.state());
+    history.setUnsaved();
+    history.follow(project.state());
+    QVERIFY2(history.isClean(), "another project starts clean");
 }
 
 void TestHistory::theCarriedValueComesBack()

@@ -91,6 +91,7 @@ private slots:
     void nothingToUndoSaysNothing();
     void keysInATextFieldBelongToIt_data();
     void keysInATextFieldBelongToIt();
+    void undoWaitsForTheMouse();
     void undoEndsAPlayback();
     void anotherProjectStartsAnew();
     void unsavedWorkIsShown();
@@ -480,6 +481,24 @@ void TestUndo::keysInATextFieldBelongToIt()
     undo();
     redo();
     QCOMPARE(field->text(), QString("5"));
+    QVERIFY(projectFields(*g_state) == after);
+}
+
+void TestUndo::undoWaitsForTheMouse()
+{
+    makeKnownProject();
+    addVertex();
+    const QByteArray after = projectFields(*g_state);
+    QWindow *window = (*m_program)->windowHandle();
+    const QWidget *viewport = (*m_program)->frameViewer()->view->viewport();
+    const QPoint handle = viewport->mapTo(m_program->window.get(), vertexInView(0));
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, handle);
+    QTest::mouseMove(window, handle + QPoint(8, 8));
+    undo();
+    QVERIFY(projectFields(*g_state) == after);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, handle + QPoint(8, 8));
+    QVERIFY(projectFields(*g_state) != after);
+    undo();
     QVERIFY(projectFields(*g_state) == after);
 }
 
