@@ -17,33 +17,16 @@
 #include <cerrno>
 #include <cstdio>
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace
 {
 
-std::atomic<int> g_lockError{0};
 std::atomic<int> g_copiesPutInPlace{0};
-
-/// Makes flock() fail with `error` while it is in scope, as in a folder that knows no locks.
-struct WithoutLocks {
-    explicit WithoutLocks(int error) { g_lockError = error; }
-    ~WithoutLocks() { g_lockError = 0; }
-};
 
 } // namespace
 
-/// Stands in front of the C library's function.
-extern "C" int flock(int descriptor, int operation)
-{
-    if (g_lockError == 0)
-        return static_cast<int>(syscall(SYS_flock, descriptor, operation));
-    errno = g_lockError;
-    return -1;
-}
-
-/// So does this one, to count the copies that appear.
+/// Stands in front of the C library's function, to count the copies that appear.
 extern "C" int rename(const char *from, const char *to)
 {
     if (QByteArray(to).endsWith(".palu"))

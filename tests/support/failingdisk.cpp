@@ -15,7 +15,7 @@ namespace
 {
 
 std::atomic<int> g_syncError{0};
-std::atomic<bool> g_locks{true};
+std::atomic<int> g_lockError{0};
 
 } // namespace
 
@@ -31,9 +31,9 @@ extern "C" int fdatasync(int descriptor)
 /// The same for locks.
 extern "C" int flock(int descriptor, int operation) noexcept
 {
-    if (g_locks)
+    if (g_lockError == 0)
         return static_cast<int>(syscall(SYS_flock, descriptor, operation));
-    errno = ENOLCK;
+    errno = g_lockError;
     return -1;
 }
 
@@ -76,12 +76,12 @@ FailingSync::~FailingSync()
     g_syncError = 0;
 }
 
-WithoutLocks::WithoutLocks()
+WithoutLocks::WithoutLocks(int error)
 {
-    g_locks = false;
+    g_lockError = error;
 }
 
 WithoutLocks::~WithoutLocks()
 {
-    g_locks = true;
+    g_lockError = 0;
 }

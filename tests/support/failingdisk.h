@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cerrno>
+
 #include <sys/resource.h>
 
 /// Makes every write beyond `bytes` of a file fail while it is in scope, as on a full disk.
@@ -35,10 +37,10 @@ public:
     ~FailingSync();
 };
 
-/// Makes flock() fail while it is in scope, as on a file system that knows no locks.
+/// Makes flock() fail with `error` while it is in scope, as on a file system that knows no locks.
 class WithoutLocks
 {
 public:
-    WithoutLocks();
+    explicit WithoutLocks(int error = ENOLCK);
     ~WithoutLocks();
 };
