@@ -170,7 +170,7 @@ void TestLongVideo::objectsThatDoNotFitAreNotRead()
         QString problem = "unset";
         bool read = false;
         {
-            const LittleMemory memory((fits ? 1000 : 600) * megabyte);
+            const LittleMemory memory((fits ? 1000 : 400) * megabyte);
             const QSignalBlocker blocker(g_state);
             read = ProjectFile::read(stream, *g_state, &problem);
         }
