@@ -20,7 +20,7 @@ qint64 DiskSpace::missing(const QString &folder, double fileSize, qint64 count)
 
 QString DiskSpace::missingText(const QString &folder, qint64 bytes)
 {
-    constexpr qint64 megabyte = 1000 * 1000;
+    constexpr qint64 megabyte = 1000000;
     return QCoreApplication::translate("DiskSpace", "%1 MB are missing in %2")
         .arg((bytes + megabyte - 1) / megabyte)
         .arg(QDir::toNativeSeparators(folder));

@@ -33,7 +33,7 @@ qint64 bytesOf(const QPolygonF &polygon)
 template <class Value>
 qint64 bytesOf(const std::vector<ObjectDifference::Change<Value>> &changes)
 {
-    return static_cast<qint64>(changes.capacity() * sizeof(changes.front()));
+    return static_cast<qint64>(changes.capacity()) * static_cast<qint64>(sizeof(changes.front()));
 }
 
 } // namespace
@@ -133,7 +133,7 @@ bool ObjectDifference::nameDiffers() const
 
 qint64 ObjectDifference::bytes(Side side) const
 {
-    qint64 sum = sizeof(*this) + bytesOf(polygons) + bytesOf(types) + bytesOf(ranks);
+    qint64 sum = static_cast<qint64>(sizeof(*this)) + bytesOf(polygons) + bytesOf(types) + bytesOf(ranks);
     for (const Change<QPolygonF> &change : polygons)
         sum += bytesOf(change.value(side));
     sum += qint64(chainBefore.spans.capacity() + chainAfter.spans.capacity()) * qint64(sizeof(SpanSnapshot));

@@ -189,7 +189,7 @@ QString readState(QDataStream &stream, DataState &state)
     if (isCorrupt(stream))
         return QString();
     stream >> state.currentFrame;
-    const QString problem = readObjects(stream, state);
+    QString problem = readObjects(stream, state);
     if (isCorrupt(stream))
         return problem;
     qint32 nextId = 0;

@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr qint64 megabyte = 1024 * 1024;
+constexpr qint64 megabyte = qint64(1) << 20;
 // As measured, and a little more (docs/reliability.md): a number above the time line; the line of the grid
 // that the first object brings; a key frame with its span entry and its marker, and undo.
 constexpr qint64 bytesPerFrame = 600;

@@ -36,7 +36,7 @@ QString DiskSync::names(const QString &folder)
         ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); // NOLINT
     if (descriptor < 0)
         return QString();
-    const QString error = syncError(::fsync(descriptor));
+    QString error = syncError(::fsync(descriptor));
     ::close(descriptor);
     return error;
 }

@@ -285,7 +285,7 @@ QString History::move(bool back)
     settle();
     if (!m_state || m_applying || ModalJob::isRunning() || !(back ? canUndo() : canRedo()))
         return QString();
-    const QString name = back ? m_stack.undoText() : m_stack.redoText();
+    QString name = back ? m_stack.undoText() : m_stack.redoText();
     if (back)
         m_stack.undo();
     else

@@ -178,11 +178,11 @@ qint64 HistoryStep::bytes() const
 {
     if (m_released)
         return sizeof(*this);
-    qint64 sum = sizeof(*this) + static_cast<qint64>(differences.capacity() * sizeof(Entry));
+    qint64 sum = qint64(sizeof(*this)) + qint64(differences.capacity()) * qint64(sizeof(Entry));
     for (const Entry &entry : differences)
         sum += entry.second.bytes(m_done ? Difference::Before : Difference::After);
     const int listed = before.objects.size() + after.objects.size();
-    return sum + listed * static_cast<qint64>(sizeof(TrackedObject *));
+    return sum + listed * static_cast<qint64>(sizeof(void *));
 }
 
 void HistoryStep::release()

@@ -227,7 +227,7 @@ QString KeptCopy::keep(const QString &path, const std::function<bool(QFileDevice
     QFile old(path);
     if (!old.open(QIODevice::ReadOnly))
         return old.errorString();
-    const QString error = makeFolder();
+    QString error = makeFolder();
     if (!error.isEmpty())
         return error;
     SiblingFile::clearLeftovers(copyPath(path));

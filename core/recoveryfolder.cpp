@@ -130,7 +130,7 @@ QString RecoveryFolder::takeLock(const QString &path)
     if (!guard.isHeld() || !isFree(path))
         return QStringLiteral("another program holds %1").arg(path);
     int lock = -1;
-    const QString error = replace(lockPath(path), [&](QFileDevice &file) {
+    QString error = replace(lockPath(path), [&](QFileDevice &file) {
         lock = ::fcntl(file.handle(), F_DUPFD_CLOEXEC, 0); // NOLINT: it is a function of many arguments
         return lock != -1 && !isHeldByAnother(lock, LOCK_EX) && file.write(mark) == mark.size();
     });

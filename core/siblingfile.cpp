@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -112,8 +113,8 @@ int takeOver(int descriptor, const struct stat &old)
 
 } // namespace
 
-SiblingFile::SiblingFile(const QString &target)
-    : m_target(target)
+SiblingFile::SiblingFile(QString target)
+    : m_target(std::move(target))
 {
 }
 

@@ -16,7 +16,7 @@ class SiblingFile
 {
 public:
     /// `target` is no symbolic link; it need not exist.
-    explicit SiblingFile(const QString &target);
+    explicit SiblingFile(QString target);
     /// Takes the new file away unless it has replaced the target.
     ~SiblingFile();
     SiblingFile(const SiblingFile &) = delete;

@@ -105,13 +105,13 @@ bool TemporaryFolders::remove(const QString &folder, const std::function<bool()>
     const QString frames = pathOf(folder, QStringLiteral("frames"));
     const auto removeFiles = [&](const QString &place) {
         const QFileInfoList entries = QDir(place).entryInfoList(everything);
-        for (const QFileInfo &entry : entries) {
+        return std::all_of(entries.cbegin(), entries.cend(), [&](const QFileInfo &entry) {
             if (interrupted())
                 return false;
             if (place == frames || !isMarkName(entry.fileName()))
                 QFile::remove(entry.filePath());
-        }
-        return true;
+            return true;
+        });
     };
     if (!removeFiles(frames) || !removeFiles(folder))
         return false;
