@@ -57,6 +57,12 @@ QString wrongCount(const char *what, const List &list, int expected)
                                          .arg(expected);
 }
 
+/// Whether a real mouse could be there: the driver's events go past what is hidden, disabled or blocked.
+bool canBeReached(const QWidget *widget)
+{
+    return widget->isVisible() && widget->isEnabled() && !QApplication::activeModalWidget();
+}
+
 bool isInProject(const KeyFrame *keyFrame)
 {
     return keyFrame && g_state->objects.contains(keyFrame->object) &&
@@ -184,11 +190,16 @@ void Monkey::mouse(int kind)
 {
     const auto modifiers = chance(6) ? Qt::ControlModifier : chance(6) ? Qt::ShiftModifier : Qt::NoModifier;
     if (kind == 0) {
-        m_pressed = canvas();
+        QWidget *chosen = canvas();
+        if (!canBeReached(chosen))
+            return;
+        m_pressed = chosen;
         MouseDriver::press(m_pressed, place(m_pressed), modifiers);
         return;
     }
     QWidget *target = m_pressed ? m_pressed : canvas();
+    if (!canBeReached(target))
+        return;
     if (kind == 1) {
         MouseDriver::move(target, place(target), modifiers);
         return;
@@ -200,7 +211,7 @@ void Monkey::mouse(int kind)
 void Monkey::contextMenu()
 {
     TimeLine *timeLine = m_program->window->timeLine();
-    if (timeLine->keyFrameItems.isEmpty())
+    if (timeLine->keyFrameItems.isEmpty() || !canBeReached(timeLine->bodyView->viewport()))
         return;
     const KeyFrameGraphicsItem *item = timeLine->keyFrameItems.at(below(timeLine->keyFrameItems.size()));
     timeLine->bodyView->ensureVisible(item, timeLine->frameWidth, 0);
@@ -246,14 +257,15 @@ std::vector<Monkey::Deed> Monkey::mouseDeeds()
          [this] {
              QWidget *target = canvas();
              const auto modifiers = chance(5) ? Qt::ShiftModifier : Qt::NoModifier;
-             MouseDriver::doubleClick(target, place(target), modifiers);
+             if (canBeReached(target))
+                 MouseDriver::doubleClick(target, place(target), modifiers);
          }},
         {4, "context menu", [this] { contextMenu(); }},
         {2, "type a name", [this] { typeName(); }},
         {2, "click a label",
          [this] {
              const auto labels = m_program->window->timeLine()->findChildren<TrackedObjectLabel *>();
-             if (!labels.isEmpty())
+             if (!labels.isEmpty() && canBeReached(labels.first()))
                  MouseDriver::click(labels.at(below(labels.size())), QPoint(5, 5));
          }},
         {2, "delete an object",
